@@ -1,0 +1,34 @@
+#include "platform/builtins/Builtins.h"
+
+#include <QtGlobal>
+
+#include "platform/builtins/BuiltinFilter.h"
+#include "platform/builtins/BuiltinTable.h"
+
+namespace cif {
+
+QStringList registerBuiltinFilters() {
+    using namespace builtins;
+    std::vector<BuiltinDef> all;
+    for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, geometryBuiltins, tileBuiltins}) {
+        const std::vector<BuiltinDef> defs = list();
+        all.insert(all.end(), defs.begin(), defs.end());
+    }
+    QStringList names;
+    for (const BuiltinDef& def : all) {
+        TableEntry entry;
+        const QString name = QString::fromLatin1(def.name);
+        if (!lookUpBuiltin(name, entry)) {
+            qWarning("built-in filter %s has no entry in the reference table", def.name);
+            continue;
+        }
+        const Compute compute = def.compute;
+        CIFilter::registerFilterNameConstructorClassAttributes(
+            name, [compute](const QString&) { return std::make_unique<BuiltinFilter>(compute); },
+            entry.classAttributes, entry.inputKeys);
+        names << name;
+    }
+    return names;
+}
+
+}  // namespace cif

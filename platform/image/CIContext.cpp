@@ -1,0 +1,121 @@
+#include "platform/image/CIContext.h"
+
+#include <QCoreApplication>
+#include <cmath>
+
+#include "platform/host/ImageLimits.h"
+#include "platform/image/Renderer.h"
+
+namespace cif {
+
+using namespace engine;
+
+CIContext::CIContext() = default;
+CIContext::CIContext(const Options& options) : m_options(options) {}
+
+CIContext CIContext::contextWithOptions(const QVariantMap& options) {
+    Options o;
+    const auto it = options.find(kCIContextWorkingColorSpace);
+    if (it != options.end() &&
+        (!it->isValid() || it->isNull() || it->toString().compare(QLatin1String("none"), Qt::CaseInsensitive) == 0))
+        o.workingSpace = WorkingSpace::None;
+    return CIContext(o);
+}
+
+RenderOptions CIContext::renderOptions() const {
+    RenderOptions r;
+    r.space = m_options.workingSpace;
+    r.tileSize = m_options.tileSize;
+    r.threads = m_options.threads;
+    r.cancel = &m_cancel;
+    r.progress = m_progress;
+    return r;
+}
+
+bool CIContext::prepare(const CIImage& image, const QRectF& fromRect, IRect& pixels) {
+    m_lastError.clear();
+    m_wasCancelled = false;
+    m_cancel.store(false);
+    if (image.isNull()) {
+        m_lastError = QCoreApplication::translate("CIContext", "There is no image to render.");
+        return false;
+    }
+    const Rect r = CIImage::toEngineRect(fromRect);
+    if (r.isEmpty()) {
+        m_lastError = QCoreApplication::translate("CIContext", "The rectangle to render is empty.");
+        return false;
+    }
+    if (r.isUnbounded()) {
+        m_lastError = QCoreApplication::translate("CIContext", "An infinite rectangle cannot be rendered.");
+        return false;
+    }
+    pixels = coveringPixels(r);
+    QString limitError;
+    if (!checkPictureSize(pixels.w, pixels.h, &limitError)) {
+        m_lastError = limitError;
+        return false;
+    }
+    return true;
+}
+
+QImage CIContext::createQImage(const CIImage& image, const QRectF& fromRect) {
+    IRect px;
+    if (!prepare(image, fromRect, px)) return {};
+    QImage out(px.w, px.h, QImage::Format_RGBA8888_Premultiplied);
+    if (out.isNull()) {
+        m_lastError = QCoreApplication::translate("CIContext", "Not enough memory to render %1 x %2 pixels.")
+                          .arg(px.w)
+                          .arg(px.h);
+        return {};
+    }
+    const RenderResult result =
+        renderRGBA8(*image.node(), px, out.bits(), size_t(out.bytesPerLine()), renderOptions());
+    if (result == RenderResult::Cancelled) {
+        m_wasCancelled = true;
+        m_lastError = QCoreApplication::translate("CIContext", "Rendering was cancelled.");
+        return {};
+    }
+    return out;
+}
+
+bool CIContext::renderToFloat(const CIImage& image, const QRectF& fromRect, CIFloatBitmap& out) {
+    IRect px;
+    if (!prepare(image, fromRect, px)) return false;
+    CIFloatBitmap result;
+    result.width = px.w;
+    result.height = px.h;
+    result.pixels.resize(size_t(px.area()) * 4);
+    if (renderFloat(*image.node(), px, result.pixels.data(), size_t(px.w) * 4, renderOptions()) ==
+        RenderResult::Cancelled) {
+        m_wasCancelled = true;
+        m_lastError = QCoreApplication::translate("CIContext", "Rendering was cancelled.");
+        return false;
+    }
+    out = std::move(result);
+    return true;
+}
+
+bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image, const QRectF& inRect,
+                                        const QRectF& fromRect) {
+    if (inRect.isEmpty()) return false;
+    // Render at the target's device resolution so nothing is resampled twice
+    // when the target is larger than the source rectangle.
+    const QRectF device = painter.transform().mapRect(inRect);
+    const double sx = std::max(1.0, device.width()) / fromRect.width();
+    const double sy = std::max(1.0, device.height()) / fromRect.height();
+    CIImage scaled = image;
+    QRectF from = fromRect;
+    if (std::isfinite(sx) && std::isfinite(sy) && (std::abs(sx - 1) > 1e-9 || std::abs(sy - 1) > 1e-9)) {
+        scaled = image.imageByApplyingTransform(QTransform::fromScale(sx, sy));
+        from = QRectF(fromRect.x() * sx, fromRect.y() * sy, fromRect.width() * sx, fromRect.height() * sy);
+    }
+    const QImage pixels = createQImage(scaled, from);
+    if (pixels.isNull()) return false;
+    painter.save();
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(inRect, pixels);
+    painter.restore();
+    return true;
+}
+
+}  // namespace cif

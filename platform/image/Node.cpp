@@ -1,0 +1,94 @@
+#include "platform/image/Node.h"
+
+#include <cassert>
+
+namespace cif::engine {
+
+Rect Node::regionOfInterest(size_t, const Rect& output) const { return output; }
+
+IRect Node::inputRegion(size_t index, const IRect& output) const {
+    assert(index < m_inputs.size());
+    const IRect want = coveringPixels(regionOfInterest(index, output.toRect()));
+    const Rect& ext = m_inputs[index]->extent();
+    if (ext.isInfinite()) return want;
+    return want.intersected(coveringPixels(ext));
+}
+
+PointNode::PointNode(NodePtr input) : Node({input}, input->extent()) {}
+PointNode::PointNode(NodePtr input, Rect extent) : Node({std::move(input)}, extent) {}
+
+void PointNode::render(PixelBuffer& dst, const RenderState& state) const {
+    renderNode(*this, dst, state);
+}
+
+BinaryPointNode::BinaryPointNode(NodePtr foreground, NodePtr background)
+    : Node({foreground, background}, foreground->extent().united(background->extent())) {}
+BinaryPointNode::BinaryPointNode(NodePtr foreground, NodePtr background, Rect extent)
+    : Node({std::move(foreground), std::move(background)}, extent) {}
+
+void BinaryPointNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect area = dst.rect().intersected(coveringPixels(extent()));
+    if (area.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    renderNode(*inputs()[1], dst, state);
+    PooledBuffer fg(dst.rect());
+    renderNode(*inputs()[0], *fg, state);
+    for (int y = area.y; y < area.top(); ++y)
+        combineSpan(fg->at(area.x, y), dst.at(area.x, y), area.w);
+    dst.clearOutside(area);
+}
+
+namespace {
+
+// Applies a chain of point nodes (innermost first) over the area, row by row.
+void applyChain(const std::vector<const PointNode*>& chain, PixelBuffer& dst, const IRect& area,
+                const RenderState& state) {
+    for (int y = area.y; y < area.top(); ++y) {
+        float* px = dst.at(area.x, y);
+        for (const PointNode* p : chain) p->applySpan(px, area.w, area.x, y, state);
+    }
+}
+
+}  // namespace
+
+void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state) {
+    if (dst.rect().isEmpty()) return;
+    if (dst.rect().intersected(coveringPixels(node.extent())).isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    if (!node.asPointNode()) {
+        node.render(dst, state);
+        return;
+    }
+    // Collect the chain of point nodes down to the first node of another kind.
+    std::vector<const PointNode*> chain;
+    const Node* base = &node;
+    while (const PointNode* p = base->asPointNode()) {
+        chain.push_back(p);
+        base = p->input().get();
+    }
+    renderNode(*base, dst, state);
+    const std::vector<const PointNode*> ordered(chain.rbegin(), chain.rend());
+    const IRect outer = dst.rect().intersected(node.asPointNode()->pixelArea());
+    bool sameArea = true;
+    for (const PointNode* p : ordered)
+        sameArea = sameArea && dst.rect().intersected(p->pixelArea()) == outer;
+    if (sameArea) {
+        // The common case: the whole chain runs over each row while it is hot.
+        applyChain(ordered, dst, outer, state);
+        dst.clearOutside(outer);
+        return;
+    }
+    // Nodes with different areas (crops in the chain) run one after another,
+    // each only inside its own area.
+    for (const PointNode* p : ordered) {
+        const IRect a = dst.rect().intersected(p->pixelArea());
+        if (!a.isEmpty()) applyChain({p}, dst, a, state);
+        dst.clearOutside(a);
+    }
+}
+
+}  // namespace cif::engine

@@ -1,0 +1,112 @@
+#pragma once
+// The recipe graph behind CIImage. A node knows its extent, its inputs, the
+// region it needs from each input for a requested output rectangle, and how to
+// fill a pixel buffer. Nodes are immutable and shared between images.
+//
+// Filters and kernels add behaviour by subclassing: PointNode for per-pixel
+// operations on one input (fused row by row with their neighbours in a
+// chain), BinaryPointNode for per-pixel operations on two inputs, and Node
+// itself for anything that reads a neighbourhood or resamples.
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "platform/image/ColorSpace.h"
+#include "platform/image/Geometry.h"
+#include "platform/image/PixelBuffer.h"
+
+namespace cif::engine {
+
+class Node;
+using NodePtr = std::shared_ptr<const Node>;
+
+// What every node sees while rendering: the working space and the
+// cancellation flag of the render in progress.
+struct RenderState {
+    WorkingSpace space = WorkingSpace::LinearSRGB;
+    const std::atomic<bool>* cancel = nullptr;
+    bool cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
+};
+
+class PointNode;
+class BinaryPointNode;
+
+class Node {
+public:
+    virtual ~Node() = default;
+    Node(const Node&) = delete;
+    Node& operator=(const Node&) = delete;
+
+    // Extent in engine coordinates; may be Rect::infinite(), or empty.
+    const Rect& extent() const { return m_extent; }
+    const std::vector<NodePtr>& inputs() const { return m_inputs; }
+
+    // Rectangle of input `index` needed to produce `output`. The default is
+    // the output rectangle itself (per-pixel nodes).
+    virtual Rect regionOfInterest(size_t index, const Rect& output) const;
+
+    // Fills every pixel of dst (its rect, any position) with this node's
+    // values: transparent outside the extent. Implementations render their
+    // inputs with renderNode() into pooled buffers.
+    virtual void render(PixelBuffer& dst, const RenderState& state) const = 0;
+
+    // Short name for diagnostics and graph dumps.
+    virtual const char* kind() const = 0;
+
+    virtual const PointNode* asPointNode() const { return nullptr; }
+
+protected:
+    Node(std::vector<NodePtr> inputs, Rect extent)
+        : m_inputs(std::move(inputs)), m_extent(extent) {}
+
+    // Renders input `index` over the pixels covering its region of interest
+    // for dst, limited to the pixels the input has.
+    IRect inputRegion(size_t index, const IRect& output) const;
+
+private:
+    std::vector<NodePtr> m_inputs;
+    Rect m_extent;
+};
+
+// A per-pixel operation on one input: output pixel (x, y) depends only on
+// input pixel (x, y). The extent is the input's unless a subclass says
+// otherwise; pixels outside the extent stay transparent.
+class PointNode : public Node {
+public:
+    // Transforms n premultiplied working-space pixels in place; (x, y) is the
+    // first pixel's position (pixel centres are at +0.5).
+    virtual void applySpan(float* rgba, int n, int x, int y, const RenderState& state) const = 0;
+
+    // Pixels this node produces; transparent elsewhere. By default every
+    // pixel the extent touches.
+    virtual IRect pixelArea() const { return coveringPixels(extent()); }
+
+    void render(PixelBuffer& dst, const RenderState& state) const final;
+    const PointNode* asPointNode() const final { return this; }
+    const NodePtr& input() const { return inputs().front(); }
+
+protected:
+    explicit PointNode(NodePtr input);
+    PointNode(NodePtr input, Rect extent);
+};
+
+// A per-pixel operation on two inputs (foreground, background): compositing
+// operators and blend modes. The extent defaults to the union of both.
+class BinaryPointNode : public Node {
+public:
+    // Combines n foreground pixels into n background pixels in place.
+    virtual void combineSpan(const float* foreground, float* background, int n) const = 0;
+    void render(PixelBuffer& dst, const RenderState& state) const final;
+
+protected:
+    BinaryPointNode(NodePtr foreground, NodePtr background);
+    BinaryPointNode(NodePtr foreground, NodePtr background, Rect extent);
+};
+
+// Renders `node` into every pixel of dst. Chains of point nodes are evaluated
+// row by row over one buffer, so no intermediate image is materialised.
+void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state);
+
+}  // namespace cif::engine

@@ -1,0 +1,269 @@
+#include "platform/image/Nodes.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+namespace cif::engine {
+
+// ---------------------------------------------------------------- source
+
+SourceNode::SourceNode(std::shared_ptr<const void> owner, const void* pixels, int width,
+                       int height, size_t bytesPerRow, Format format, int originX, int originY)
+    : Node({}, Rect{double(originX), double(originY), double(width), double(height)}),
+      m_owner(std::move(owner)),
+      m_pixels(static_cast<const uint8_t*>(pixels)),
+      m_width(width),
+      m_height(height),
+      m_bytesPerRow(bytesPerRow),
+      m_format(format),
+      m_originX(originX),
+      m_originY(originY) {}
+
+void SourceNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect mine{m_originX, m_originY, m_width, m_height};
+    const IRect area = dst.rect().intersected(mine);
+    if (area.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    for (int y = area.y; y < area.top(); ++y) {
+        const int local = y - m_originY;
+        const size_t col = size_t(area.x - m_originX);
+        float* out = dst.at(area.x, y);
+        if (m_format == Format::RGBA8PremulTopDown) {
+            const uint8_t* in = m_pixels + size_t(m_height - 1 - local) * m_bytesPerRow + col * 4;
+            decodeRGBA8(in, out, area.w, state.space);
+        } else {
+            const uint8_t* in = m_pixels + size_t(local) * m_bytesPerRow + col * 4 * sizeof(float);
+            std::memcpy(out, in, size_t(area.w) * 4 * sizeof(float));
+        }
+    }
+    dst.clearOutside(area);
+}
+
+// ---------------------------------------------------------------- constant
+
+ConstantNode::ConstantNode(const double rgba[4]) : Node({}, Rect::infinite()) {
+    std::copy(rgba, rgba + 4, m_rgba);
+}
+
+void ConstantNode::render(PixelBuffer& dst, const RenderState& state) const {
+    float c[4];
+    colorToWorking(m_rgba, c, state.space);
+    float* p = dst.data();
+    const size_t n = size_t(dst.rect().area());
+    for (size_t i = 0; i < n; ++i, p += 4) std::copy(c, c + 4, p);
+}
+
+// ---------------------------------------------------------------- transform
+
+TransformNode::TransformNode(NodePtr input, const Affine& transform)
+    : Node({input}, transform.mapRect(input->extent())),
+      m_transform(transform),
+      m_inverse(transform.inverted()) {
+    assert(transform.isInvertible());
+}
+
+Rect TransformNode::regionOfInterest(size_t, const Rect& output) const {
+    if (m_transform.isIntegerTranslation()) return m_inverse.mapRect(output);
+    // One pixel more on every side for the bilinear neighbours.
+    return m_inverse.mapRect(output).inset(-1, -1);
+}
+
+void TransformNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const Node& in = *inputs().front();
+    const IRect out = dst.rect();
+    if (m_transform.isIntegerTranslation()) {
+        // Exact: the input renders straight into dst at the shifted position.
+        dst.relabel({out.x - int(m_transform.tx), out.y - int(m_transform.ty), out.w, out.h});
+        renderNode(in, dst, state);
+        dst.relabel(out);
+        return;
+    }
+    const IRect roi = inputRegion(0, out);
+    if (roi.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    PooledBuffer srcBuf(roi);
+    renderNode(in, *srcBuf, state);
+    const float* src = srcBuf->data();
+    const int sw = roi.w, sh = roi.h;
+    const size_t stride = size_t(sw) * 4;
+    const Affine& m = m_inverse;
+
+    // Source positions are computed from absolute coordinates, so every
+    // pixel's value is independent of how the output is split into tiles.
+    auto tap = [&](int i, int j, int k) -> float {
+        return (i < 0 || j < 0 || i >= sw || j >= sh) ? 0.0f : src[size_t(j) * stride + size_t(i) * 4 + k];
+    };
+    for (int y = out.y; y < out.top(); ++y) {
+        const double py = y + 0.5;
+        const double rowU = m.c * py + m.tx, rowV = m.d * py + m.ty;
+        float* o = dst.row(y);
+        for (int x = out.x; x < out.right(); ++x, o += 4) {
+            const double px = x + 0.5;
+            const double u = m.a * px + rowU - 0.5, v = m.b * px + rowV - 0.5;
+            int i0, j0;
+            if (!floorToInt(u, i0) || !floorToInt(v, j0)) {
+                o[0] = o[1] = o[2] = o[3] = 0.0f;
+                continue;
+            }
+            const float fx = float(u - i0), fy = float(v - j0);
+            const float w00 = (1 - fx) * (1 - fy), w10 = fx * (1 - fy), w01 = (1 - fx) * fy, w11 = fx * fy;
+            i0 -= roi.x;
+            j0 -= roi.y;
+            if (i0 >= 0 && j0 >= 0 && i0 + 1 < sw && j0 + 1 < sh) {
+                const float* p00 = src + size_t(j0) * stride + size_t(i0) * 4;
+                const float* p01 = p00 + stride;
+                for (int k = 0; k < 4; ++k)
+                    o[k] = w00 * p00[k] + w10 * p00[4 + k] + w01 * p01[k] + w11 * p01[4 + k];
+            } else {
+                for (int k = 0; k < 4; ++k)
+                    o[k] = w00 * tap(i0, j0, k) + w10 * tap(i0 + 1, j0, k) + w01 * tap(i0, j0 + 1, k) +
+                           w11 * tap(i0 + 1, j0 + 1, k);
+            }
+        }
+    }
+}
+
+// ---------------------------------------------------------------- crop
+
+CropNode::CropNode(NodePtr input, const Rect& rect)
+    : PointNode(input, input->extent().intersected(rect)), m_rect(rect) {}
+
+Rect CropNode::regionOfInterest(size_t, const Rect& output) const {
+    return output.intersected(m_rect);
+}
+
+IRect CropNode::pixelArea() const {
+    const IRect inner = pixelsCentredIn(m_rect);
+    const Rect& ext = input()->extent();
+    return ext.isInfinite() ? inner : inner.intersected(coveringPixels(ext));
+}
+
+// ---------------------------------------------------------------- clamp
+
+namespace {
+IRect repeatedPixels(const Rect& extent) {
+    return extent.isInfinite() ? IRect{} : pixelsCentredIn(extent);
+}
+int clampInt(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }
+int64_t positiveMod(int64_t v, int64_t m) { return ((v % m) + m) % m; }
+}  // namespace
+
+ClampNode::ClampNode(NodePtr input)
+    : Node({input}, repeatedPixels(input->extent()).isEmpty() ? Rect{} : Rect::infinite()),
+      m_pixels(repeatedPixels(input->extent())) {}
+
+Rect ClampNode::regionOfInterest(size_t, const Rect& output) const {
+    const IRect o = coveringPixels(output);
+    if (o.isEmpty() || m_pixels.isEmpty()) return {};
+    const int x0 = clampInt(o.x, m_pixels.x, m_pixels.right() - 1);
+    const int x1 = clampInt(o.right() - 1, m_pixels.x, m_pixels.right() - 1);
+    const int y0 = clampInt(o.y, m_pixels.y, m_pixels.top() - 1);
+    const int y1 = clampInt(o.top() - 1, m_pixels.y, m_pixels.top() - 1);
+    return IRect{x0, y0, x1 - x0 + 1, y1 - y0 + 1}.toRect();
+}
+
+void ClampNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect out = dst.rect();
+    const IRect roi = coveringPixels(regionOfInterest(0, out.toRect()));
+    if (roi.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    PooledBuffer src(roi);
+    renderNode(*inputs().front(), *src, state);
+    const int midX0 = std::max(out.x, roi.x), midX1 = std::min(out.right(), roi.right());
+    for (int y = out.y; y < out.top(); ++y) {
+        const int sy = clampInt(y, roi.y, roi.top() - 1);
+        float* o = dst.row(y);
+        const float* first = src->at(roi.x, sy);
+        const float* last = src->at(roi.right() - 1, sy);
+        int x = out.x;
+        for (; x < midX0; ++x, o += 4) std::memcpy(o, first, 4 * sizeof(float));
+        if (midX1 > midX0) {
+            std::memcpy(o, src->at(midX0, sy), size_t(midX1 - midX0) * 4 * sizeof(float));
+            o += size_t(midX1 - midX0) * 4;
+            x = midX1;
+        }
+        for (; x < out.right(); ++x, o += 4) std::memcpy(o, last, 4 * sizeof(float));
+    }
+}
+
+// ---------------------------------------------------------------- wrap
+
+WrapNode::WrapNode(NodePtr input)
+    : Node({input}, repeatedPixels(input->extent()).isEmpty() ? Rect{} : Rect::infinite()),
+      m_pixels(repeatedPixels(input->extent())) {}
+
+namespace {
+// The input interval [start, start + len) of one period that an output
+// interval reads, or the whole period when it wraps or is longer.
+void wrapInterval(int outStart, int outLen, int periodStart, int period, int& start, int& len) {
+    if (outLen >= period) {
+        start = periodStart;
+        len = period;
+        return;
+    }
+    const int s = int(positiveMod(int64_t(outStart) - periodStart, period));
+    if (s + outLen <= period) {
+        start = periodStart + s;
+        len = outLen;
+    } else {
+        start = periodStart;
+        len = period;
+    }
+}
+}  // namespace
+
+Rect WrapNode::regionOfInterest(size_t, const Rect& output) const {
+    const IRect o = coveringPixels(output);
+    if (o.isEmpty() || m_pixels.isEmpty()) return {};
+    IRect r;
+    wrapInterval(o.x, o.w, m_pixels.x, m_pixels.w, r.x, r.w);
+    wrapInterval(o.y, o.h, m_pixels.y, m_pixels.h, r.y, r.h);
+    return r.toRect();
+}
+
+void WrapNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect out = dst.rect();
+    const IRect roi = coveringPixels(regionOfInterest(0, out.toRect()));
+    if (roi.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    PooledBuffer src(roi);
+    renderNode(*inputs().front(), *src, state);
+    const int pw = m_pixels.w, ph = m_pixels.h;
+    for (int y = out.y; y < out.top(); ++y) {
+        const int sy = m_pixels.y + int(positiveMod(int64_t(y) - m_pixels.y, ph));
+        float* o = dst.row(y);
+        int sx = m_pixels.x + int(positiveMod(int64_t(out.x) - m_pixels.x, pw));
+        for (int x = 0; x < out.w;) {
+            // Copy the longest run before the period wraps.
+            const int run = std::min(out.w - x, m_pixels.right() - sx);
+            std::memcpy(o, src->at(sx, sy), size_t(run) * 4 * sizeof(float));
+            o += size_t(run) * 4;
+            x += run;
+            sx = m_pixels.x;
+        }
+    }
+}
+
+// ---------------------------------------------------------------- compositing
+
+void SourceOverNode::combineSpan(const float* fg, float* bg, int n) const {
+    for (int i = 0; i < n; ++i, fg += 4, bg += 4) {
+        const float k = 1.0f - fg[3];
+        for (int c = 0; c < 4; ++c) bg[c] = fg[c] + bg[c] * k;
+    }
+}
+
+void AdditionNode::combineSpan(const float* fg, float* bg, int n) const {
+    for (int i = 0; i < 4 * n; ++i) bg[i] += fg[i];
+}
+
+}  // namespace cif::engine

@@ -1,0 +1,85 @@
+#include "platform/image/Renderer.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+namespace cif::engine {
+
+namespace {
+
+// Calls write(tileBuffer) for every tile of rect, in parallel.
+template <typename WriteTile>
+RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOptions& options,
+                         WriteTile&& write) {
+    if (rect.isEmpty()) return RenderResult::Done;
+    const int ts = std::max(1, options.tileSize);
+    const int cols = (rect.w + ts - 1) / ts, rows = (rect.h + ts - 1) / ts;
+    const int64_t count = int64_t(cols) * rows;
+    const RenderState state{options.space, options.cancel};
+
+    std::atomic<int64_t> done{0};
+    std::mutex progressMutex;
+    auto renderOne = [&](int64_t index) {
+        if (state.cancelled()) return;
+        const int tx = int(index % cols), ty = int(index / cols);
+        const IRect tile = IRect{rect.x + tx * ts, rect.y + ty * ts, ts, ts}.intersected(rect);
+        {
+            PooledBuffer buffer(tile);
+            renderNode(node, *buffer, state);
+            if (state.cancelled()) return;
+            write(*buffer);
+        }
+        const int64_t finished = done.fetch_add(1) + 1;
+        if (options.progress) {
+            const std::lock_guard lock(progressMutex);
+            options.progress(double(finished) / double(count));
+        }
+    };
+
+    const int threads = options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
+    if (threads == 1 || count == 1) {
+        for (int64_t i = 0; i < count && !state.cancelled(); ++i) renderOne(i);
+    } else {
+        tbb::task_arena arena(threads);
+        arena.execute([&] {
+            tbb::parallel_for(tbb::blocked_range<int64_t>(0, count, 1),
+                              [&](const tbb::blocked_range<int64_t>& r) {
+                                  for (int64_t i = r.begin(); i != r.end(); ++i) renderOne(i);
+                              },
+                              tbb::simple_partitioner());
+        });
+    }
+    return state.cancelled() ? RenderResult::Cancelled : RenderResult::Done;
+}
+
+}  // namespace
+
+RenderResult renderRGBA8(const Node& node, const IRect& rect, uint8_t* dst, size_t bytesPerRow,
+                         const RenderOptions& options) {
+    return renderTiles(node, rect, options, [&](const PixelBuffer& tile) {
+        const IRect& t = tile.rect();
+        for (int y = t.y; y < t.top(); ++y) {
+            const size_t outRow = size_t(rect.top() - 1 - y);
+            uint8_t* o = dst + outRow * bytesPerRow + size_t(t.x - rect.x) * 4;
+            encodeRGBA8(tile.row(y), o, t.w, options.space);
+        }
+    });
+}
+
+RenderResult renderFloat(const Node& node, const IRect& rect, float* dst, size_t floatsPerRow,
+                         const RenderOptions& options) {
+    return renderTiles(node, rect, options, [&](const PixelBuffer& tile) {
+        const IRect& t = tile.rect();
+        for (int y = t.y; y < t.top(); ++y) {
+            float* o = dst + size_t(y - rect.y) * floatsPerRow + size_t(t.x - rect.x) * 4;
+            std::memcpy(o, tile.row(y), size_t(t.w) * 4 * sizeof(float));
+        }
+    });
+}
+
+}  // namespace cif::engine
