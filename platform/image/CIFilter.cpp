@@ -122,7 +122,7 @@ bool convertToAttributeClass(const QString& cls, QVariant& value) {
         return false;
     }
     if (cls == kCIClassVector) {
-        if (value.canView<CIVector>() && type == QMetaType::fromType<CIVector>()) return true;
+        if (type == QMetaType::fromType<CIVector>()) return true;
         if (type.id() == QMetaType::QPointF) {
             value = QVariant::fromValue(CIVector::vectorWithCGPoint(value.toPointF()));
             return true;

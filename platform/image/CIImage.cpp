@@ -17,6 +17,7 @@ public:
     EmptyNode() : Node({}, Rect{}) {}
     void render(PixelBuffer& dst, const RenderState&) const override { dst.fillTransparent(); }
     const char* kind() const override { return "empty"; }
+    bool readsSinglePixels() const override { return true; }
 };
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "platform/image/ColorSpace.h"
 
+#include "platform/image/ColorConvertSimd.h"
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -40,8 +42,10 @@ struct EncodeTables {
     static constexpr int kMantissaBits = 7;
     static constexpr int kOctaves = 16;  // values in [2^-16, 1); smaller ones encode to 0
     static constexpr uint32_t kLowBits = 0x37800000u;  // bit pattern of 2^-16
+    static constexpr int kShift = 23 - kMantissaBits;
     std::array<float, 257> threshold{};
-    std::array<uint8_t, kOctaves << kMantissaBits> start{};
+    // One entry per bucket, plus one for exactly 1.0.
+    std::array<int32_t, (kOctaves << kMantissaBits) + 1> start{};
 
     EncodeTables() {
         threshold[0] = -1.0f;
@@ -51,14 +55,15 @@ struct EncodeTables {
             const float lo = std::bit_cast<float>(kLowBits + (uint32_t(i) << (23 - kMantissaBits)));
             int c = 0;
             while (c < 255 && lo >= threshold[c + 1]) ++c;
-            start[i] = uint8_t(c);
+            start[i] = c;
         }
+        start.back() = 255;
     }
 
     uint8_t encode(float v) const {
         if (!(v > 1.52587890625e-05f)) return 0;  // 2^-16, also NaN
         if (v >= 1.0f) return 255;
-        const uint32_t idx = (std::bit_cast<uint32_t>(v) - kLowBits) >> (23 - kMantissaBits);
+        const uint32_t idx = (std::bit_cast<uint32_t>(v) - kLowBits) >> kShift;
         int c = start[idx];
         c += v >= threshold[c + 1];
         return uint8_t(c);
@@ -81,7 +86,7 @@ inline uint8_t encodePlain(float v) {
 
 }  // namespace
 
-void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space) {
+void decodeRGBA8Scalar(const uint8_t* src, float* dst, int n, WorkingSpace space) {
     const DecodeTables& t = decodeTables();
     if (space == WorkingSpace::None) {
         for (int i = 0; i < 4 * n; ++i) dst[i] = t.plain[src[i]];
@@ -108,7 +113,7 @@ void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space) {
     }
 }
 
-void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
+void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space) {
     if (space == WorkingSpace::None) {
         for (int i = 0; i < n; ++i, src += 4, dst += 4) {
             const uint8_t a = encodePlain(src[3]);
@@ -137,6 +142,40 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
             }
             dst[3] = a8;
         }
+    }
+}
+
+// The vectorised converters handle runs of opaque pixels; anything else
+// (transparency, no colour management, short tails) goes through the scalar
+// reference a few pixels at a time.
+void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space) {
+    if (space == WorkingSpace::None) {
+        decodeRGBA8Scalar(src, dst, n, space);
+        return;
+    }
+    const float* table = decodeTables().linear.data();
+    int i = 0;
+    while (i < n) {
+        i += decodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, table);
+        const int step = std::min(4, n - i);
+        decodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
+        i += step;
+    }
+}
+
+void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
+    if (space == WorkingSpace::None) {
+        encodeRGBA8Scalar(src, dst, n, space);
+        return;
+    }
+    const EncodeTables& t = encodeTables();
+    int i = 0;
+    while (i < n) {
+        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.start.data(), t.threshold.data(),
+                              EncodeTables::kLowBits, EncodeTables::kShift);
+        const int step = std::min(4, n - i);
+        encodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
+        i += step;
     }
 }
 

@@ -23,6 +23,11 @@ void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space);
 // nearest, so decode followed by encode reproduces every 8-bit pixel exactly.
 void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space);
 
+// The scalar reference implementations of the two conversions above; the
+// vectorised paths must agree with them bit for bit.
+void decodeRGBA8Scalar(const uint8_t* src, float* dst, int n, WorkingSpace space);
+void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space);
+
 // Converts a straight (unpremultiplied) sRGB colour into a premultiplied
 // working-space value, as colour inputs are before they are used.
 void colorToWorking(const double rgba[4], float out[4], WorkingSpace space);

@@ -1,5 +1,6 @@
 #include "platform/image/Node.h"
 
+#include <algorithm>
 #include <cassert>
 
 namespace cif::engine {
@@ -52,6 +53,20 @@ void applyChain(const std::vector<const PointNode*>& chain, PixelBuffer& dst, co
 }
 
 }  // namespace
+
+bool graphReadsSinglePixels(const Node& node) {
+    // Graphs are shallow but may share nodes; a visited set keeps the walk linear.
+    std::vector<const Node*> stack{&node}, seen;
+    while (!stack.empty()) {
+        const Node* n = stack.back();
+        stack.pop_back();
+        if (std::find(seen.begin(), seen.end(), n) != seen.end()) continue;
+        seen.push_back(n);
+        if (!n->readsSinglePixels()) return false;
+        for (const NodePtr& in : n->inputs()) stack.push_back(in.get());
+    }
+    return true;
+}
 
 void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state) {
     if (dst.rect().isEmpty()) return;

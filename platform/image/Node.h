@@ -57,6 +57,11 @@ public:
 
     virtual const PointNode* asPointNode() const { return nullptr; }
 
+    // True when each output pixel reads at most one pixel of each input (at
+    // the same or a fixed-offset position), so any split of the output costs
+    // no extra input work.
+    virtual bool readsSinglePixels() const { return false; }
+
 protected:
     Node(std::vector<NodePtr> inputs, Rect extent)
         : m_inputs(std::move(inputs)), m_extent(extent) {}
@@ -85,6 +90,7 @@ public:
 
     void render(PixelBuffer& dst, const RenderState& state) const final;
     const PointNode* asPointNode() const final { return this; }
+    bool readsSinglePixels() const final { return true; }
     const NodePtr& input() const { return inputs().front(); }
 
 protected:
@@ -99,11 +105,15 @@ public:
     // Combines n foreground pixels into n background pixels in place.
     virtual void combineSpan(const float* foreground, float* background, int n) const = 0;
     void render(PixelBuffer& dst, const RenderState& state) const final;
+    bool readsSinglePixels() const final { return true; }
 
 protected:
     BinaryPointNode(NodePtr foreground, NodePtr background);
     BinaryPointNode(NodePtr foreground, NodePtr background, Rect extent);
 };
+
+// True when every node of the graph reads single pixels.
+bool graphReadsSinglePixels(const Node& node);
 
 // Renders `node` into every pixel of dst. Chains of point nodes are evaluated
 // row by row over one buffer, so no intermediate image is materialised.

@@ -4,6 +4,8 @@
 #include <cassert>
 #include <cstring>
 
+#include "platform/image/Pixel4.h"
+
 namespace cif::engine {
 
 // ---------------------------------------------------------------- source
@@ -95,34 +97,43 @@ void TransformNode::render(PixelBuffer& dst, const RenderState& state) const {
 
     // Source positions are computed from absolute coordinates, so every
     // pixel's value is independent of how the output is split into tiles.
-    auto tap = [&](int i, int j, int k) -> float {
-        return (i < 0 || j < 0 || i >= sw || j >= sh) ? 0.0f : src[size_t(j) * stride + size_t(i) * 4 + k];
-    };
     for (int y = out.y; y < out.top(); ++y) {
         const double py = y + 0.5;
-        const double rowU = m.c * py + m.tx, rowV = m.d * py + m.ty;
+        // Source positions relative to pixel centres (hence the -0.5).
+        const double rowU = m.c * py + m.tx - 0.5, rowV = m.d * py + m.ty - 0.5;
         float* o = dst.row(y);
         for (int x = out.x; x < out.right(); ++x, o += 4) {
             const double px = x + 0.5;
-            const double u = m.a * px + rowU - 0.5, v = m.b * px + rowV - 0.5;
+            const double u = m.a * px + rowU, v = m.b * px + rowV;
             int i0, j0;
             if (!floorToInt(u, i0) || !floorToInt(v, j0)) {
                 o[0] = o[1] = o[2] = o[3] = 0.0f;
                 continue;
             }
             const float fx = float(u - i0), fy = float(v - j0);
-            const float w00 = (1 - fx) * (1 - fy), w10 = fx * (1 - fy), w01 = (1 - fx) * fy, w11 = fx * fy;
             i0 -= roi.x;
             j0 -= roi.y;
             if (i0 >= 0 && j0 >= 0 && i0 + 1 < sw && j0 + 1 < sh) {
+                // Two-step interpolation: exact on flat areas (an opaque
+                // interior stays exactly opaque), and fewer operations.
                 const float* p00 = src + size_t(j0) * stride + size_t(i0) * 4;
                 const float* p01 = p00 + stride;
-                for (int k = 0; k < 4; ++k)
-                    o[k] = w00 * p00[k] + w10 * p00[4 + k] + w01 * p01[k] + w11 * p01[4 + k];
+                const Pixel4 a00 = loadPixel(p00), a01 = loadPixel(p01);
+                const Pixel4 lo = a00 + (loadPixel(p00 + 4) - a00) * fx;
+                const Pixel4 hi = a01 + (loadPixel(p01 + 4) - a01) * fx;
+                storePixel(o, lo + (hi - lo) * fy);
+            } else if (i0 < -1 || j0 < -1 || i0 >= sw || j0 >= sh) {
+                storePixel(o, splat(0.0f));
             } else {
-                for (int k = 0; k < 4; ++k)
-                    o[k] = w00 * tap(i0, j0, k) + w10 * tap(i0 + 1, j0, k) + w01 * tap(i0, j0 + 1, k) +
-                           w11 * tap(i0 + 1, j0 + 1, k);
+                Pixel4 t[4];
+                for (int k = 0; k < 4; ++k) {
+                    const int ti = i0 + (k & 1), tj = j0 + (k >> 1);
+                    t[k] = (ti < 0 || tj < 0 || ti >= sw || tj >= sh)
+                               ? splat(0.0f)
+                               : loadPixel(src + size_t(tj) * stride + size_t(ti) * 4);
+                }
+                const Pixel4 lo = t[0] + (t[1] - t[0]) * fx, hi = t[2] + (t[3] - t[2]) * fx;
+                storePixel(o, lo + (hi - lo) * fy);
             }
         }
     }
@@ -183,7 +194,10 @@ void ClampNode::render(PixelBuffer& dst, const RenderState& state) const {
         const float* first = src->at(roi.x, sy);
         const float* last = src->at(roi.right() - 1, sy);
         int x = out.x;
-        for (; x < midX0; ++x, o += 4) std::memcpy(o, first, 4 * sizeof(float));
+        // Left of the input's pixels, but never past the row when the whole
+        // row lies to their left.
+        const int leftEnd = std::min(midX0, out.right());
+        for (; x < leftEnd; ++x, o += 4) std::memcpy(o, first, 4 * sizeof(float));
         if (midX1 > midX0) {
             std::memcpy(o, src->at(midX0, sy), size_t(midX1 - midX0) * 4 * sizeof(float));
             o += size_t(midX1 - midX0) * 4;
@@ -257,8 +271,8 @@ void WrapNode::render(PixelBuffer& dst, const RenderState& state) const {
 
 void SourceOverNode::combineSpan(const float* fg, float* bg, int n) const {
     for (int i = 0; i < n; ++i, fg += 4, bg += 4) {
-        const float k = 1.0f - fg[3];
-        for (int c = 0; c < 4; ++c) bg[c] = fg[c] + bg[c] * k;
+        const Pixel4 f = loadPixel(fg);
+        storePixel(bg, f + loadPixel(bg) * (1.0f - f[3]));
     }
 }
 

@@ -23,6 +23,7 @@ public:
 
     void render(PixelBuffer& dst, const RenderState& state) const override;
     const char* kind() const override { return "source"; }
+    bool readsSinglePixels() const override { return true; }
     int width() const { return m_width; }
     int height() const { return m_height; }
 
@@ -42,6 +43,7 @@ public:
     explicit ConstantNode(const double rgba[4]);
     void render(PixelBuffer& dst, const RenderState& state) const override;
     const char* kind() const override { return "constant"; }
+    bool readsSinglePixels() const override { return true; }
     const double* color() const { return m_rgba; }
 
 private:
@@ -57,6 +59,7 @@ public:
     Rect regionOfInterest(size_t index, const Rect& output) const override;
     void render(PixelBuffer& dst, const RenderState& state) const override;
     const char* kind() const override { return "transform"; }
+    bool readsSinglePixels() const override { return m_transform.isIntegerTranslation(); }
     const Affine& transform() const { return m_transform; }
 
 private:

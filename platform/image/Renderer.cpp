@@ -22,14 +22,21 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
     const int64_t count = int64_t(cols) * rows;
     const RenderState state{options.space, options.cancel};
 
+    // Graphs that read single pixels render each tile in strips of a few
+    // rows, so a strip stays in cache from decoding to encoding. Others
+    // render whole tiles, since their inputs' regions grow with every split.
+    constexpr int kStripRows = 16;
+    const int stripRows = graphReadsSinglePixels(node) ? kStripRows : ts;
+
     std::atomic<int64_t> done{0};
     std::mutex progressMutex;
     auto renderOne = [&](int64_t index) {
         if (state.cancelled()) return;
         const int tx = int(index % cols), ty = int(index / cols);
         const IRect tile = IRect{rect.x + tx * ts, rect.y + ty * ts, ts, ts}.intersected(rect);
-        {
-            PooledBuffer buffer(tile);
+        for (int y = tile.y; y < tile.top(); y += stripRows) {
+            const IRect strip{tile.x, y, tile.w, std::min(stripRows, tile.top() - y)};
+            PooledBuffer buffer(strip);
             renderNode(node, *buffer, state);
             if (state.cancelled()) return;
             write(*buffer);

@@ -4,12 +4,16 @@
 
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/image/Node.h"
+#include "platform/image/Pixel4.h"
 
 namespace cif::builtins {
 
 namespace {
 
+using engine::loadPixel;
+using engine::Pixel4;
 using engine::PointNode;
+using engine::storePixel;
 using engine::RenderState;
 
 // Each output channel is the dot product of its row with the straight
@@ -19,30 +23,29 @@ class ColorMatrixNode final : public PointNode {
 public:
     ColorMatrixNode(engine::NodePtr input, const CIVector rows[4], const CIVector& bias)
         : PointNode(std::move(input)) {
+        // Columns: m_col[c][r] is row r's weight for input channel c.
         for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c) m_m[r][c] = float(rows[r].valueAtIndex(size_t(c)));
+            for (int c = 0; c < 4; ++c) m_col[c][r] = float(rows[r].valueAtIndex(size_t(c)));
         for (int r = 0; r < 4; ++r) m_bias[r] = float(bias.valueAtIndex(size_t(r)));
     }
     void applySpan(float* px, int n, int, int, const RenderState&) const override {
         for (int i = 0; i < n; ++i, px += 4) {
-            const float a = px[3];
+            const Pixel4 p = loadPixel(px);
+            const float a = p[3];
             const float inv = a > 0.0f ? 1.0f / a : 0.0f;
-            const float s[4] = {px[0] * inv, px[1] * inv, px[2] * inv, a};
-            float o[4];
-            for (int r = 0; r < 4; ++r)
-                o[r] = m_m[r][0] * s[0] + m_m[r][1] * s[1] + m_m[r][2] * s[2] + m_m[r][3] * s[3] + m_bias[r];
+            Pixel4 o = m_bias + m_col[0] * (p[0] * inv) + m_col[1] * (p[1] * inv) + m_col[2] * (p[2] * inv) +
+                       m_col[3] * a;
             const float oa = std::clamp(o[3], 0.0f, 1.0f);
-            px[0] = o[0] * oa;
-            px[1] = o[1] * oa;
-            px[2] = o[2] * oa;
-            px[3] = oa;
+            o *= oa;
+            o[3] = oa;
+            storePixel(px, o);
         }
     }
     const char* kind() const override { return "color-matrix"; }
 
 private:
-    float m_m[4][4];
-    float m_bias[4];
+    engine::Pixel4 m_col[4];
+    engine::Pixel4 m_bias;
 };
 
 // 1 - colour on straight values, which is alpha - colour on premultiplied ones.
@@ -51,9 +54,10 @@ public:
     explicit ColorInvertNode(engine::NodePtr input) : PointNode(std::move(input)) {}
     void applySpan(float* px, int n, int, int, const RenderState&) const override {
         for (int i = 0; i < n; ++i, px += 4) {
-            px[0] = px[3] - px[0];
-            px[1] = px[3] - px[1];
-            px[2] = px[3] - px[2];
+            const engine::Pixel4 p = engine::loadPixel(px);
+            engine::Pixel4 o = p[3] - p;
+            o[3] = p[3];
+            engine::storePixel(px, o);
         }
     }
     const char* kind() const override { return "color-invert"; }
