@@ -4,6 +4,8 @@
 //
 // Every benchmark reports:
 //   MP/s        megapixels rendered per second of wall time
+//   cpu_ms      CPU time of the whole process (all render threads) per
+//               render; steadier than wall time on a busy machine
 //   peak_MiB    the largest rise of the process's resident set during one
 //               render (VmHWM after the render minus VmRSS before it; the
 //               high-water mark is reset through /proc/self/clear_refs)
@@ -24,6 +26,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <initializer_list>
 #include <memory>
 
@@ -58,7 +61,9 @@ uint32_t hash32(uint32_t v) {
     return v;
 }
 
-uint8_t clampByte(int v) { return uint8_t(std::clamp(v, 0, 255)); }
+uint8_t clampByte(int v) {
+    return uint8_t(std::clamp(v, 0, 255));
+}
 
 // Diagonal colour gradients plus +-24 of per-channel noise, so neither the
 // decode tables nor the encoder see long runs of one value. `alpha` is the
@@ -94,7 +99,9 @@ const CIImage& translucentPicture() {
     return image;
 }
 
-QRectF pictureRect() { return QRectF(0, 0, kSide, kSide); }
+QRectF pictureRect() {
+    return QRectF(0, 0, kSide, kSide);
+}
 
 // ---------------------------------------------------------------- memory
 
@@ -126,16 +133,25 @@ bool resetPeakRss() {
 
 // ---------------------------------------------------------------- harness
 
+// CPU seconds used so far by every thread of the process.
+double processCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
+
 // Measures one recipe: `build` makes the image to render (the filter work
 // that happens before rendering), the context renders the picture's rect.
 template <typename Build>
 void runRender(benchmark::State& state, Build&& build) {
-    opaquePicture();  // decoding the inputs is not part of the measurement
+    // The source pictures are made before timing starts.
+    opaquePicture();
     translucentPicture();
     CIContext context;
     context.setThreads(int(state.range(0)));
     const bool canMeasureMemory = resetPeakRss() && statusKiB("VmHWM") >= 0;
     double peakMiB = 0.0;
+    const double cpuStart = processCpuSeconds();
     for (auto _ : state) {
         const long before = canMeasureMemory && resetPeakRss() ? statusKiB("VmRSS") : -1;
         const CIImage image = build();
@@ -146,16 +162,18 @@ void runRender(benchmark::State& state, Build&& build) {
         const QImage out = context.createQImage(image, pictureRect());
         const long peak = before >= 0 ? statusKiB("VmHWM") : -1;
         if (out.isNull() || out.width() != kSide || out.height() != kSide) {
-            state.SkipWithError(context.lastError().isEmpty()
-                                    ? "the render gave no picture"
-                                    : qPrintable(context.lastError()));
+            state.SkipWithError(context.lastError().isEmpty() ? "the render gave no picture"
+                                                              : qPrintable(context.lastError()));
             break;
         }
         benchmark::DoNotOptimize(out.constBits());
         if (peak >= 0) peakMiB = std::max(peakMiB, double(peak - before) / 1024.0);
     }
+    const double cpuSeconds = processCpuSeconds() - cpuStart;
     state.counters["MP/s"] =
         benchmark::Counter(double(state.iterations()) * kPixels / 1e6, benchmark::Counter::kIsRate);
+    state.counters["cpu_ms"] =
+        benchmark::Counter(cpuSeconds * 1e3, benchmark::Counter::kAvgIterations);
     state.counters["peak_MiB"] = canMeasureMemory ? peakMiB : -1.0;
     state.counters["output_MiB"] = kOutputMiB;
     state.counters["limit_MiB"] = kLimitMiB;
@@ -173,7 +191,8 @@ std::unique_ptr<CIFilter> filterNamed(const char* name) {
 // Sets a vector input from its list form and checks that the filter kept it.
 bool setVector(CIFilter& f, const char* key, std::initializer_list<double> values) {
     QVariantList list;
-    for (double v : values) list.append(v);
+    for (double v : values)
+        list.append(v);
     const QString k = QString::fromLatin1(key);
     f.setValueForKey(list, k);
     return f.valueForKey(k).value<CIVector>() == CIVector(values);
@@ -231,8 +250,8 @@ void BM_Rotate30(benchmark::State& state) {
         const double c = kSide / 2.0;
         // QTransform products apply left to right: move the centre to the
         // origin, rotate, move back.
-        const QTransform t =
-            QTransform::fromTranslate(-c, -c) * QTransform().rotate(30) * QTransform::fromTranslate(c, c);
+        const QTransform t = QTransform::fromTranslate(-c, -c) * QTransform().rotate(30) *
+                             QTransform::fromTranslate(c, c);
         auto f = filterNamed("CIAffineTransform");
         f->setValueForKey(QVariant::fromValue(opaquePicture()), QStringLiteral("inputImage"));
         f->setValueForKey(QVariant::fromValue(t), QStringLiteral("inputTransform"));

@@ -15,15 +15,15 @@ namespace cifx {
 
 namespace {
 
-const OptionSpec* findLong(std::span<const OptionSpec> specs, const QString& name) {
-    for (const OptionSpec& spec : specs)
-        if (name == QLatin1String(spec.name)) return &spec;
+const OptionDef* findLong(std::span<const OptionDef> optionDefs, const QString& name) {
+    for (const OptionDef& def : optionDefs)
+        if (name == QLatin1String(def.name)) return &def;
     return nullptr;
 }
 
-const OptionSpec* findShort(std::span<const OptionSpec> specs, QChar c) {
-    for (const OptionSpec& spec : specs)
-        if (spec.shortName != 0 && c == QLatin1Char(spec.shortName)) return &spec;
+const OptionDef* findShort(std::span<const OptionDef> optionDefs, QChar c) {
+    for (const OptionDef& def : optionDefs)
+        if (def.shortName != 0 && c == QLatin1Char(def.shortName)) return &def;
     return nullptr;
 }
 
@@ -57,12 +57,15 @@ size_t expectedComponents(const QVariantMap& attribute) {
     return 0;
 }
 
-bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVariant& out, QString* error) {
+bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVariant& out,
+                      QString* error) {
     const QString type = attribute.value(cif::kCIAttributeType).toString();
     const QString t = text.trimmed().toLower();
     if (type == cif::kCIAttributeTypeBoolean) {
-        static const QStringList yes{QStringLiteral("true"), QStringLiteral("yes"), QStringLiteral("on")};
-        static const QStringList no{QStringLiteral("false"), QStringLiteral("no"), QStringLiteral("off")};
+        static const QStringList yes{QStringLiteral("true"), QStringLiteral("yes"),
+                                     QStringLiteral("on")};
+        static const QStringList no{QStringLiteral("false"), QStringLiteral("no"),
+                                    QStringLiteral("off")};
         if (yes.contains(t)) {
             out = true;
             return true;
@@ -75,8 +78,7 @@ bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVarian
     bool ok = false;
     const double d = t.toDouble(&ok);
     if (!ok) {
-        if (error)
-            *error = QCoreApplication::translate("cifx", "'%1' is not a number").arg(text);
+        if (error) *error = QCoreApplication::translate("cifx", "'%1' is not a number").arg(text);
         return false;
     }
     if (type == cif::kCIAttributeTypeBoolean) {
@@ -86,7 +88,8 @@ bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVarian
     if (type == cif::kCIAttributeTypeInteger || type == cif::kCIAttributeTypeCount) {
         if (std::isfinite(d) && d != std::trunc(d)) {
             if (error)
-                *error = QCoreApplication::translate("cifx", "'%1' is not a whole number").arg(text);
+                *error =
+                    QCoreApplication::translate("cifx", "'%1' is not a whole number").arg(text);
             return false;
         }
         // Whole numbers within int range keep the integer kind; others stay
@@ -100,21 +103,24 @@ bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVarian
     return true;
 }
 
-bool parseVectorValue(const QVariantMap& attribute, const QString& text, QVariant& out, QString* error) {
+bool parseVectorValue(const QVariantMap& attribute, const QString& text, QVariant& out,
+                      QString* error) {
     std::vector<double> values;
     if (!parseNumbers(text, values) || values.empty() || !allFinite(values)) {
         if (error)
-            *error = QCoreApplication::translate("cifx", "'%1' is not a vector; write \"[x y ...]\" or \"x,y\"")
+            *error = QCoreApplication::translate(
+                         "cifx", "'%1' is not a vector; write \"[x y ...]\" or \"x,y\"")
                          .arg(text);
         return false;
     }
     const size_t expected = expectedComponents(attribute);
     if (expected != 0 && values.size() != expected) {
         if (error)
-            *error = QCoreApplication::translate("cifx", "'%1' has %2 components; this input takes %3")
-                         .arg(text)
-                         .arg(values.size())
-                         .arg(expected);
+            *error =
+                QCoreApplication::translate("cifx", "'%1' has %2 components; this input takes %3")
+                    .arg(text)
+                    .arg(values.size())
+                    .arg(expected);
         return false;
     }
     out = QVariant::fromValue(cif::CIVector(std::move(values)));
@@ -141,7 +147,8 @@ bool parseColorValue(const QString& text, QVariant& out, QString* error) {
         }
     }
     if (error)
-        *error = QCoreApplication::translate("cifx", "'%1' is not a colour; write \"r g b a\" (0 to 1) or \"#rrggbb\"")
+        *error = QCoreApplication::translate(
+                     "cifx", "'%1' is not a colour; write \"r g b a\" (0 to 1) or \"#rrggbb\"")
                      .arg(text);
     return false;
 }
@@ -150,7 +157,8 @@ bool parseTransformValue(const QString& text, QVariant& out, QString* error) {
     std::vector<double> v;
     if (!parseNumbers(text, v) || v.size() != 6 || !allFinite(v)) {
         if (error)
-            *error = QCoreApplication::translate("cifx", "'%1' is not a transform; write \"m11 m12 m21 m22 tx ty\"")
+            *error = QCoreApplication::translate(
+                         "cifx", "'%1' is not a transform; write \"m11 m12 m21 m22 tx ty\"")
                          .arg(text);
         return false;
     }
@@ -160,8 +168,8 @@ bool parseTransformValue(const QString& text, QVariant& out, QString* error) {
 
 }  // namespace
 
-bool parseArguments(const QStringList& args, std::span<const OptionSpec> specs, ParsedArguments& out,
-                    QString* error) {
+bool parseArguments(const QStringList& args, std::span<const OptionDef> optionDefs,
+                    ParsedArguments& out, QString* error) {
     ParsedArguments parsed;
     bool optionsEnded = false;
     for (qsizetype i = 0; i < args.size(); ++i) {
@@ -174,7 +182,7 @@ bool parseArguments(const QStringList& args, std::span<const OptionSpec> specs, 
             optionsEnded = true;
             continue;
         }
-        const OptionSpec* spec = nullptr;
+        const OptionDef* def = nullptr;
         QString inlineValue;
         bool hasInlineValue = false;
         if (arg.startsWith(QLatin1String("--"))) {
@@ -184,34 +192,38 @@ bool parseArguments(const QStringList& args, std::span<const OptionSpec> specs, 
                 inlineValue = arg.mid(eq + 1);
                 hasInlineValue = true;
             }
-            spec = findLong(specs, name);
+            def = findLong(optionDefs, name);
         } else if (arg.size() == 2) {
-            spec = findShort(specs, arg[1]);
+            def = findShort(optionDefs, arg[1]);
         }
-        if (!spec) {
+        if (!def) {
             if (error) *error = QCoreApplication::translate("cifx", "unknown option '%1'").arg(arg);
             return false;
         }
-        const QString name = QLatin1String(spec->name);
-        if (parsed.values.contains(name) && !spec->repeatable) {
+        const QString name = QLatin1String(def->name);
+        if (parsed.values.contains(name) && !def->repeatable) {
             if (error)
-                *error = QCoreApplication::translate("cifx", "option '--%1' is given more than once").arg(name);
+                *error =
+                    QCoreApplication::translate("cifx", "option '--%1' is given more than once")
+                        .arg(name);
             return false;
         }
         QString value;
-        if (spec->takesValue) {
+        if (def->takesValue) {
             if (hasInlineValue) {
                 value = inlineValue;
             } else if (i + 1 < args.size()) {
                 value = args[++i];
             } else {
                 if (error)
-                    *error = QCoreApplication::translate("cifx", "option '--%1' needs a value").arg(name);
+                    *error = QCoreApplication::translate("cifx", "option '--%1' needs a value")
+                                 .arg(name);
                 return false;
             }
         } else if (hasInlineValue) {
             if (error)
-                *error = QCoreApplication::translate("cifx", "option '--%1' takes no value").arg(name);
+                *error =
+                    QCoreApplication::translate("cifx", "option '--%1' takes no value").arg(name);
             return false;
         }
         parsed.values[name] << value;
@@ -240,7 +252,8 @@ bool parseRect(const QString& text, QRectF& out, QString* error) {
     if (!parseNumbers(text, v) || v.size() != 4 || !allFinite(v) || v[2] <= 0 || v[3] <= 0) {
         if (error)
             *error = QCoreApplication::translate(
-                         "cifx", "'%1' is not a rectangle; write \"x,y,width,height\" with a positive size")
+                         "cifx",
+                         "'%1' is not a rectangle; write \"x,y,width,height\" with a positive size")
                          .arg(text);
         return false;
     }
@@ -252,7 +265,8 @@ bool splitAssignment(const QString& text, QString& key, QString& value, QString*
     const qsizetype eq = text.indexOf(u'=');
     if (eq <= 0) {
         if (error)
-            *error = QCoreApplication::translate("cifx", "'%1' is not of the form key=value").arg(text);
+            *error =
+                QCoreApplication::translate("cifx", "'%1' is not of the form key=value").arg(text);
         return false;
     }
     key = text.left(eq).trimmed();
@@ -260,7 +274,8 @@ bool splitAssignment(const QString& text, QString& key, QString& value, QString*
     return true;
 }
 
-bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out, QString* error) {
+bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out,
+                     QString* error) {
     const QString cls = attribute.value(cif::kCIAttributeClass).toString();
     if (cls == cif::kCIClassNumber) return parseNumberValue(attribute, text, out, error);
     if (cls == cif::kCIClassVector) return parseVectorValue(attribute, text, out, error);

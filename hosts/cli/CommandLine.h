@@ -16,7 +16,7 @@ namespace cifx {
 // One option a command accepts: "--name", optionally "-c", with or without a
 // value ("--name value" or "--name=value"). Only repeatable options may be
 // given more than once.
-struct OptionSpec {
+struct OptionDef {
     const char* name;
     char shortName;
     bool takesValue;
@@ -32,10 +32,10 @@ struct ParsedArguments {
     QStringList all(const QString& name) const { return values.value(name); }
 };
 
-// Parses args (without the program and command names) against specs.
+// Parses args (without the program and command names) against optionDefs.
 // "--" ends the options; "-" alone is a positional.
-bool parseArguments(const QStringList& args, std::span<const OptionSpec> specs, ParsedArguments& out,
-                    QString* error);
+bool parseArguments(const QStringList& args, std::span<const OptionDef> optionDefs,
+                    ParsedArguments& out, QString* error);
 
 // A whole number in [minimum, maximum].
 bool parseInteger(const QString& text, int minimum, int maximum, int& out, QString* error);
@@ -55,6 +55,7 @@ bool splitAssignment(const QString& text, QString& key, QString& value, QString*
 // ("m11 m12 m21 m22 tx ty"). Image inputs are not handled here (they are
 // files, read by the caller). NaN numbers pass through: the filter replaces
 // them by the default, and clamps out-of-range numbers to the input's range.
-bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out, QString* error);
+bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out,
+                     QString* error);
 
 }  // namespace cifx

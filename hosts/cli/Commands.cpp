@@ -1,15 +1,16 @@
 #include "hosts/cli/Commands.h"
 
+#include <unistd.h>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSet>
+#include <algorithm>
 #include <cmath>
 #include <memory>
-#include <unistd.h>
 
 #include "hosts/cli/Output.h"
 #include "hosts/cli/Progress.h"
@@ -54,7 +55,8 @@ QString formatTable(const QList<QStringList>& rows) {
             line += row[c];
             if (c + 1 < row.size()) line += QString(widths[c] - row[c].size() + 2, u' ');
         }
-        while (line.endsWith(u' ')) line.chop(1);
+        while (line.endsWith(u' '))
+            line.chop(1);
         out += line + u'\n';
     }
     return out;
@@ -62,29 +64,44 @@ QString formatTable(const QList<QStringList>& rows) {
 
 // Every category the platform names, and any a registered filter uses.
 QStringList knownCategories() {
-    QStringList categories{
-        cif::kCICategoryDistortionEffect, cif::kCICategoryGeometryAdjustment, cif::kCICategoryCompositeOperation,
-        cif::kCICategoryHalftoneEffect,   cif::kCICategoryColorAdjustment,    cif::kCICategoryColorEffect,
-        cif::kCICategoryTransition,       cif::kCICategoryTileEffect,         cif::kCICategoryGenerator,
-        cif::kCICategoryReduction,        cif::kCICategoryGradient,           cif::kCICategoryStylize,
-        cif::kCICategorySharpen,          cif::kCICategoryBlur,               cif::kCICategoryVideo,
-        cif::kCICategoryStillImage,       cif::kCICategoryInterlaced,         cif::kCICategoryNonSquarePixels,
-        cif::kCICategoryHighDynamicRange, cif::kCICategoryBuiltIn};
+    QStringList categories{cif::kCICategoryDistortionEffect,
+                           cif::kCICategoryGeometryAdjustment,
+                           cif::kCICategoryCompositeOperation,
+                           cif::kCICategoryHalftoneEffect,
+                           cif::kCICategoryColorAdjustment,
+                           cif::kCICategoryColorEffect,
+                           cif::kCICategoryTransition,
+                           cif::kCICategoryTileEffect,
+                           cif::kCICategoryGenerator,
+                           cif::kCICategoryReduction,
+                           cif::kCICategoryGradient,
+                           cif::kCICategoryStylize,
+                           cif::kCICategorySharpen,
+                           cif::kCICategoryBlur,
+                           cif::kCICategoryVideo,
+                           cif::kCICategoryStillImage,
+                           cif::kCICategoryInterlaced,
+                           cif::kCICategoryNonSquarePixels,
+                           cif::kCICategoryHighDynamicRange,
+                           cif::kCICategoryBuiltIn};
     for (const QString& name : cif::CIFilter::filterNamesInCategory(QString()))
-        for (const QString& c :
-             cif::CIFilter::classAttributesForName(name).value(cif::kCIAttributeFilterCategories).toStringList())
+        for (const QString& c : cif::CIFilter::classAttributesForName(name)
+                                    .value(cif::kCIAttributeFilterCategories)
+                                    .toStringList())
             if (!categories.contains(c)) categories << c;
     return categories;
 }
 
 bool isUnbounded(const QRectF& r) {
     return !std::isfinite(r.x()) || !std::isfinite(r.y()) || !std::isfinite(r.width()) ||
-           !std::isfinite(r.height()) || r.left() < -kUnboundedCoordinate || r.top() < -kUnboundedCoordinate ||
-           r.right() > kUnboundedCoordinate || r.bottom() > kUnboundedCoordinate;
+           !std::isfinite(r.height()) || r.left() < -kUnboundedCoordinate ||
+           r.top() < -kUnboundedCoordinate || r.right() > kUnboundedCoordinate ||
+           r.bottom() > kUnboundedCoordinate;
 }
 
 QString unknownFilterMessage(const QString& name) {
-    return QCoreApplication::translate("cifx", "unknown filter '%1'; 'cifx filters' lists them").arg(name);
+    return QCoreApplication::translate("cifx", "unknown filter '%1'; 'cifx filters' lists them")
+        .arg(name);
 }
 
 // Checks before rendering that OUT can be written, so a long render is not
@@ -92,17 +109,20 @@ QString unknownFilterMessage(const QString& name) {
 bool checkOutputPath(const QString& path, QString* error) {
     const QFileInfo info(path);
     if (info.isDir()) {
-        *error = QCoreApplication::translate("cifx", "cannot write '%1': it is a directory").arg(path);
+        *error =
+            QCoreApplication::translate("cifx", "cannot write '%1': it is a directory").arg(path);
         return false;
     }
     const QFileInfo dir(info.absolutePath());
     if (!dir.isDir()) {
-        *error = QCoreApplication::translate("cifx", "cannot write '%1': folder '%2' does not exist")
-                     .arg(path, QDir::toNativeSeparators(dir.filePath()));
+        *error =
+            QCoreApplication::translate("cifx", "cannot write '%1': folder '%2' does not exist")
+                .arg(path, QDir::toNativeSeparators(dir.filePath()));
         return false;
     }
     if (!dir.isWritable() || (info.exists() && !info.isWritable())) {
-        *error = QCoreApplication::translate("cifx", "cannot write '%1': permission denied").arg(path);
+        *error =
+            QCoreApplication::translate("cifx", "cannot write '%1': permission denied").arg(path);
         return false;
     }
     return true;
@@ -120,6 +140,7 @@ QString usageText() {
     return QCoreApplication::translate(
         "cifx",
         "Usage: cifx COMMAND [OPTIONS]\n"
+        "       cifx --help | --version\n"
         "\n"
         "Applies the platform's image filters from the command line.\n"
         "\n"
@@ -149,7 +170,6 @@ QString usageText() {
         "Options of every command:\n"
         "  -h, --help     show this text\n"
         "  --verbose      show the engine's warnings\n"
-        "  --version      show the version\n"
         "\n"
         "Exit status:\n"
         "  0    success\n"
@@ -160,10 +180,10 @@ QString usageText() {
         "  130  cancelled (Ctrl-C)\n");
 }
 
-bool parseCommandArguments(const QStringList& args, std::span<const OptionSpec> specs, ParsedArguments& out,
-                           int& exitCode) {
+bool parseCommandArguments(const QStringList& args, std::span<const OptionDef> optionDefs,
+                           ParsedArguments& out, int& exitCode) {
     QString error;
-    if (!parseArguments(args, specs, out, &error)) {
+    if (!parseArguments(args, optionDefs, out, &error)) {
         exitCode = fail(kExitUsage, error);
         return false;
     }
@@ -179,11 +199,11 @@ bool parseCommandArguments(const QStringList& args, std::span<const OptionSpec> 
 // ---------------------------------------------------------------- filters
 
 int runFilters(const QStringList& args) {
-    static constexpr OptionSpec specs[] = {
+    static constexpr OptionDef optionDefs[] = {
         kHelpOption, kVerboseOption, {"category", 0, true, false}, {"json", 0, false, false}};
     ParsedArguments parsed;
     int exitCode = kExitSuccess;
-    if (!parseCommandArguments(args, specs, parsed, exitCode)) return exitCode;
+    if (!parseCommandArguments(args, optionDefs, parsed, exitCode)) return exitCode;
     if (!parsed.positionals.isEmpty())
         return fail(kExitUsage, QCoreApplication::translate("cifx", "unexpected argument '%1'")
                                     .arg(parsed.positionals.first()));
@@ -195,8 +215,9 @@ int runFilters(const QStringList& args) {
         if (!known.contains(category) && known.contains(QStringLiteral("CICategory") + category))
             category.prepend(QStringLiteral("CICategory"));
         if (!known.contains(category))
-            return fail(kExitUsage, QCoreApplication::translate("cifx", "unknown category '%1'; known: %2")
-                                        .arg(category, known.join(QStringLiteral(", "))));
+            return fail(kExitUsage,
+                        QCoreApplication::translate("cifx", "unknown category '%1'; known: %2")
+                            .arg(category, known.join(QStringLiteral(", "))));
     }
 
     const QStringList names = cif::CIFilter::filterNamesInCategory(category);
@@ -204,11 +225,12 @@ int runFilters(const QStringList& args) {
         QJsonArray filters;
         for (const QString& name : names) {
             const QVariantMap attrs = cif::CIFilter::classAttributesForName(name);
-            filters.append(QJsonObject{
-                {QStringLiteral("name"), name},
-                {QStringLiteral("displayName"), displayNameOf(attrs, name)},
-                {QStringLiteral("categories"),
-                 QJsonArray::fromStringList(attrs.value(cif::kCIAttributeFilterCategories).toStringList())}});
+            filters.append(
+                QJsonObject{{QStringLiteral("name"), name},
+                            {QStringLiteral("displayName"), displayNameOf(attrs, name)},
+                            {QStringLiteral("categories"),
+                             QJsonArray::fromStringList(
+                                 attrs.value(cif::kCIAttributeFilterCategories).toStringList())}});
         }
         printOut(jsonText(QJsonObject{{QStringLiteral("schema_version"), kSchemaVersion},
                                       {QStringLiteral("filters"), filters}}));
@@ -224,12 +246,14 @@ int runFilters(const QStringList& args) {
 // ---------------------------------------------------------------- attributes
 
 int runAttributes(const QStringList& args) {
-    static constexpr OptionSpec specs[] = {kHelpOption, kVerboseOption, {"json", 0, false, false}};
+    static constexpr OptionDef optionDefs[] = {
+        kHelpOption, kVerboseOption, {"json", 0, false, false}};
     ParsedArguments parsed;
     int exitCode = kExitSuccess;
-    if (!parseCommandArguments(args, specs, parsed, exitCode)) return exitCode;
+    if (!parseCommandArguments(args, optionDefs, parsed, exitCode)) return exitCode;
     if (parsed.positionals.size() != 1)
-        return fail(kExitUsage, QCoreApplication::translate("cifx", "'attributes' takes one filter name"));
+        return fail(kExitUsage,
+                    QCoreApplication::translate("cifx", "'attributes' takes one filter name"));
     const QString name = parsed.positionals.first();
     const std::unique_ptr<cif::CIFilter> filter = cif::CIFilter::filterWithName(name);
     if (!filter) return fail(kExitUsage, unknownFilterMessage(name));
@@ -238,10 +262,11 @@ int runAttributes(const QStringList& args) {
     const QStringList inputKeys = filter->inputKeys();
     const QStringList categories = attrs.value(cif::kCIAttributeFilterCategories).toStringList();
     // The per-input fields in the order a reader wants them.
-    const QString fields[] = {cif::kCIAttributeClass,      cif::kCIAttributeType,      cif::kCIAttributeDisplayName,
-                              cif::kCIAttributeDefault,    cif::kCIAttributeIdentity,  cif::kCIAttributeMin,
-                              cif::kCIAttributeMax,        cif::kCIAttributeSliderMin, cif::kCIAttributeSliderMax,
-                              cif::kCIAttributeDescription};
+    const QString fields[] = {cif::kCIAttributeClass,       cif::kCIAttributeType,
+                              cif::kCIAttributeDisplayName, cif::kCIAttributeDefault,
+                              cif::kCIAttributeIdentity,    cif::kCIAttributeMin,
+                              cif::kCIAttributeMax,         cif::kCIAttributeSliderMin,
+                              cif::kCIAttributeSliderMax,   cif::kCIAttributeDescription};
 
     if (parsed.has(QStringLiteral("json"))) {
         QJsonArray inputs;
@@ -258,12 +283,13 @@ int runAttributes(const QStringList& args) {
         QJsonObject other;
         for (auto it = attrs.constBegin(); it != attrs.constEnd(); ++it)
             if (!inputKeys.contains(it.key())) other.insert(it.key(), toJson(it.value()));
-        printOut(jsonText(QJsonObject{{QStringLiteral("schema_version"), kSchemaVersion},
-                                      {QStringLiteral("name"), name},
-                                      {QStringLiteral("displayName"), displayNameOf(attrs, name)},
-                                      {QStringLiteral("categories"), QJsonArray::fromStringList(categories)},
-                                      {QStringLiteral("attributes"), other},
-                                      {QStringLiteral("inputs"), inputs}}));
+        printOut(jsonText(
+            QJsonObject{{QStringLiteral("schema_version"), kSchemaVersion},
+                        {QStringLiteral("name"), name},
+                        {QStringLiteral("displayName"), displayNameOf(attrs, name)},
+                        {QStringLiteral("categories"), QJsonArray::fromStringList(categories)},
+                        {QStringLiteral("attributes"), other},
+                        {QStringLiteral("inputs"), inputs}}));
         return kExitSuccess;
     }
 
@@ -272,12 +298,16 @@ int runAttributes(const QStringList& args) {
         return toText(a.value(lo)) + QStringLiteral("..") + toText(a.value(hi));
     };
     QString out = QStringLiteral("%1 (%2)\n").arg(name, displayNameOf(attrs, name));
-    out += QCoreApplication::translate("cifx", "Categories: %1\n").arg(categories.join(QStringLiteral(", ")));
+    out += QCoreApplication::translate("cifx", "Categories: %1\n")
+               .arg(categories.join(QStringLiteral(", ")));
     out += u'\n';
     QList<QStringList> rows;
-    rows << QStringList{QCoreApplication::translate("cifx", "Input"), QCoreApplication::translate("cifx", "Class"),
-                        QCoreApplication::translate("cifx", "Type"), QCoreApplication::translate("cifx", "Default"),
-                        QCoreApplication::translate("cifx", "Range"), QCoreApplication::translate("cifx", "Slider"),
+    rows << QStringList{QCoreApplication::translate("cifx", "Input"),
+                        QCoreApplication::translate("cifx", "Class"),
+                        QCoreApplication::translate("cifx", "Type"),
+                        QCoreApplication::translate("cifx", "Default"),
+                        QCoreApplication::translate("cifx", "Range"),
+                        QCoreApplication::translate("cifx", "Slider"),
                         QCoreApplication::translate("cifx", "Display name")};
     for (const QString& key : inputKeys) {
         const QVariantMap a = attrs.value(key).toMap();
@@ -298,21 +328,23 @@ int runAttributes(const QStringList& args) {
 // ---------------------------------------------------------------- render
 
 int runRender(const QStringList& args) {
-    static constexpr OptionSpec specs[] = {kHelpOption,
-                                           kVerboseOption,
-                                           {"set", 0, true, true},
-                                           {"rect", 0, true, false},
-                                           {"progress", 0, false, false},
-                                           {"threads", 0, true, false},
-                                           {"tile", 0, true, false},
-                                           {"no-color-management", 0, false, false}};
+    static constexpr OptionDef optionDefs[] = {kHelpOption,
+                                               kVerboseOption,
+                                               {"set", 0, true, true},
+                                               {"rect", 0, true, false},
+                                               {"progress", 0, false, false},
+                                               {"threads", 0, true, false},
+                                               {"tile", 0, true, false},
+                                               {"no-color-management", 0, false, false}};
     ParsedArguments parsed;
     int exitCode = kExitSuccess;
-    if (!parseCommandArguments(args, specs, parsed, exitCode)) return exitCode;
+    if (!parseCommandArguments(args, optionDefs, parsed, exitCode)) return exitCode;
     const QStringList& pos = parsed.positionals;
     if (pos.size() < 2 || pos.size() > 3)
-        return fail(kExitUsage, QCoreApplication::translate("cifx", "'render' takes a filter name, an optional "
-                                                                    "input picture and an output file"));
+        return fail(kExitUsage,
+                    QCoreApplication::translate("cifx",
+                                                "'render' takes a filter name, an optional "
+                                                "input picture and an output file"));
     const QString name = pos[0];
     const QString inputPath = pos.size() == 3 ? pos[1] : QString();
     const QString outputPath = pos.last();
@@ -326,43 +358,53 @@ int runRender(const QStringList& args) {
     QString error;
     cif::CIContext::Options options;
     if (parsed.has(QStringLiteral("threads")) &&
-        !parseInteger(parsed.value(QStringLiteral("threads")), 0, kMaxThreads, options.threads, &error))
+        !parseInteger(parsed.value(QStringLiteral("threads")), 0, kMaxThreads, options.threads,
+                      &error))
         return fail(kExitUsage, QStringLiteral("--threads: ") + error);
     if (parsed.has(QStringLiteral("tile")) &&
-        !parseInteger(parsed.value(QStringLiteral("tile")), kMinTileSize, kMaxTileSize, options.tileSize, &error))
+        !parseInteger(parsed.value(QStringLiteral("tile")), kMinTileSize, kMaxTileSize,
+                      options.tileSize, &error))
         return fail(kExitUsage, QStringLiteral("--tile: ") + error);
-    if (parsed.has(QStringLiteral("no-color-management"))) options.workingSpace = cif::engine::WorkingSpace::None;
+    if (parsed.has(QStringLiteral("no-color-management")))
+        options.workingSpace = cif::engine::WorkingSpace::None;
     QRectF rect;
     const bool hasRect = parsed.has(QStringLiteral("rect"));
     if (hasRect && !parseRect(parsed.value(QStringLiteral("rect")), rect, &error))
         return fail(kExitUsage, QStringLiteral("--rect: ") + error);
     const bool takesImage = inputKeys.contains(cif::kCIInputImageKey);
     if (!inputPath.isEmpty() && !takesImage)
-        return fail(kExitUsage, QCoreApplication::translate("cifx", "%1 takes no input picture").arg(name));
+        return fail(kExitUsage,
+                    QCoreApplication::translate("cifx", "%1 takes no input picture").arg(name));
 
     QList<Setting> settings;
     for (const QString& assignment : parsed.all(QStringLiteral("set"))) {
         Setting s;
         QString text;
-        if (!splitAssignment(assignment, s.key, text, &error)) return fail(kExitUsage, QStringLiteral("--set: ") + error);
+        if (!splitAssignment(assignment, s.key, text, &error))
+            return fail(kExitUsage, QStringLiteral("--set: ") + error);
         if (!inputKeys.contains(s.key))
-            return fail(kExitUsage, QCoreApplication::translate("cifx", "%1 has no input '%2'; its inputs are: %3")
+            return fail(kExitUsage, QCoreApplication::translate(
+                                        "cifx", "%1 has no input '%2'; its inputs are: %3")
                                         .arg(name, s.key, inputKeys.join(QStringLiteral(", "))));
         const QVariantMap a = attrs.value(s.key).toMap();
         if (a.value(cif::kCIAttributeClass).toString() == cif::kCIClassImage) {
             if (text.trimmed().isEmpty())
-                return fail(kExitUsage, QCoreApplication::translate("cifx", "--set %1: give a picture file").arg(s.key));
+                return fail(kExitUsage,
+                            QCoreApplication::translate("cifx", "--set %1: give a picture file")
+                                .arg(s.key));
             s.imagePath = text;
         } else if (!parseInputValue(a, text, s.value, &error)) {
             return fail(kExitUsage, QStringLiteral("--set %1: ").arg(s.key) + error);
         }
         settings << s;
     }
-    const bool imageGiven = !inputPath.isEmpty() || std::any_of(settings.cbegin(), settings.cend(), [](const Setting& s) {
+    const bool imageGiven = !inputPath.isEmpty() ||
+                            std::any_of(settings.cbegin(), settings.cend(), [](const Setting& s) {
                                 return s.key == cif::kCIInputImageKey;
                             });
     if (takesImage && !imageGiven)
-        return fail(kExitUsage, QCoreApplication::translate("cifx", "%1 needs an input picture: cifx render %1 IN OUT")
+        return fail(kExitUsage, QCoreApplication::translate(
+                                    "cifx", "%1 needs an input picture: cifx render %1 IN OUT")
                                     .arg(name));
 
     // Pictures are read next (exit 3), then the output is checked (exit 4).
@@ -371,9 +413,10 @@ int runRender(const QStringList& args) {
         const cif::HostImage picture = cif::HostImage::load(path, &loadError);
         if (!picture.isNull()) out = cif::CIImage::imageWithHostImage(picture);
         if (out.isNull()) {
-            fail(kExitInputUnreadable, loadError.isEmpty()
-                                           ? QCoreApplication::translate("cifx", "cannot read picture '%1'").arg(path)
-                                           : loadError);
+            fail(kExitInputUnreadable,
+                 loadError.isEmpty()
+                     ? QCoreApplication::translate("cifx", "cannot read picture '%1'").arg(path)
+                     : loadError);
             return false;
         }
         return true;
@@ -394,7 +437,9 @@ int runRender(const QStringList& args) {
         filter->setValueForKey(s.value, s.key);
         // The filter logs and keeps its old value when it refuses one.
         if (!filter->valueForKey(s.key).isValid() || !takeLastWarning().isEmpty())
-            return fail(kExitUsage, QCoreApplication::translate("cifx", "--set %1: the value is not accepted").arg(s.key));
+            return fail(kExitUsage,
+                        QCoreApplication::translate("cifx", "--set %1: the value is not accepted")
+                            .arg(s.key));
     }
     if (!checkOutputPath(outputPath, &error)) return fail(kExitOutputNotWritable, error);
 
@@ -402,35 +447,49 @@ int runRender(const QStringList& args) {
     const cif::CIImage output = filter->outputImage();
     if (output.isNull()) {
         const QString why = takeLastWarning();
-        return fail(kExitProcessingFailed, why.isEmpty()
-                                               ? QCoreApplication::translate("cifx", "%1 produced no image").arg(name)
-                                               : QCoreApplication::translate("cifx", "%1 produced no image: %2").arg(name, why));
+        return fail(
+            kExitProcessingFailed,
+            why.isEmpty()
+                ? QCoreApplication::translate("cifx", "%1 produced no image").arg(name)
+                : QCoreApplication::translate("cifx", "%1 produced no image: %2").arg(name, why));
     }
     if (!hasRect) {
         rect = output.extent();
         if (isUnbounded(rect)) {
             if (inputImage.isNull() || isUnbounded(inputImage.extent()))
-                return fail(kExitUsage,
-                            QCoreApplication::translate("cifx", "the output of %1 is infinite; give the rectangle to "
-                                                                "render with --rect x,y,width,height")
-                                .arg(name));
+                return fail(kExitUsage, QCoreApplication::translate(
+                                            "cifx",
+                                            "the output of %1 is infinite; give the rectangle to "
+                                            "render with --rect x,y,width,height")
+                                            .arg(name));
             rect = inputImage.extent();
         }
         if (rect.isEmpty())
-            return fail(kExitProcessingFailed, QCoreApplication::translate("cifx", "the output of %1 is empty").arg(name));
+            return fail(kExitProcessingFailed,
+                        QCoreApplication::translate("cifx", "the output of %1 is empty").arg(name));
     }
 
     cif::CIContext context(options);
     QImage pixels;
     {
-        const bool showProgress = parsed.has(QStringLiteral("progress")) || ::isatty(STDERR_FILENO) == 1;
+        const bool showProgress =
+            parsed.has(QStringLiteral("progress")) || ::isatty(STDERR_FILENO) == 1;
         const RenderMonitor monitor(context, name, showProgress);
         if (!interrupted()) pixels = context.createQImage(output, rect);
     }
     if (interrupted() || context.wasCancelled())
-        return fail(kExitCancelled, QCoreApplication::translate("cifx", "cancelled; nothing was written"));
+        return fail(kExitCancelled,
+                    QCoreApplication::translate("cifx", "cancelled; nothing was written"));
     if (pixels.isNull()) return fail(kExitProcessingFailed, context.lastError());
-    if (!cif::HostImage::fromQImage(pixels).savePNG(outputPath, &error)) return fail(kExitOutputNotWritable, error);
+    if (!cif::HostImage::fromQImage(pixels).savePNG(outputPath, &error))
+        return fail(kExitOutputNotWritable, error);
+    // Encoding a large PNG takes seconds and cannot be stopped half-way; a
+    // Ctrl-C during it still means "no output".
+    if (interrupted()) {
+        QFile::remove(outputPath);
+        return fail(kExitCancelled,
+                    QCoreApplication::translate("cifx", "cancelled; nothing was written"));
+    }
     return kExitSuccess;
 }
 

@@ -15,14 +15,14 @@ namespace cifx {
 QString usageText();
 
 // Options every command accepts.
-inline constexpr OptionSpec kHelpOption{"help", 'h', false, false};
-inline constexpr OptionSpec kVerboseOption{"verbose", 0, false, false};
+inline constexpr OptionDef kHelpOption{"help", 'h', false, false};
+inline constexpr OptionDef kVerboseOption{"verbose", 0, false, false};
 
 // Parses a command's arguments; on --help prints the usage and answers 0 in
 // exitCode, on bad arguments prints the failure and answers 2. Answers true
 // when the command should go on.
-bool parseCommandArguments(const QStringList& args, std::span<const OptionSpec> specs, ParsedArguments& out,
-                           int& exitCode);
+bool parseCommandArguments(const QStringList& args, std::span<const OptionDef> optionDefs,
+                           ParsedArguments& out, int& exitCode);
 
 // cifx filters [--category C] [--json]
 int runFilters(const QStringList& args);

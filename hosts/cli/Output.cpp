@@ -41,9 +41,13 @@ void handleMessage(QtMsgType type, const QMessageLogContext&, const QString& mes
 
 }  // namespace
 
-void printOut(const QString& text) { writeTo(stdout, text); }
+void printOut(const QString& text) {
+    writeTo(stdout, text);
+}
 
-void printErr(const QString& text) { writeTo(stderr, text); }
+void printErr(const QString& text) {
+    writeTo(stderr, text);
+}
 
 int fail(int code, const QString& message) {
     QString line = message.simplified();

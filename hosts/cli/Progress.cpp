@@ -1,5 +1,6 @@
 #include "hosts/cli/Progress.h"
 
+#include <signal.h>
 #include <QCoreApplication>
 #include <algorithm>
 #include <cmath>
@@ -15,7 +16,8 @@ namespace cifx {
 namespace {
 
 std::atomic<bool> g_interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free, "the SIGINT flag must be lock-free to be signal-safe");
+static_assert(std::atomic<bool>::is_always_lock_free,
+              "the SIGINT flag must be lock-free to be signal-safe");
 
 extern "C" void onInterrupt(int) {
     g_interrupted.store(true);
@@ -36,13 +38,22 @@ void installInterruptHandler() {
     sigaction(SIGINT, &action, nullptr);
 }
 
-bool interrupted() { return g_interrupted.load(); }
+bool interrupted() {
+    return g_interrupted.load();
+}
+
+const std::atomic<bool>* interruptFlag() {
+    return &g_interrupted;
+}
 
 RenderMonitor::RenderMonitor(cif::CIContext& context, QString label, bool showProgress)
     : m_context(context),
       m_label(std::move(label)),
       m_showProgress(showProgress),
       m_start(std::chrono::steady_clock::now()) {
+    // The context watches the Ctrl-C flag itself, so an interrupt that lands
+    // before or between renders stops the next one too.
+    m_context.setCancellationFlag(interruptFlag());
     if (m_showProgress) m_context.setProgressHandler([this](double f) { m_fraction.store(f); });
     m_thread = std::jthread([this](const std::stop_token& stop) { watch(stop); });
 }
@@ -51,6 +62,7 @@ RenderMonitor::~RenderMonitor() {
     m_thread.request_stop();
     m_thread.join();
     m_context.setProgressHandler({});
+    m_context.setCancellationFlag(nullptr);
     if (m_drawn) {
         drawBar();
         printErr(QStringLiteral("\n"));
@@ -63,12 +75,9 @@ void RenderMonitor::watch(const std::stop_token& stop) {
     auto lastDraw = m_start;
     std::unique_lock lock(mutex);
     while (!stop.stop_requested()) {
-        // The context clears its cancel flag when a render starts, so the
-        // cancel is repeated for as long as the flag is up: a Ctrl-C that
-        // lands between two renders still stops the next one.
-        if (interrupted()) m_context.cancel();
         const auto now = std::chrono::steady_clock::now();
-        if (m_showProgress && now - m_start >= kProgressDelay && now - lastDraw >= kRedrawInterval) {
+        if (m_showProgress && now - m_start >= kProgressDelay &&
+            now - lastDraw >= kRedrawInterval) {
             drawBar();
             m_drawn = true;
             lastDraw = now;
@@ -80,7 +89,8 @@ void RenderMonitor::watch(const std::stop_token& stop) {
 void RenderMonitor::drawBar() {
     const double fraction = std::clamp(m_fraction.load(), 0.0, 1.0);
     const int filled = int(std::lround(fraction * kBarWidth));
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
     const QString bar = QString(filled, u'#') + QString(kBarWidth - filled, u'-');
     //: Progress line: what is rendered, the bar, percent done, seconds so far.
     printErr(u'\r' + QCoreApplication::translate("cifx", "%1 [%2] %3% %4 s")

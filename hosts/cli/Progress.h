@@ -20,6 +20,8 @@ namespace cifx {
 void installInterruptHandler();
 // True once Ctrl-C has been pressed.
 bool interrupted();
+// The flag the interrupt handler raises, for CIContext::setCancellationFlag.
+const std::atomic<bool>* interruptFlag();
 
 // Watches renders on one context for its lifetime: cancels the render in
 // progress within about 20 ms of Ctrl-C and, when showProgress is set, draws a

@@ -16,11 +16,14 @@ namespace cifx {
 
 namespace {
 
-QJsonValue jsonNumber(double v) { return std::isfinite(v) ? QJsonValue(v) : QJsonValue(); }
+QJsonValue jsonNumber(double v) {
+    return std::isfinite(v) ? QJsonValue(v) : QJsonValue();
+}
 
 QStringList numbersText(std::initializer_list<double> values) {
     QStringList parts;
-    for (double v : values) parts << formatNumber(v);
+    for (double v : values)
+        parts << formatNumber(v);
     return parts;
 }
 
@@ -34,13 +37,16 @@ QJsonValue toJson(const QVariant& value) {
     const QMetaType type = value.metaType();
     if (!value.isValid()) return {};
     if (type == QMetaType::fromType<cif::CIVector>()) {
+        const cif::CIVector vector = value.value<cif::CIVector>();
         QJsonArray a;
-        for (double v : value.value<cif::CIVector>().values()) a.append(jsonNumber(v));
+        for (double v : vector.values())
+            a.append(jsonNumber(v));
         return a;
     }
     if (type == QMetaType::fromType<cif::CIColor>()) {
         const cif::CIColor c = value.value<cif::CIColor>();
-        return QJsonArray{jsonNumber(c.red()), jsonNumber(c.green()), jsonNumber(c.blue()), jsonNumber(c.alpha())};
+        return QJsonArray{jsonNumber(c.red()), jsonNumber(c.green()), jsonNumber(c.blue()),
+                          jsonNumber(c.alpha())};
     }
     if (type == QMetaType::fromType<cif::CIImage>()) return {};
     switch (type.id()) {
@@ -57,22 +63,27 @@ QJsonValue toJson(const QVariant& value) {
             return jsonNumber(value.toDouble());
         case QMetaType::QTransform: {
             const QTransform t = value.value<QTransform>();
-            return QJsonObject{{QStringLiteral("m11"), jsonNumber(t.m11())}, {QStringLiteral("m12"), jsonNumber(t.m12())},
-                               {QStringLiteral("m21"), jsonNumber(t.m21())}, {QStringLiteral("m22"), jsonNumber(t.m22())},
-                               {QStringLiteral("tX"), jsonNumber(t.dx())},   {QStringLiteral("tY"), jsonNumber(t.dy())}};
+            return QJsonObject{{QStringLiteral("m11"), jsonNumber(t.m11())},
+                               {QStringLiteral("m12"), jsonNumber(t.m12())},
+                               {QStringLiteral("m21"), jsonNumber(t.m21())},
+                               {QStringLiteral("m22"), jsonNumber(t.m22())},
+                               {QStringLiteral("tX"), jsonNumber(t.dx())},
+                               {QStringLiteral("tY"), jsonNumber(t.dy())}};
         }
         case QMetaType::QString:
             return value.toString();
         case QMetaType::QStringList:
         case QMetaType::QVariantList: {
             QJsonArray a;
-            for (const QVariant& v : value.toList()) a.append(toJson(v));
+            for (const QVariant& v : value.toList())
+                a.append(toJson(v));
             return a;
         }
         case QMetaType::QVariantMap: {
             QJsonObject o;
             const QVariantMap m = value.toMap();
-            for (auto it = m.constBegin(); it != m.constEnd(); ++it) o.insert(it.key(), toJson(it.value()));
+            for (auto it = m.constBegin(); it != m.constEnd(); ++it)
+                o.insert(it.key(), toJson(it.value()));
             return o;
         }
         default:
@@ -85,8 +96,10 @@ QString toText(const QVariant& value) {
     const QMetaType type = value.metaType();
     if (!value.isValid()) return {};
     if (type == QMetaType::fromType<cif::CIVector>()) {
+        const cif::CIVector vector = value.value<cif::CIVector>();
         QStringList parts;
-        for (double v : value.value<cif::CIVector>().values()) parts << formatNumber(v);
+        for (double v : vector.values())
+            parts << formatNumber(v);
         return u'[' + parts.join(u' ') + u']';
     }
     if (type == QMetaType::fromType<cif::CIColor>()) {
@@ -102,7 +115,9 @@ QString toText(const QVariant& value) {
             return formatNumber(value.toDouble());
         case QMetaType::QTransform: {
             const QTransform t = value.value<QTransform>();
-            return u'[' + numbersText({t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()}).join(u' ') + u']';
+            return u'[' +
+                   numbersText({t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()}).join(u' ') +
+                   u']';
         }
         case QMetaType::QStringList:
             return value.toStringList().join(QStringLiteral(", "));

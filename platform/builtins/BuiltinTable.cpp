@@ -26,15 +26,17 @@ QVariant tableValue(const QJsonValue& v, const QString& cls, const QString& type
     }
     if (cls == kCIClassVector || cls == kCIClassColor) {
         std::vector<double> c;
-        for (const QJsonValue& x : v.toArray()) c.push_back(x.toDouble());
+        for (const QJsonValue& x : v.toArray())
+            c.push_back(x.toDouble());
         if (cls == kCIClassVector) return QVariant::fromValue(CIVector(std::move(c)));
         c.resize(4, 1.0);
         return QVariant::fromValue(CIColor(c[0], c[1], c[2], c[3]));
     }
     if (cls == kCIClassTransform) {
         const QJsonObject o = v.toObject();
-        return QTransform(o.value("m11").toDouble(1), o.value("m12").toDouble(), o.value("m21").toDouble(),
-                          o.value("m22").toDouble(1), o.value("tX").toDouble(), o.value("tY").toDouble());
+        return QTransform(o.value("m11").toDouble(1), o.value("m12").toDouble(),
+                          o.value("m21").toDouble(), o.value("m22").toDouble(1),
+                          o.value("tX").toDouble(), o.value("tY").toDouble());
     }
     return v.toVariant();
 }
@@ -43,7 +45,8 @@ TableEntry entryFromJson(const QJsonObject& f) {
     TableEntry e;
     e.classAttributes.insert(kCIAttributeFilterDisplayName, f.value("displayName").toString());
     QStringList cats;
-    for (const QJsonValue& c : f.value("categories").toArray()) cats << c.toString();
+    for (const QJsonValue& c : f.value("categories").toArray())
+        cats << c.toString();
     e.classAttributes.insert(kCIAttributeFilterCategories, cats);
     for (const QJsonValue& iv : f.value("inputs").toArray()) {
         const QJsonObject in = iv.toObject();
@@ -57,9 +60,12 @@ TableEntry entryFromJson(const QJsonObject& f) {
         const struct {
             const char* json;
             const QString& attr;
-        } fields[] = {{"default", kCIAttributeDefault}, {"identity", kCIAttributeIdentity},
-                      {"min", kCIAttributeMin},         {"max", kCIAttributeMax},
-                      {"sliderMin", kCIAttributeSliderMin}, {"sliderMax", kCIAttributeSliderMax}};
+        } fields[] = {{"default", kCIAttributeDefault},
+                      {"identity", kCIAttributeIdentity},
+                      {"min", kCIAttributeMin},
+                      {"max", kCIAttributeMax},
+                      {"sliderMin", kCIAttributeSliderMin},
+                      {"sliderMax", kCIAttributeSliderMax}};
         for (const auto& fld : fields) {
             const QVariant v = tableValue(in.value(QLatin1String(fld.json)), cls, type);
             if (v.isValid()) a.insert(fld.attr, v);
@@ -78,7 +84,8 @@ const QHash<QString, TableEntry>& table() {
             qWarning("built-in filter table is missing from the build");
             return out;
         }
-        const QJsonArray filters = QJsonDocument::fromJson(file.readAll()).object().value("filters").toArray();
+        const QJsonArray filters =
+            QJsonDocument::fromJson(file.readAll()).object().value("filters").toArray();
         for (const QJsonValue& f : filters) {
             const QJsonObject o = f.toObject();
             out.insert(o.value("name").toString(), entryFromJson(o));
@@ -97,6 +104,8 @@ bool lookUpBuiltin(const QString& name, TableEntry& out) {
     return true;
 }
 
-QStringList builtinTableNames() { return table().keys(); }
+QStringList builtinTableNames() {
+    return table().keys();
+}
 
 }  // namespace cif::builtins

@@ -10,7 +10,8 @@ namespace cif {
 QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
-    for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, geometryBuiltins, tileBuiltins}) {
+    for (auto list :
+         {colorBuiltins, compositeBuiltins, generatorBuiltins, geometryBuiltins, tileBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }

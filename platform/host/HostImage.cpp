@@ -21,16 +21,18 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <mutex>
+#include <optional>
 
 namespace cif {
 
 struct HostImage::Data {
     Representation kind = Representation::None;
     QSizeF points;
-    QImage image;                                // Bitmap
-    QPicture picture;                            // Drawing
-    QByteArray pdfBytes;                         // Pdf
+    QImage image;                                 // Bitmap
+    QPicture picture;                             // Drawing
+    QByteArray pdfBytes;                          // Pdf
     std::unique_ptr<Poppler::Document> document;  // Pdf; outlives page
     std::unique_ptr<Poppler::Page> page;          // Pdf: the first page
     // Neither a poppler document nor a QPicture's replay (which moves a read position inside
@@ -40,51 +42,47 @@ struct HostImage::Data {
 
 namespace {
 
-bool isPositiveFinite(QSizeF size)
-{
+bool isPositiveFinite(QSizeF size) {
     return std::isfinite(size.width()) && std::isfinite(size.height()) && size.width() > 0 &&
            size.height() > 0;
 }
 
 // A length in points rounded up to whole pixels. The small tolerance keeps sizes such as
 // 612.0000000001 (from a PDF's decimal numbers) at 612.
-int roundUpToPixels(double points)
-{
+int roundUpToPixels(double points) {
     if (!(points > 0)) return 0;
     if (points >= double(INT_MAX)) return INT_MAX;
     return std::max(1, int(std::ceil(points - 1e-6)));
 }
 
-QString displayName(const QString& path) { return QDir::toNativeSeparators(path); }
+QString displayName(const QString& path) {
+    return QDir::toNativeSeparators(path);
+}
 
-void setError(QString* error, const QString& message)
-{
+void setError(QString* error, const QString& message) {
     if (error) *error = message;
 }
 
-QString cannotRead(const QString& path, const QString& why)
-{
+QString cannotRead(const QString& path, const QString& why) {
     return QCoreApplication::translate("HostImage", "Cannot read the picture file %1: %2")
         .arg(displayName(path), why);
 }
 
 // Maps r from the picture's point space (where source lies) into target's space.
-QRectF mapSourceToTarget(const QRectF& r, const QRectF& source, const QRectF& target)
-{
+QRectF mapSourceToTarget(const QRectF& r, const QRectF& source, const QRectF& target) {
     const double sx = target.width() / source.width();
     const double sy = target.height() / source.height();
     return {target.x() + (r.x() - source.x()) * sx, target.y() + (r.y() - source.y()) * sy,
             r.width() * sx, r.height() * sy};
 }
 
-// The part of the painter's device that can show anything, in device pixels, or an empty
-// rectangle when the device is not a raster one (a recording or a printer has no fixed
-// pixel grid, so nothing is culled there).
-QRectF visibleDeviceRect(QPainter& painter)
-{
+// The part of the painter's device that can show anything, in device pixels (empty when the
+// clip hides everything), or nothing when the device is not a raster one: a recording or a
+// printer has no fixed pixel grid, so nothing is culled there.
+std::optional<QRectF> visibleDeviceRect(QPainter& painter) {
     const QPaintEngine* engine = painter.paintEngine();
     const QPaintDevice* device = painter.device();
-    if (!engine || !device || engine->type() != QPaintEngine::Raster) return {};
+    if (!engine || !device || engine->type() != QPaintEngine::Raster) return std::nullopt;
     QRectF visible(0, 0, device->width(), device->height());
     if (painter.hasClipping()) {
         visible &= painter.deviceTransform().mapRect(painter.clipBoundingRect());
@@ -94,8 +92,7 @@ QRectF visibleDeviceRect(QPainter& painter)
 
 // Shrinks a render of width x height pixels until checkPictureSize accepts it; answers the
 // factor to apply to the resolution (1 when it already fits).
-double fitToLimits(double width, double height)
-{
+double fitToLimits(double width, double height) {
     double factor = 1.0;
     if (width > kMaxPictureSide) factor = std::min(factor, kMaxPictureSide / width);
     if (height > kMaxPictureSide) factor = std::min(factor, kMaxPictureSide / height);
@@ -106,8 +103,7 @@ double fitToLimits(double width, double height)
 }
 
 void drawBitmap(const QImage& image, QSizeF points, QPainter& painter, const QRectF& target,
-                const QRectF& source)
-{
+                const QRectF& source) {
     const double toPixelsX = image.width() / points.width();
     const double toPixelsY = image.height() / points.height();
     const QRectF sourcePixels(source.x() * toPixelsX, source.y() * toPixelsY,
@@ -129,8 +125,15 @@ void drawBitmap(const QImage& image, QSizeF points, QPainter& painter, const QRe
             const double scaleY = deviceHeight / sourcePixels.height();
             const int width = std::max(1, int(std::lround(aligned.width() * scaleX)));
             const int height = std::max(1, int(std::lround(aligned.height() * scaleY)));
-            const QImage shrunk = image.copy(aligned).scaled(
-                width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+            // One axis may grow while the other shrinks; the intermediate must stay in limits.
+            if (!checkPictureSize(width, height, nullptr)) {
+                painter.drawImage(target, image, sourcePixels);
+                painter.restore();
+                return;
+            }
+            const QImage part = aligned == image.rect() ? image : image.copy(aligned);
+            const QImage shrunk =
+                part.scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
             const QRectF alignedPoints(aligned.x() / toPixelsX, aligned.y() / toPixelsY,
                                        aligned.width() / toPixelsX, aligned.height() / toPixelsY);
             painter.setClipRect(target, Qt::IntersectClip);
@@ -143,9 +146,9 @@ void drawBitmap(const QImage& image, QSizeF points, QPainter& painter, const QRe
 }
 
 void drawPicture(const QPicture& picture, std::mutex& mutex, QPainter& painter,
-                 const QRectF& target, const QRectF& source)
-{
+                 const QRectF& target, const QRectF& source) {
     painter.save();
+    painter.setClipRect(target, Qt::IntersectClip);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing |
                            QPainter::SmoothPixmapTransform);
     painter.translate(target.topLeft());
@@ -159,8 +162,7 @@ void drawPicture(const QPicture& picture, std::mutex& mutex, QPainter& painter,
 }
 
 void drawPdfPage(const Poppler::Page& page, QSizeF points, std::mutex& mutex, QPainter& painter,
-                 const QRectF& target, const QRectF& source)
-{
+                 const QRectF& target, const QRectF& source) {
     // Device pixels per point along each axis of the page.
     const QTransform device = painter.deviceTransform();
     double scaleX = std::hypot(device.m11(), device.m12()) * target.width() / source.width();
@@ -171,11 +173,10 @@ void drawPdfPage(const Poppler::Page& page, QSizeF points, std::mutex& mutex, QP
     // what lands inside the device (and its clip) is rendered, so zooming far into a page
     // costs what the screen shows, not what the whole page would take at that zoom.
     QRectF wanted = source & QRectF(QPointF(0, 0), points);
-    const QRectF visible = visibleDeviceRect(painter);
-    if (!visible.isNull() && device.type() <= QTransform::TxScale && device.m11() > 0 &&
-        device.m22() > 0) {
+    const std::optional<QRectF> visible = visibleDeviceRect(painter);
+    if (visible && device.type() <= QTransform::TxScale && device.m11() > 0 && device.m22() > 0) {
         const QRectF deviceTarget = device.mapRect(target);
-        const QRectF shown = deviceTarget & visible;
+        const QRectF shown = deviceTarget & *visible;
         if (shown.isEmpty()) return;
         const double pointsPerDeviceX = source.width() / deviceTarget.width();
         const double pointsPerDeviceY = source.height() / deviceTarget.height();
@@ -191,11 +192,10 @@ void drawPdfPage(const Poppler::Page& page, QSizeF points, std::mutex& mutex, QP
     // Whole pixels of the page rendered at that resolution, inside the page.
     const QRect pagePixels(0, 0, roundUpToPixels(points.width() * scaleX),
                            roundUpToPixels(points.height() * scaleY));
-    const QRect pixels =
-        QRectF(wanted.x() * scaleX, wanted.y() * scaleY, wanted.width() * scaleX,
-               wanted.height() * scaleY)
-            .toAlignedRect() &
-        pagePixels;
+    const QRect pixels = QRectF(wanted.x() * scaleX, wanted.y() * scaleY, wanted.width() * scaleX,
+                                wanted.height() * scaleY)
+                             .toAlignedRect() &
+                         pagePixels;
     if (pixels.isEmpty() || !checkPictureSize(pixels.width(), pixels.height(), nullptr)) return;
 
     QImage rendered;
@@ -215,8 +215,7 @@ void drawPdfPage(const Poppler::Page& page, QSizeF points, std::mutex& mutex, QP
     painter.restore();
 }
 
-QByteArray encodePng(const QImage& image)
-{
+QByteArray encodePng(const QImage& image) {
     if (image.isNull()) return {};
     QByteArray bytes;
     QBuffer buffer(&bytes);
@@ -226,15 +225,119 @@ QByteArray encodePng(const QImage& image)
     return bytes;
 }
 
-bool hasPrefix(const QByteArray& head, const char* prefix, qsizetype length)
-{
+bool hasPrefix(const QByteArray& head, const char* prefix, qsizetype length) {
     return head.size() >= length && std::equal(prefix, prefix + length, head.constData());
 }
 
-bool qtReadsTiff()
-{
+bool qtReadsTiff() {
     static const bool reads = QImageReader::supportedImageFormats().contains("tiff");
     return reads;
+}
+
+// Qt's image readers refuse to allocate more than QImageReader::allocationLimit() megabytes
+// (128 by default in Qt 6.4, counted at 32 bits a pixel or more), a process-wide setting that
+// belongs to the host. Pictures that our own limits accept may exceed it: answers whether a
+// picture of size at bytesPerPixel does.
+bool exceedsReaderLimit(QSize size, int bytesPerPixel) {
+    const qint64 limit = qint64(QImageReader::allocationLimit()) * 1024 * 1024;
+    // A little margin for row padding and the image header.
+    return limit > 0 && qint64(size.width()) * size.height() * bytesPerPixel > limit - 65536;
+}
+
+QString readerLimitMessage(QSize size, const QString& readerError) {
+    return QCoreApplication::translate("HostImage",
+                                       "%1 (decoding %2 x %3 pixels may need more than the %4 "
+                                       "MB the host allows Qt's image reader)")
+        .arg(readerError)
+        .arg(size.width())
+        .arg(size.height())
+        .arg(QImageReader::allocationLimit());
+}
+
+// Applies an orientation as Qt's readers do: mirror and flip first, then a quarter turn
+// clockwise, except for the 270-degree turn.
+QImage applyOrientation(const QImage& image, QImageIOHandler::Transformations orientation) {
+    if (orientation == QImageIOHandler::TransformationNone) return image;
+    if (orientation == QImageIOHandler::TransformationRotate270) {
+        return image.transformed(QTransform().rotate(270));
+    }
+    QImage result = image.mirrored(orientation & QImageIOHandler::TransformationMirror,
+                                   orientation & QImageIOHandler::TransformationFlip);
+    if (orientation & QImageIOHandler::TransformationRotate90) {
+        result = result.transformed(QTransform().rotate(90));
+    }
+    return result;
+}
+
+// Reads a picture whose decoded size is over Qt's reader limit but within ours, in bands of
+// rows that each stay under half of Qt's limit, into one image allocated here. Each band
+// decodes the file again from its start, so this costs several decodes; it is only taken
+// for pictures Qt would otherwise refuse, and only for readers that can clip (JPEG).
+QImage readInBands(QIODevice& file, const QByteArray& format, QSize size, QString* why) {
+    const qint64 bandBytes = qint64(QImageReader::allocationLimit()) * 1024 * 1024 / 2;
+    const int bandRows =
+        int(std::clamp<qint64>(bandBytes / (qint64(size.width()) * 4), 1, size.height()));
+    QImage image;
+    QImageIOHandler::Transformations orientation = QImageIOHandler::TransformationNone;
+    for (int top = 0; top < size.height(); top += bandRows) {
+        QImageReader reader;
+        if (!file.seek(0)) {
+            *why = file.errorString();
+            return {};
+        }
+        reader.setDevice(&file);
+        reader.setFormat(format);
+        reader.setAutoTransform(false);
+        reader.setClipRect(QRect(0, top, size.width(), std::min(bandRows, size.height() - top)));
+        QImage band;
+        if (!reader.read(&band) || band.width() != size.width()) {
+            *why = reader.errorString();
+            return {};
+        }
+        if (image.isNull()) {
+            orientation = reader.transformation();
+            image = QImage(size, band.format());
+            if (image.isNull()) {
+                *why = QCoreApplication::translate("HostImage",
+                                                   "Not enough memory for a "
+                                                   "picture of %1 x %2 pixels")
+                           .arg(size.width())
+                           .arg(size.height());
+                return {};
+            }
+        }
+        if (band.format() != image.format()) band.convertTo(image.format());
+        const qsizetype rowBytes = std::min(band.bytesPerLine(), image.bytesPerLine());
+        for (int y = 0; y < band.height() && top + y < size.height(); ++y) {
+            std::memcpy(image.scanLine(top + y), band.constScanLine(y), size_t(rowBytes));
+        }
+    }
+    return applyOrientation(image, orientation);
+}
+
+// Decodes the picture in device with Qt's readers. The size comes from the file's header;
+// nothing is decoded or allocated before our limits have accepted it.
+QImage readWithQt(QIODevice& device, QString* why) {
+    QImageReader reader(&device);
+    reader.setAutoTransform(true);
+    const QSize size = reader.size();
+    if (!size.isValid()) {
+        *why = reader.errorString();
+        return {};
+    }
+    if (!checkPictureSize(size.width(), size.height(), why)) return {};
+    // Readers that can clip (JPEG, 8 bits a sample) read pictures over Qt's limit in bands.
+    if (exceedsReaderLimit(size, 4) && reader.supportsOption(QImageIOHandler::ClipRect)) {
+        return readInBands(device, reader.format(), size, why);
+    }
+    QImage image;
+    if (!reader.read(&image) || image.isNull()) {
+        // 16 bits a sample decode to 8 bytes a pixel.
+        *why = exceedsReaderLimit(size, 8) ? readerLimitMessage(size, reader.errorString())
+                                           : reader.errorString();
+        return {};
+    }
+    return image;
 }
 
 }  // namespace
@@ -243,8 +346,7 @@ HostImage::HostImage() = default;
 
 HostImage::HostImage(std::shared_ptr<const Data> data) : m_data(std::move(data)) {}
 
-HostImage HostImage::fromQImage(const QImage& image, QSizeF sizeInPoints)
-{
+HostImage HostImage::fromQImage(const QImage& image, QSizeF sizeInPoints) {
     if (image.isNull()) return {};
     auto data = std::make_shared<Data>();
     data->kind = Representation::Bitmap;
@@ -253,8 +355,7 @@ HostImage HostImage::fromQImage(const QImage& image, QSizeF sizeInPoints)
     return HostImage(std::move(data));
 }
 
-HostImage HostImage::fromDrawing(const QPicture& picture, QSizeF sizeInPoints)
-{
+HostImage HostImage::fromDrawing(const QPicture& picture, QSizeF sizeInPoints) {
     if (!isPositiveFinite(sizeInPoints)) return {};
     auto data = std::make_shared<Data>();
     data->kind = Representation::Drawing;
@@ -263,8 +364,8 @@ HostImage HostImage::fromDrawing(const QPicture& picture, QSizeF sizeInPoints)
     return HostImage(std::move(data));
 }
 
-HostImage HostImage::recordDrawing(QSizeF sizeInPoints, const std::function<void(QPainter&)>& draw)
-{
+HostImage HostImage::recordDrawing(QSizeF sizeInPoints,
+                                   const std::function<void(QPainter&)>& draw) {
     if (!isPositiveFinite(sizeInPoints)) return {};
     QPicture picture;
     {
@@ -274,8 +375,7 @@ HostImage HostImage::recordDrawing(QSizeF sizeInPoints, const std::function<void
     return fromDrawing(picture, sizeInPoints);
 }
 
-HostImage HostImage::fromPdfData(const QByteArray& data, QString* error)
-{
+HostImage HostImage::fromPdfData(const QByteArray& data, QString* error) {
     const auto fail = [error](const char* message) {
         setError(error, QCoreApplication::translate("HostImage", message));
         return HostImage();
@@ -296,7 +396,8 @@ HostImage HostImage::fromPdfData(const QByteArray& data, QString* error)
     }
     auto page = document->page(0);
     if (!page || !isPositiveFinite(page->pageSizeF())) {
-        return fail(QT_TRANSLATE_NOOP("HostImage", "The first page of the PDF document is damaged"));
+        return fail(
+            QT_TRANSLATE_NOOP("HostImage", "The first page of the PDF document is damaged"));
     }
     // Transparent where the page draws nothing, like any other vector picture.
     document->setRenderHint(Poppler::Document::Antialiasing);
@@ -312,30 +413,31 @@ HostImage HostImage::fromPdfData(const QByteArray& data, QString* error)
     return HostImage(std::move(result));
 }
 
-HostImage HostImage::load(const QString& path, QString* error)
-{
+HostImage HostImage::load(const QString& path, QString* error) {
     const QFileInfo info(path);
     if (info.isDir()) {
-        setError(error, cannotRead(path, QCoreApplication::translate("HostImage",
-                                                                     "it is a folder")));
+        setError(error,
+                 cannotRead(path, QCoreApplication::translate("HostImage", "It is a folder")));
         return {};
     }
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        setError(error, QCoreApplication::translate("HostImage", "Cannot open the picture file "
-                                                                 "%1: %2")
+        setError(error, QCoreApplication::translate("HostImage",
+                                                    "Cannot open the picture file "
+                                                    "%1: %2")
                             .arg(displayName(path), file.errorString()));
         return {};
     }
     if (file.size() > kMaxPictureFileBytes) {
-        setError(error, QCoreApplication::translate("HostImage", "The picture file %1 is larger "
-                                                                 "than the limit of 1 GiB")
+        setError(error, QCoreApplication::translate("HostImage",
+                                                    "The picture file %1 is larger "
+                                                    "than the limit of 1 GiB")
                             .arg(displayName(path)));
         return {};
     }
     if (file.size() == 0) {
-        setError(error, cannotRead(path, QCoreApplication::translate("HostImage",
-                                                                     "the file is empty")));
+        setError(error,
+                 cannotRead(path, QCoreApplication::translate("HostImage", "The file is empty")));
         return {};
     }
 
@@ -350,82 +452,75 @@ HostImage HostImage::load(const QString& path, QString* error)
     const bool bmp = hasPrefix(head, "BM", 2);
     const bool pdf = !png && !jpeg && !tiff && !gif && !bmp && head.contains("%PDF-");
 
-    if (pdf || (tiff && !qtReadsTiff())) {
-        const QByteArray bytes = file.readAll();
-        if (bytes.size() != file.size()) {
-            setError(error, cannotRead(path, file.errorString()));
-            return {};
-        }
-        QString why;
-        HostImage picture;
-        if (pdf) {
-            picture = fromPdfData(bytes, &why);
-        } else {
-            picture = fromQImage(TiffCodec::decode(bytes, &why));
-        }
-        if (picture.isNull()) setError(error, cannotRead(path, why));
-        return picture;
-    }
-    if (!png && !jpeg && !tiff && !gif && !bmp) {
-        setError(error, cannotRead(path, QCoreApplication::translate(
-                                             "HostImage", "it is not a PNG, JPEG, TIFF, GIF, "
-                                                          "BMP or PDF file")));
-        return {};
-    }
-
-    QImageReader reader(&file);
-    reader.setAutoTransform(true);
-    // The size comes from the file's header; nothing is decoded or allocated before the
-    // limits have accepted it.
-    const QSize size = reader.size();
-    if (!size.isValid()) {
-        setError(error, cannotRead(path, reader.errorString()));
+    if (!pdf && !png && !jpeg && !tiff && !gif && !bmp) {
+        setError(error,
+                 cannotRead(path, QCoreApplication::translate("HostImage",
+                                                              "It is not a PNG, JPEG, TIFF, GIF, "
+                                                              "BMP or PDF file")));
         return {};
     }
     QString why;
-    if (!checkPictureSize(size.width(), size.height(), &why)) {
-        setError(error, cannotRead(path, why));
+    if (!pdf && !tiff) {
+        const QImage image = readWithQt(file, &why);
+        if (image.isNull()) setError(error, cannotRead(path, why));
+        return fromQImage(image);
+    }
+
+    const QByteArray bytes = file.readAll();
+    if (bytes.size() != file.size()) {
+        setError(error, cannotRead(path, file.errorString()));
         return {};
     }
-    QImage image;
-    if (!reader.read(&image) || image.isNull()) {
-        setError(error, cannotRead(path, reader.errorString()));
-        return {};
+    if (pdf) {
+        const HostImage picture = fromPdfData(bytes, &why);
+        if (picture.isNull()) setError(error, cannotRead(path, why));
+        return picture;
     }
+    // Our codec reads the common kinds of TIFF exactly (Qt's plug-in premultiplies alpha on
+    // the way in) and the same with or without the plug-in; the plug-in, where installed,
+    // reads the kinds our codec does not.
+    bool unsupportedVariant = false;
+    QImage image = TiffCodec::decode(bytes, &why, &unsupportedVariant);
+    if (image.isNull() && unsupportedVariant && qtReadsTiff()) {
+        QBuffer buffer;
+        buffer.setData(bytes);
+        buffer.open(QIODevice::ReadOnly);
+        image = readWithQt(buffer, &why);
+    }
+    if (image.isNull()) setError(error, cannotRead(path, why));
     return fromQImage(image);
 }
 
-bool HostImage::isNull() const { return !m_data; }
+bool HostImage::isNull() const {
+    return !m_data;
+}
 
-HostImage::Representation HostImage::bestRepresentation() const
-{
+HostImage::Representation HostImage::bestRepresentation() const {
     return m_data ? m_data->kind : Representation::None;
 }
 
-bool HostImage::isVector() const
-{
+bool HostImage::isVector() const {
     const Representation kind = bestRepresentation();
     return kind == Representation::Pdf || kind == Representation::Drawing;
 }
 
-QSizeF HostImage::size() const { return m_data ? m_data->points : QSizeF(0, 0); }
+QSizeF HostImage::size() const {
+    return m_data ? m_data->points : QSizeF(0, 0);
+}
 
-int HostImage::pixelsWide() const
-{
+int HostImage::pixelsWide() const {
     if (!m_data) return 0;
     if (m_data->kind == Representation::Bitmap) return m_data->image.width();
     return roundUpToPixels(m_data->points.width());
 }
 
-int HostImage::pixelsHigh() const
-{
+int HostImage::pixelsHigh() const {
     if (!m_data) return 0;
     if (m_data->kind == Representation::Bitmap) return m_data->image.height();
     return roundUpToPixels(m_data->points.height());
 }
 
-void HostImage::drawInRect(QPainter& painter, const QRectF& target, const QRectF& source) const
-{
+void HostImage::drawInRect(QPainter& painter, const QRectF& target, const QRectF& source) const {
     if (!m_data || !painter.isActive() || !target.isValid() || target.isEmpty()) return;
     const QRectF whole(QPointF(0, 0), m_data->points);
     const QRectF from = source.isEmpty() ? whole : source;
@@ -449,8 +544,7 @@ void HostImage::drawInRect(QPainter& painter, const QRectF& target, const QRectF
     }
 }
 
-QImage HostImage::rasterize(QSize pixelSize, QString* error) const
-{
+QImage HostImage::rasterize(QSize pixelSize, QString* error) const {
     if (!m_data) {
         setError(error, QCoreApplication::translate("HostImage", "The picture is empty"));
         return {};
@@ -458,8 +552,9 @@ QImage HostImage::rasterize(QSize pixelSize, QString* error) const
     if (!checkPictureSize(pixelSize.width(), pixelSize.height(), error)) return {};
     QImage out(pixelSize, QImage::Format_RGBA8888_Premultiplied);
     if (out.isNull()) {
-        setError(error, QCoreApplication::translate("HostImage", "Not enough memory for a "
-                                                                 "picture of %1 x %2 pixels")
+        setError(error, QCoreApplication::translate("HostImage",
+                                                    "Not enough memory for a "
+                                                    "picture of %1 x %2 pixels")
                             .arg(pixelSize.width())
                             .arg(pixelSize.height()));
         return {};
@@ -471,34 +566,32 @@ QImage HostImage::rasterize(QSize pixelSize, QString* error) const
     return out;
 }
 
-QImage HostImage::bitmap() const
-{
+QImage HostImage::bitmap() const {
     return m_data && m_data->kind == Representation::Bitmap ? m_data->image : QImage();
 }
 
-QByteArray HostImage::pdfData() const
-{
+QByteArray HostImage::pdfData() const {
     return m_data && m_data->kind == Representation::Pdf ? m_data->pdfBytes : QByteArray();
 }
 
-QImage HostImage::naturalBitmap(QString* error) const
-{
+QImage HostImage::naturalBitmap(QString* error) const {
     if (m_data && m_data->kind == Representation::Bitmap) return m_data->image;
     return rasterize(QSize(pixelsWide(), pixelsHigh()), error);
 }
 
-QByteArray HostImage::TIFFRepresentation() const
-{
+QByteArray HostImage::TIFFRepresentation() const {
     return TiffCodec::encode(naturalBitmap(nullptr));
 }
 
-QByteArray HostImage::PNGRepresentation() const { return encodePng(naturalBitmap(nullptr)); }
+QByteArray HostImage::PNGRepresentation() const {
+    return encodePng(naturalBitmap(nullptr));
+}
 
-bool HostImage::savePNG(const QString& path, QString* error) const
-{
+bool HostImage::savePNG(const QString& path, QString* error) const {
     const auto fail = [&](const QString& why) {
-        setError(error, QCoreApplication::translate("HostImage", "Cannot save the picture to %1: "
-                                                                 "%2")
+        setError(error, QCoreApplication::translate("HostImage",
+                                                    "Cannot save the picture to %1: "
+                                                    "%2")
                             .arg(displayName(path), why));
         return false;
     };
@@ -509,7 +602,7 @@ bool HostImage::savePNG(const QString& path, QString* error) const
     if (image.isNull()) return fail(why);
     const QByteArray bytes = encodePng(image);
     if (bytes.isEmpty()) {
-        return fail(QCoreApplication::translate("HostImage", "the PNG encoder failed"));
+        return fail(QCoreApplication::translate("HostImage", "The PNG encoder failed"));
     }
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) return fail(file.errorString());

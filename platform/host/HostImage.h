@@ -45,8 +45,7 @@ public:
     static HostImage fromDrawing(const QPicture& picture, QSizeF sizeInPoints);
 
     // Records draw(painter) into a QPicture and answers fromDrawing(recording, sizeInPoints).
-    static HostImage recordDrawing(QSizeF sizeInPoints,
-                                   const std::function<void(QPainter&)>& draw);
+    static HostImage recordDrawing(QSizeF sizeInPoints, const std::function<void(QPainter&)>& draw);
 
     // A vector picture of the first page of the PDF document in data; its size in points is
     // the page's (crop box) size. Damaged, password-protected or page-less data gives the
@@ -56,8 +55,10 @@ public:
     // Reads a picture file: PNG, JPEG, TIFF, GIF or BMP as a bitmap (EXIF orientation applied,
     // size in points = pixel size), or PDF as a vector picture. The kind is recognised from
     // the content, not the file name. Files over 1 GiB and pictures over the limits of
-    // checkPictureSize are refused before anything is decoded. Missing, unreadable, damaged
-    // or truncated files give the null picture and a message naming the file.
+    // checkPictureSize are refused before anything is decoded. Qt's readers also keep to the
+    // host's QImageReader::allocationLimit() (128 MB by default): JPEG pictures over it are
+    // read in bands, other kinds over it are refused. Missing, unreadable, damaged or
+    // truncated files give the null picture and a message naming the file.
     static HostImage load(const QString& path, QString* error);
 
     bool isNull() const;

@@ -41,16 +41,14 @@ enum Photometric : quint32 { kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPale
 // far fewer because a picture has at most kMaxPictureSide rows.
 constexpr quint32 kMaxArrayLength = 3 * 65536;
 
-QString damaged()
-{
+QString damaged() {
     return QCoreApplication::translate("HostImage", "The TIFF data is damaged or truncated");
 }
 
-QString unsupported(const QString& what)
-{
+QString unsupported(const QString& what) {
     return QCoreApplication::translate("HostImage",
-                                       "This kind of TIFF cannot be read without Qt's TIFF "
-                                       "image plug-in (%1)")
+                                       "This kind of TIFF can only be read with Qt's TIFF "
+                                       "image plug-in installed (%1)")
         .arg(what);
 }
 
@@ -61,23 +59,20 @@ public:
 
     qint64 size() const { return m_data.size(); }
 
-    bool u8(qint64 offset, quint32* value) const
-    {
+    bool u8(qint64 offset, quint32* value) const {
         if (offset < 0 || offset + 1 > size()) return false;
         *value = quint8(m_data.at(offset));
         return true;
     }
 
-    bool u16(qint64 offset, quint32* value) const
-    {
+    bool u16(qint64 offset, quint32* value) const {
         if (offset < 0 || offset + 2 > size()) return false;
         const auto* p = reinterpret_cast<const uchar*>(m_data.constData()) + offset;
         *value = m_big ? (quint32(p[0]) << 8 | p[1]) : (quint32(p[1]) << 8 | p[0]);
         return true;
     }
 
-    bool u32(qint64 offset, quint32* value) const
-    {
+    bool u32(qint64 offset, quint32* value) const {
         if (offset < 0 || offset + 4 > size()) return false;
         const auto* p = reinterpret_cast<const uchar*>(m_data.constData()) + offset;
         *value = m_big ? (quint32(p[0]) << 24 | quint32(p[1]) << 16 | quint32(p[2]) << 8 | p[3])
@@ -109,8 +104,7 @@ struct Directory {
 };
 
 // Reads the unsigned integer values of one 12-byte directory entry at entryOffset.
-bool readValues(const ByteReader& in, qint64 entryOffset, std::vector<quint32>* values)
-{
+bool readValues(const ByteReader& in, qint64 entryOffset, std::vector<quint32>* values) {
     quint32 type = 0, count = 0;
     if (!in.u16(entryOffset + 2, &type) || !in.u32(entryOffset + 4, &count)) return false;
     int width = 0;
@@ -147,8 +141,8 @@ bool readValues(const ByteReader& in, qint64 entryOffset, std::vector<quint32>* 
     return true;
 }
 
-bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QString* error)
-{
+bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QString* error,
+                   bool* unsupportedVariant) {
     if (!TiffCodec::hasTiffSignature(data)) {
         if (error) *error = damaged();
         return false;
@@ -159,6 +153,7 @@ bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QStr
     in.u16(2, &magic);
     if (magic == 43) {
         if (error) *error = unsupported(QStringLiteral("BigTIFF"));
+        if (unsupportedVariant) *unsupportedVariant = true;
         return false;
     }
     if (!in.u32(4, &ifdOffset) || !in.u16(ifdOffset, &entryCount) || entryCount == 0 ||
@@ -174,8 +169,8 @@ bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QStr
         const bool known = tag == kImageWidth || tag == kImageLength || tag == kBitsPerSample ||
                            tag == kCompression || tag == kPhotometric || tag == kStripOffsets ||
                            tag == kSamplesPerPixel || tag == kRowsPerStrip ||
-                           tag == kStripByteCounts || tag == kPlanarConfig ||
-                           tag == kPredictor || tag == kColorMap || tag == kExtraSamples;
+                           tag == kStripByteCounts || tag == kPlanarConfig || tag == kPredictor ||
+                           tag == kColorMap || tag == kExtraSamples;
         if (tag == kTileWidth) dir->tiled = true;
         if (!known) continue;
         if (!readValues(in, entry, &values)) {
@@ -183,20 +178,47 @@ bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QStr
             return false;
         }
         switch (tag) {
-            case kImageWidth: dir->width = values[0]; break;
-            case kImageLength: dir->height = values[0]; break;
-            case kBitsPerSample: dir->bitsPerSample = values; break;
-            case kCompression: dir->compression = values[0]; break;
-            case kPhotometric: dir->photometric = values[0]; break;
-            case kStripOffsets: dir->stripOffsets = values; break;
-            case kSamplesPerPixel: dir->samplesPerPixel = values[0]; break;
-            case kRowsPerStrip: dir->rowsPerStrip = values[0]; break;
-            case kStripByteCounts: dir->stripByteCounts = values; break;
-            case kPlanarConfig: dir->planarConfig = values[0]; break;
-            case kPredictor: dir->predictor = values[0]; break;
-            case kColorMap: dir->colorMap = values; break;
-            case kExtraSamples: dir->extraSamples = values; break;
-            default: break;
+            case kImageWidth:
+                dir->width = values[0];
+                break;
+            case kImageLength:
+                dir->height = values[0];
+                break;
+            case kBitsPerSample:
+                dir->bitsPerSample = values;
+                break;
+            case kCompression:
+                dir->compression = values[0];
+                break;
+            case kPhotometric:
+                dir->photometric = values[0];
+                break;
+            case kStripOffsets:
+                dir->stripOffsets = values;
+                break;
+            case kSamplesPerPixel:
+                dir->samplesPerPixel = values[0];
+                break;
+            case kRowsPerStrip:
+                dir->rowsPerStrip = values[0];
+                break;
+            case kStripByteCounts:
+                dir->stripByteCounts = values;
+                break;
+            case kPlanarConfig:
+                dir->planarConfig = values[0];
+                break;
+            case kPredictor:
+                dir->predictor = values[0];
+                break;
+            case kColorMap:
+                dir->colorMap = values;
+                break;
+            case kExtraSamples:
+                dir->extraSamples = values;
+                break;
+            default:
+                break;
         }
     }
     return true;
@@ -204,15 +226,13 @@ bool readDirectory(const QByteArray& data, Directory* dir, bool* bigEndian, QStr
 
 // Decompressors write at most out.size() bytes and answer how many they wrote.
 
-qint64 copyStrip(const uchar* src, qint64 n, std::vector<uchar>& out)
-{
+qint64 copyStrip(const uchar* src, qint64 n, std::vector<uchar>& out) {
     const qint64 count = std::min<qint64>(n, qint64(out.size()));
     if (count > 0) std::memcpy(out.data(), src, size_t(count));
     return count;
 }
 
-qint64 unpackBits(const uchar* src, qint64 n, std::vector<uchar>& out)
-{
+qint64 unpackBits(const uchar* src, qint64 n, std::vector<uchar>& out) {
     const qint64 cap = qint64(out.size());
     qint64 in = 0, written = 0;
     while (in < n && written < cap) {
@@ -233,8 +253,7 @@ qint64 unpackBits(const uchar* src, qint64 n, std::vector<uchar>& out)
 
 // TIFF's LZW: codes of 9 to 12 bits, most significant bit first, code 256 clears the table,
 // 257 ends the strip, and the code width grows one code early.
-qint64 unpackLzw(const uchar* src, qint64 n, std::vector<uchar>& out)
-{
+qint64 unpackLzw(const uchar* src, qint64 n, std::vector<uchar>& out) {
     constexpr int kClear = 256, kEnd = 257, kFirstFree = 258, kTableSize = 4096;
     struct Entry {
         qint16 prefix;
@@ -243,7 +262,8 @@ qint64 unpackLzw(const uchar* src, qint64 n, std::vector<uchar>& out)
         quint16 length;
     };
     std::array<Entry, kTableSize> table{};
-    for (int i = 0; i < 256; ++i) table[size_t(i)] = {-1, uchar(i), uchar(i), 1};
+    for (int i = 0; i < 256; ++i)
+        table[size_t(i)] = {-1, uchar(i), uchar(i), 1};
 
     const qint64 cap = qint64(out.size());
     qint64 written = 0;
@@ -294,19 +314,23 @@ qint64 unpackLzw(const uchar* src, qint64 n, std::vector<uchar>& out)
 
 }  // namespace
 
-bool TiffCodec::hasTiffSignature(const QByteArray& head)
-{
+bool TiffCodec::hasTiffSignature(const QByteArray& head) {
     return head.startsWith(QByteArrayLiteral("II*\0")) ||
            head.startsWith(QByteArrayLiteral("MM\0*")) ||
            head.startsWith(QByteArrayLiteral("II+\0")) ||
            head.startsWith(QByteArrayLiteral("MM\0+"));
 }
 
-QImage TiffCodec::decode(const QByteArray& data, QString* error)
-{
+QImage TiffCodec::decode(const QByteArray& data, QString* error, bool* unsupportedVariant) {
+    if (unsupportedVariant) *unsupportedVariant = false;
     Directory dir;
     bool bigEndian = false;
-    if (!readDirectory(data, &dir, &bigEndian, error)) return {};
+    if (!readDirectory(data, &dir, &bigEndian, error, unsupportedVariant)) return {};
+    const auto refuse = [&](const QString& what) {
+        if (error) *error = unsupported(what);
+        if (unsupportedVariant) *unsupportedVariant = true;
+        return QImage();
+    };
     if (!checkPictureSize(dir.width, dir.height, error)) return {};
 
     const quint32 samples = dir.samplesPerPixel;
@@ -324,28 +348,22 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error)
             colorSamples = 3;
             break;
         default:
-            if (error) *error = unsupported(QStringLiteral("photometric %1").arg(dir.photometric));
-            return {};
+            return refuse(QStringLiteral("photometric %1").arg(dir.photometric));
     }
     if (dir.tiled) {
-        if (error) *error = unsupported(QStringLiteral("tiles"));
-        return {};
+        return refuse(QStringLiteral("tiles"));
     }
     if (samples < colorSamples || samples > 8 || (samples > 1 && dir.planarConfig != 1)) {
-        if (error) *error = unsupported(QStringLiteral("%1 planar samples").arg(samples));
-        return {};
+        return refuse(QStringLiteral("%1 planar samples").arg(samples));
     }
     if (!sameBits || (bits != 8 && bits != 16) || (dir.photometric == kPalette && bits != 8)) {
-        if (error) *error = unsupported(QStringLiteral("%1 bits a sample").arg(bits));
-        return {};
+        return refuse(QStringLiteral("%1 bits a sample").arg(bits));
     }
     if (dir.compression != kNone && dir.compression != kLzw && dir.compression != kPackBits) {
-        if (error) *error = unsupported(QStringLiteral("compression %1").arg(dir.compression));
-        return {};
+        return refuse(QStringLiteral("compression %1").arg(dir.compression));
     }
     if (dir.predictor != 1 && dir.predictor != 2) {
-        if (error) *error = unsupported(QStringLiteral("predictor %1").arg(dir.predictor));
-        return {};
+        return refuse(QStringLiteral("predictor %1").arg(dir.predictor));
     }
     if (dir.photometric == kPalette && dir.colorMap.size() < 3 * 256) {
         if (error) *error = damaged();
@@ -368,13 +386,14 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error)
     }
 
     QImage image(int(width), int(height),
-                 !hasAlpha         ? QImage::Format_RGBX8888
+                 !hasAlpha        ? QImage::Format_RGBX8888
                  : alphaKind == 1 ? QImage::Format_RGBA8888_Premultiplied
                                   : QImage::Format_RGBA8888);
     if (image.isNull()) {
         if (error) {
-            *error = QCoreApplication::translate("HostImage", "Not enough memory for a picture "
-                                                              "of %1 x %2 pixels")
+            *error = QCoreApplication::translate("HostImage",
+                                                 "Not enough memory for a picture "
+                                                 "of %1 x %2 pixels")
                          .arg(width)
                          .arg(height);
         }
@@ -400,9 +419,15 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error)
         strip.assign(size_t(rows * rowBytes), 0);
         qint64 written = 0;
         switch (dir.compression) {
-            case kLzw: written = unpackLzw(bytes + offset, count, strip); break;
-            case kPackBits: written = unpackBits(bytes + offset, count, strip); break;
-            default: written = copyStrip(bytes + offset, count, strip); break;
+            case kLzw:
+                written = unpackLzw(bytes + offset, count, strip);
+                break;
+            case kPackBits:
+                written = unpackBits(bytes + offset, count, strip);
+                break;
+            default:
+                written = copyStrip(bytes + offset, count, strip);
+                break;
         }
         if (written < qint64(strip.size())) {
             if (error) *error = damaged();
@@ -430,11 +455,13 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error)
                 const auto to8 = [bits](quint32 v) { return uchar(bits == 8 ? v : v >> 8); };
                 uchar rgb[3];
                 if (dir.photometric == kRgb) {
-                    for (int c = 0; c < 3; ++c) rgb[c] = to8(px[c]);
+                    for (int c = 0; c < 3; ++c)
+                        rgb[c] = to8(px[c]);
                 } else if (dir.photometric == kPalette) {
                     // Palette entries are 16-bit: all reds, then all greens, then all blues.
                     const size_t index = px[0];
-                    for (int c = 0; c < 3; ++c) rgb[c] = uchar(dir.colorMap[c * 256 + index] >> 8);
+                    for (int c = 0; c < 3; ++c)
+                        rgb[c] = uchar(dir.colorMap[c * 256 + index] >> 8);
                 } else {
                     const uchar grey = to8(px[0]);
                     rgb[0] = rgb[1] = rgb[2] = dir.photometric == kWhiteIsZero ? 255 - grey : grey;
@@ -451,8 +478,7 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error)
     return image;
 }
 
-QByteArray TiffCodec::encode(const QImage& image)
-{
+QByteArray TiffCodec::encode(const QImage& image) {
     if (image.isNull()) return {};
     const bool alpha = image.hasAlphaChannel();
     const QImage pixels =
@@ -518,7 +544,8 @@ QByteArray TiffCodec::encode(const QImage& image)
         o[at + 1] = uchar(v >> 8);
     };
     const auto put32 = [o](quint32 at, quint32 v) {
-        for (int b = 0; b < 4; ++b) o[at + quint32(b)] = uchar(v >> (8 * b));
+        for (int b = 0; b < 4; ++b)
+            o[at + quint32(b)] = uchar(v >> (8 * b));
     };
     std::memcpy(o, "II*\0", 4);
     put32(4, directoryOffset);

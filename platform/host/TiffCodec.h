@@ -25,8 +25,11 @@ public:
     // Decodes the first image of data. The size is read from the header and checked with
     // checkPictureSize before any pixel memory is allocated. The result is Format_RGBA8888
     // (Format_RGBA8888_Premultiplied for associated alpha, Format_RGBX8888 without alpha).
-    // A null image and a translated message when the data is refused, damaged or truncated.
-    static QImage decode(const QByteArray& data, QString* error);
+    // A null image and a translated message when the data is refused, damaged or truncated;
+    // *unsupportedVariant (when not null) then tells whether the refusal is only because the
+    // file is a kind of TIFF this codec does not read.
+    static QImage decode(const QByteArray& data, QString* error,
+                         bool* unsupportedVariant = nullptr);
 
     // Encodes image (any format) as described above; empty for a null image.
     static QByteArray encode(const QImage& image);

@@ -14,7 +14,9 @@ public:
     CIColor() = default;  // opaque black
     CIColor(double r, double g, double b, double a = 1.0) : m_r(r), m_g(g), m_b(b), m_a(a) {}
 
-    static CIColor colorWithRedGreenBlueAlpha(double r, double g, double b, double a) { return {r, g, b, a}; }
+    static CIColor colorWithRedGreenBlueAlpha(double r, double g, double b, double a) {
+        return {r, g, b, a};
+    }
     static CIColor colorWithRedGreenBlue(double r, double g, double b) { return {r, g, b, 1.0}; }
     static CIColor colorWithQColor(const QColor& c);
     // Parses "r g b a" (alpha optional, default 1). Answers false on bad text.

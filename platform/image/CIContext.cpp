@@ -1,7 +1,10 @@
 #include "platform/image/CIContext.h"
 
+#include <sys/mman.h>
 #include <QCoreApplication>
+
 #include <cmath>
+#include <cstdlib>
 
 #include "platform/host/ImageLimits.h"
 #include "platform/image/Renderer.h"
@@ -17,7 +20,8 @@ CIContext CIContext::contextWithOptions(const QVariantMap& options) {
     Options o;
     const auto it = options.find(kCIContextWorkingColorSpace);
     if (it != options.end() &&
-        (!it->isValid() || it->isNull() || it->toString().compare(QLatin1String("none"), Qt::CaseInsensitive) == 0))
+        (!it->isValid() || it->isNull() ||
+         it->toString().compare(QLatin1String("none"), Qt::CaseInsensitive) == 0))
         o.workingSpace = WorkingSpace::None;
     return CIContext(o);
 }
@@ -28,6 +32,7 @@ RenderOptions CIContext::renderOptions() const {
     r.tileSize = m_options.tileSize;
     r.threads = m_options.threads;
     r.cancel = &m_cancel;
+    r.externalCancel = m_externalCancel;
     r.progress = m_progress;
     return r;
 }
@@ -46,7 +51,8 @@ bool CIContext::prepare(const CIImage& image, const QRectF& fromRect, IRect& pix
         return false;
     }
     if (r.isUnbounded()) {
-        m_lastError = QCoreApplication::translate("CIContext", "An infinite rectangle cannot be rendered.");
+        m_lastError =
+            QCoreApplication::translate("CIContext", "An infinite rectangle cannot be rendered.");
         return false;
     }
     pixels = coveringPixels(r);
@@ -58,14 +64,36 @@ bool CIContext::prepare(const CIImage& image, const QRectF& fromRect, IRect& pix
     return true;
 }
 
+namespace {
+
+// A QImage whose pixel memory is asked to live on huge pages when it is
+// large: a fresh multi-megabyte picture otherwise costs one page fault per
+// 4 KiB when the renderer first writes it, a fifth of a simple render's time.
+QImage allocateOutput(int width, int height) {
+    constexpr size_t kHugePage = size_t(2) << 20;
+    const size_t bytesPerLine = size_t(width) * 4;
+    const size_t bytes = bytesPerLine * size_t(height);
+    if (bytes < 2 * kHugePage) return QImage(width, height, QImage::Format_RGBA8888_Premultiplied);
+    const size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+    void* memory = std::aligned_alloc(kHugePage, rounded);
+    if (!memory) return {};
+    madvise(memory, rounded, MADV_HUGEPAGE);  // advice only; failure is harmless
+    return QImage(
+        static_cast<uchar*>(memory), width, height, qsizetype(bytesPerLine),
+        QImage::Format_RGBA8888_Premultiplied, [](void* p) { std::free(p); }, memory);
+}
+
+}  // namespace
+
 QImage CIContext::createQImage(const CIImage& image, const QRectF& fromRect) {
     IRect px;
     if (!prepare(image, fromRect, px)) return {};
-    QImage out(px.w, px.h, QImage::Format_RGBA8888_Premultiplied);
+    QImage out = allocateOutput(px.w, px.h);
     if (out.isNull()) {
-        m_lastError = QCoreApplication::translate("CIContext", "Not enough memory to render %1 x %2 pixels.")
-                          .arg(px.w)
-                          .arg(px.h);
+        m_lastError =
+            QCoreApplication::translate("CIContext", "Not enough memory to render %1 x %2 pixels.")
+                .arg(px.w)
+                .arg(px.h);
         return {};
     }
     const RenderResult result =
@@ -85,8 +113,9 @@ bool CIContext::renderToFloat(const CIImage& image, const QRectF& fromRect, CIFl
     result.width = px.w;
     result.height = px.h;
     result.pixels.resize(size_t(px.area()) * 4);
-    if (renderFloat(*image.node(), px, result.pixels.data(), size_t(px.w) * 4, renderOptions()) ==
-        RenderResult::Cancelled) {
+    const RenderResult rendered =
+        renderFloat(*image.node(), px, result.pixels.data(), size_t(px.w) * 4, renderOptions());
+    if (rendered == RenderResult::Cancelled) {
         m_wasCancelled = true;
         m_lastError = QCoreApplication::translate("CIContext", "Rendering was cancelled.");
         return false;
@@ -95,8 +124,8 @@ bool CIContext::renderToFloat(const CIImage& image, const QRectF& fromRect, CIFl
     return true;
 }
 
-bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image, const QRectF& inRect,
-                                        const QRectF& fromRect) {
+bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image,
+                                        const QRectF& inRect, const QRectF& fromRect) {
     if (inRect.isEmpty()) return false;
     // Render at the target's device resolution so nothing is resampled twice
     // when the target is larger than the source rectangle.
@@ -105,9 +134,11 @@ bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image,
     const double sy = std::max(1.0, device.height()) / fromRect.height();
     CIImage scaled = image;
     QRectF from = fromRect;
-    if (std::isfinite(sx) && std::isfinite(sy) && (std::abs(sx - 1) > 1e-9 || std::abs(sy - 1) > 1e-9)) {
+    if (std::isfinite(sx) && std::isfinite(sy) &&
+        (std::abs(sx - 1) > 1e-9 || std::abs(sy - 1) > 1e-9)) {
         scaled = image.imageByApplyingTransform(QTransform::fromScale(sx, sy));
-        from = QRectF(fromRect.x() * sx, fromRect.y() * sy, fromRect.width() * sx, fromRect.height() * sy);
+        from = QRectF(fromRect.x() * sx, fromRect.y() * sy, fromRect.width() * sx,
+                      fromRect.height() * sy);
     }
     const QImage pixels = createQImage(scaled, from);
     if (pixels.isNull()) return false;

@@ -19,13 +19,16 @@ namespace cif {
 
 // Context option keys (the platform's names).
 inline const QString kCIContextWorkingColorSpace = QStringLiteral("kCIContextWorkingColorSpace");
-inline const QString kCIContextUseSoftwareRenderer = QStringLiteral("kCIContextUseSoftwareRenderer");
+inline const QString kCIContextUseSoftwareRenderer =
+    QStringLiteral("kCIContextUseSoftwareRenderer");
 
 // Premultiplied working-space RGBA floats; row 0 is the bottom row.
 struct CIFloatBitmap {
     int width = 0, height = 0;
     std::vector<float> pixels;  // width * height * 4
-    const float* at(int x, int y) const { return pixels.data() + (size_t(y) * size_t(width) + size_t(x)) * 4; }
+    const float* at(int x, int y) const {
+        return pixels.data() + (size_t(y) * size_t(width) + size_t(x)) * 4;
+    }
 };
 
 class CIContext {
@@ -64,11 +67,17 @@ public:
                                  const QRectF& fromRect);
 
     // Stops the render in progress, from any thread; it answers null/false.
+    // Each render starts uncancelled, so a late cancel never hits the next one.
     void cancel() { m_cancel.store(true); }
+    // A flag owned by the caller that cancels every render while it is set
+    // (for example one raised by a signal handler before a render starts).
+    void setCancellationFlag(const std::atomic<bool>* flag) { m_externalCancel = flag; }
     bool wasCancelled() const { return m_wasCancelled; }
     // Called with the finished fraction while a render runs (worker threads,
     // never concurrently).
-    void setProgressHandler(std::function<void(double)> handler) { m_progress = std::move(handler); }
+    void setProgressHandler(std::function<void(double)> handler) {
+        m_progress = std::move(handler);
+    }
     QString lastError() const { return m_lastError; }
 
 private:
@@ -77,6 +86,7 @@ private:
 
     Options m_options;
     std::atomic<bool> m_cancel{false};
+    const std::atomic<bool>* m_externalCancel = nullptr;
     bool m_wasCancelled = false;
     std::function<void(double)> m_progress;
     QString m_lastError;

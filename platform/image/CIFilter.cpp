@@ -6,6 +6,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <cmath>
+#include <limits>
 
 #include "platform/host/HostImage.h"
 
@@ -41,9 +42,11 @@ public:
         const QMutexLocker lock(&m_mutex);
         QStringList out;
         for (auto it = m_entries.constBegin(); it != m_entries.constEnd(); ++it) {
-            const QStringList cats = it->classAttributes.value(kCIAttributeFilterCategories).toStringList();
+            const QStringList cats =
+                it->classAttributes.value(kCIAttributeFilterCategories).toStringList();
             bool all = true;
-            for (const QString& c : categories) all = all && cats.contains(c);
+            for (const QString& c : categories)
+                all = all && cats.contains(c);
             if (all) out << it.key();
         }
         return out;  // QMap keeps them sorted
@@ -59,14 +62,16 @@ namespace {
 QStringList orderedInputKeys(const QVariantMap& classAttributes) {
     QStringList keys;
     for (auto it = classAttributes.constBegin(); it != classAttributes.constEnd(); ++it)
-        if (it.key().startsWith(QLatin1String("input")) && it->canConvert<QVariantMap>()) keys << it.key();
+        if (it.key().startsWith(QLatin1String("input")) && it->canConvert<QVariantMap>())
+            keys << it.key();
     if (keys.removeOne(kCIInputImageKey)) keys.prepend(kCIInputImageKey);
     return keys;
 }
 
 }  // namespace
 
-void CIFilter::registerFilterNameConstructorClassAttributes(const QString& name, Constructor constructor,
+void CIFilter::registerFilterNameConstructorClassAttributes(const QString& name,
+                                                            Constructor constructor,
                                                             const QVariantMap& classAttributes,
                                                             const QStringList& inputKeys) {
     FilterRegistry::Entry e{std::move(constructor), classAttributes,
@@ -85,7 +90,8 @@ std::unique_ptr<CIFilter> CIFilter::filterWithName(const QString& name) {
 }
 
 QStringList CIFilter::filterNamesInCategory(const QString& category) {
-    return FilterRegistry::shared().names(category.isEmpty() ? QStringList{} : QStringList{category});
+    return FilterRegistry::shared().names(category.isEmpty() ? QStringList{}
+                                                             : QStringList{category});
 }
 
 QStringList CIFilter::filterNamesInCategories(const QStringList& categories) {
@@ -188,8 +194,8 @@ bool convertToAttributeClass(const QString& cls, QVariant& value) {
             if (!convertToAttributeClass(kCIClassVector, v)) return false;
             const CIVector c = v.value<CIVector>();
             if (c.count() != 6) return false;
-            value = QTransform(c.valueAtIndex(0), c.valueAtIndex(1), c.valueAtIndex(2), c.valueAtIndex(3),
-                               c.valueAtIndex(4), c.valueAtIndex(5));
+            value = QTransform(c.valueAtIndex(0), c.valueAtIndex(1), c.valueAtIndex(2),
+                               c.valueAtIndex(3), c.valueAtIndex(4), c.valueAtIndex(5));
             return true;
         }
         return false;
@@ -206,7 +212,8 @@ QVariantMap CIFilter::attributes() const {
     QVariantMap a = classAttributesForName(m_name);
     a.insert(kCIAttributeFilterName, m_name);
     if (!a.contains(kCIAttributeFilterDisplayName)) a.insert(kCIAttributeFilterDisplayName, m_name);
-    if (!a.contains(kCIAttributeFilterCategories)) a.insert(kCIAttributeFilterCategories, QStringList{});
+    if (!a.contains(kCIAttributeFilterCategories))
+        a.insert(kCIAttributeFilterCategories, QStringList{});
     return a;
 }
 
@@ -215,7 +222,9 @@ QStringList CIFilter::inputKeys() const {
     return FilterRegistry::shared().find(m_name, e) ? e.inputKeys : QStringList{};
 }
 
-QStringList CIFilter::outputKeys() const { return {kCIOutputImageKey}; }
+QStringList CIFilter::outputKeys() const {
+    return {kCIOutputImageKey};
+}
 
 QVariantMap CIFilter::inputAttributes(const QString& key) const {
     return attributes().value(key).toMap();
@@ -248,14 +257,26 @@ bool CIFilter::conform(const QString& key, QVariant& value) const {
         if (hi.isValid() && c > hi.toDouble()) c = hi.toDouble();
         // Infinities with no bound become the largest finite value.
         if (std::isinf(c)) c = c > 0 ? 1e300 : -1e300;
-        if (c != v) value = c;
+        if (c != v) {
+            // A whole number keeps its kind (int and double are different
+            // things to the editor) unless the bound it was clamped to is not whole.
+            const int id = value.metaType().id();
+            const bool whole = c == std::trunc(c);
+            if (id == QMetaType::Int && whole && std::abs(c) <= std::numeric_limits<int>::max())
+                value = int(c);
+            else if (id == QMetaType::LongLong && whole && std::abs(c) < 9.2e18)
+                value = qlonglong(c);
+            else
+                value = c;
+        }
     }
     return true;
 }
 
 void CIFilter::setValueForKey(const QVariant& value, const QString& key) {
     if (!inputKeys().contains(key)) {
-        qWarning().noquote() << QStringLiteral("%1: unknown input key '%2' ignored").arg(m_name, key);
+        qWarning().noquote()
+            << QStringLiteral("%1: unknown input key '%2' ignored").arg(m_name, key);
         return;
     }
     if (!value.isValid()) {
@@ -264,7 +285,8 @@ void CIFilter::setValueForKey(const QVariant& value, const QString& key) {
     }
     QVariant v = value;
     if (!conform(key, v)) {
-        qWarning().noquote() << QStringLiteral("%1: value of type %2 is not valid for '%3'; ignored")
+        qWarning().noquote() << QStringLiteral(
+                                    "%1: value of type %2 is not valid for '%3'; ignored")
                                     .arg(m_name, QString::fromLatin1(value.typeName()), key);
         return;
     }
@@ -279,7 +301,9 @@ QVariant CIFilter::valueForKey(const QString& key) const {
     return m_values.value(key);
 }
 
-CIImage CIFilter::outputImage() const { return {}; }
+CIImage CIFilter::outputImage() const {
+    return {};
+}
 
 double CIFilter::numberForKey(const QString& key) const {
     QVariant v = m_values.value(key);
@@ -300,7 +324,9 @@ CIColor CIFilter::colorForKey(const QString& key) const {
     return v.canConvert<CIColor>() ? v.value<CIColor>() : CIColor(0, 0, 0, 0);
 }
 
-CIImage CIFilter::imageForKey(const QString& key) const { return m_values.value(key).value<CIImage>(); }
+CIImage CIFilter::imageForKey(const QString& key) const {
+    return m_values.value(key).value<CIImage>();
+}
 
 QTransform CIFilter::transformForKey(const QString& key) const {
     QVariant v = m_values.value(key);

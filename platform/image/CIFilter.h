@@ -39,7 +39,8 @@ public:
     // attribute dictionary per input key. inputKeys gives their order; when
     // empty, the input keys are the dictionary's keys that begin with
     // "input", with "inputImage" first.
-    static void registerFilterNameConstructorClassAttributes(const QString& name, Constructor constructor,
+    static void registerFilterNameConstructorClassAttributes(const QString& name,
+                                                             Constructor constructor,
                                                              const QVariantMap& classAttributes,
                                                              const QStringList& inputKeys = {});
     // A new instance with its defaults set, or nullptr for an unknown name.

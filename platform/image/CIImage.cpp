@@ -48,7 +48,8 @@ Affine CIImage::toAffine(const QTransform& t) {
 
 CIImage CIImage::imageWithQImage(const QImage& image) {
     if (image.isNull()) return {};
-    auto owned = std::make_shared<const QImage>(image.convertToFormat(QImage::Format_RGBA8888_Premultiplied));
+    auto owned = std::make_shared<const QImage>(
+        image.convertToFormat(QImage::Format_RGBA8888_Premultiplied));
     if (owned->isNull()) return {};
     const void* bits = owned->constBits();
     return CIImage(std::make_shared<SourceNode>(owned, bits, owned->width(), owned->height(),
@@ -67,11 +68,17 @@ CIImage CIImage::imageWithColor(const CIColor& color) {
     return CIImage(std::make_shared<ConstantNode>(c));
 }
 
-CIImage CIImage::emptyImage() { return CIImage(std::make_shared<EmptyNode>()); }
+CIImage CIImage::emptyImage() {
+    return CIImage(std::make_shared<EmptyNode>());
+}
 
-CIImage CIImage::imageWithNode(NodePtr node) { return CIImage(std::move(node)); }
+CIImage CIImage::imageWithNode(NodePtr node) {
+    return CIImage(std::move(node));
+}
 
-QRectF CIImage::extent() const { return m_node ? fromEngineRect(m_node->extent()) : QRectF(); }
+QRectF CIImage::extent() const {
+    return m_node ? fromEngineRect(m_node->extent()) : QRectF();
+}
 
 CIImage CIImage::imageByApplyingTransform(const QTransform& transform) const {
     if (!m_node) return {};

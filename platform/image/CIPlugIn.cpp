@@ -32,7 +32,8 @@ void CIPlugIn::registerFileLoader(const QString& suffix, FileLoader loader) {
 QStringList CIPlugIn::plugInDirectories() {
     QStringList dirs;
     const QString env = qEnvironmentVariable("CIF_FILTER_PLUGIN_PATH");
-    for (const QString& d : env.split(u':', Qt::SkipEmptyParts)) dirs << d;
+    for (const QString& d : env.split(u':', Qt::SkipEmptyParts))
+        dirs << d;
     for (const QString& d : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
         dirs << QDir(d).filePath(QStringLiteral("cif-effects/Filters"));
     return dirs;
@@ -55,22 +56,27 @@ int CIPlugIn::loadAllPlugIns() {
         int seen = 0;
         for (const QFileInfo& fi : files) {
             if (++seen > kMaxFilesPerFolder) {
-                qWarning().noquote() << QStringLiteral("filter plug-ins: more than %1 files in %2; the rest are skipped")
-                                            .arg(kMaxFilesPerFolder)
-                                            .arg(dirPath);
+                qWarning().noquote()
+                    << QStringLiteral(
+                           "filter plug-ins: more than %1 files in %2; the rest are skipped")
+                           .arg(kMaxFilesPerFolder)
+                           .arg(dirPath);
                 break;
             }
             const auto it = known.constFind(fi.suffix().toLower());
             if (it == known.constEnd()) continue;
             if (fi.size() > kMaxFileSize) {
-                qWarning().noquote() << QStringLiteral("filter plug-in %1 is larger than 1 MiB; skipped").arg(fi.filePath());
+                qWarning().noquote()
+                    << QStringLiteral("filter plug-in %1 is larger than 1 MiB; skipped")
+                           .arg(fi.filePath());
                 continue;
             }
             QString error;
             if ((*it)(fi.filePath(), &error))
                 ++loaded;
             else
-                qWarning().noquote() << QStringLiteral("filter plug-in %1: %2").arg(fi.filePath(), error);
+                qWarning().noquote()
+                    << QStringLiteral("filter plug-in %1: %2").arg(fi.filePath(), error);
         }
     }
     return loaded;

@@ -33,7 +33,8 @@ bool CIVector::vectorWithString(const QString& text, CIVector& out) {
 
 QString CIVector::stringRepresentation() const {
     QStringList parts;
-    for (double v : m_values) parts << QString::number(v, 'g', 17).replace(QLatin1String("e+"), QLatin1String("e"));
+    for (double v : m_values)
+        parts << QString::number(v, 'g', 17).replace(QLatin1String("e+"), QLatin1String("e"));
     return u'[' + parts.join(u' ') + u']';
 }
 

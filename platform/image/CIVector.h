@@ -24,7 +24,9 @@ public:
     static CIVector vectorWithXYZW(double x, double y, double z, double w) { return {x, y, z, w}; }
     // Point form (x, y) and rectangle form (x, y, width, height).
     static CIVector vectorWithCGPoint(const QPointF& p) { return {p.x(), p.y()}; }
-    static CIVector vectorWithCGRect(const QRectF& r) { return {r.x(), r.y(), r.width(), r.height()}; }
+    static CIVector vectorWithCGRect(const QRectF& r) {
+        return {r.x(), r.y(), r.width(), r.height()};
+    }
     // Parses the platform's string form "[x y z ...]" (brackets optional,
     // commas allowed). Answers false and leaves out untouched on bad text.
     static bool vectorWithString(const QString& text, CIVector& out);

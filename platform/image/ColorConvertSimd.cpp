@@ -1,7 +1,8 @@
-// Vectorised 8-bit <-> working-space conversion for runs of opaque pixels,
-// compiled for every instruction set Highway targets and picked at run time.
-// The scalar code in ColorSpace.cpp is the reference; these functions produce
-// the same values and hand back the pixels they do not handle.
+// Vectorised 8-bit <-> working-space conversion, compiled for every
+// instruction set Highway targets and picked at run time. Pixels are
+// de-interleaved into channel planes so every lane does useful work. The
+// scalar code in ColorSpace.cpp is the reference; these functions produce the
+// same bits and hand back the pixels they do not handle.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "platform/image/ColorConvertSimd.cpp"
@@ -14,73 +15,79 @@ HWY_BEFORE_NAMESPACE();
 namespace cif::engine::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET == HWY_SCALAR
-// One lane cannot hold a pixel: everything goes through the scalar code.
-int DecodeOpaque(const uint8_t*, float*, int, const float*) { return 0; }
-int EncodeOpaque(const float*, uint8_t*, int, const int32_t*, const float*, uint32_t, int) { return 0; }
-#else
-
-// Decodes whole vectors of pixels that are opaque or fully transparent with
-// one table gather per channel (alpha 255 decodes to 1.0 through the same
-// table; transparent pixels become zero whatever their colour bytes say).
-// Answers the number of pixels done; the caller converts the rest.
-int DecodeOpaque(const uint8_t* src, float* dst, int n, const float* linearTable) {
+// Decodes every whole vector of pixels: each colour byte indexes, together
+// with its alpha byte, a table of premultiplied linear values, so opaque,
+// transparent and partial pixels all take the same path. Answers the number
+// of pixels done.
+int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pairTable) {
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
     const int lanes = int(hn::Lanes(df));
-    const int pixelsPerVector = lanes / 4;
-    if (pixelsPerVector == 0) return 0;
-    const auto opaque = hn::Set(di, 255), clear = hn::Zero(di);
+    const auto inv255 = hn::Set(df, 255.0f);
     int done = 0;
-    for (; done + pixelsPerVector <= n; done += pixelsPerVector) {
-        const auto bytes = hn::PromoteTo(di, hn::LoadU(du8, src + size_t(done) * 4));
-        const auto alpha = hn::Broadcast<3>(bytes);
-        if (!hn::AllTrue(di, hn::Or(hn::Eq(alpha, opaque), hn::Eq(alpha, clear)))) break;
-        const auto values = hn::GatherIndex(df, linearTable, bytes);
-        hn::StoreU(hn::IfThenZeroElse(hn::RebindMask(df, hn::Eq(alpha, clear)), values), df,
-                   dst + size_t(done) * 4);
+    for (; done + lanes <= n; done += lanes) {
+        hn::Vec<decltype(du8)> r8, g8, b8, a8;
+        hn::LoadInterleaved4(du8, src + size_t(done) * 4, r8, g8, b8, a8);
+        const auto a = hn::PromoteTo(di, a8);
+        const auto row = hn::ShiftLeft<8>(a);
+        const auto r = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, r8)));
+        const auto g = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, g8)));
+        const auto b = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, b8)));
+        const auto af = hn::Div(hn::ConvertTo(df, a), inv255);
+        hn::StoreInterleaved4(r, g, b, af, df, dst + size_t(done) * 4);
     }
     return done;
 }
 
-// Encodes whole vectors of pixels that are opaque or fully transparent: the
-// exponent and top mantissa bits of each value index a table of starting
-// codes, and one threshold comparison finishes the rounding exactly as the
-// scalar encoder does. Transparent pixels encode to zero.
-int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* startTable, const float* thresholds,
-                 uint32_t lowBits, int shift) {
+// Encodes one channel plane of opaque values: the exponent and top mantissa
+// bits index a table of starting codes, and one threshold comparison
+// finishes the rounding exactly as the scalar encoder does.
+template <class DF, class DI, class V>
+HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw, const int32_t* startTable,
+                                     const float* thresholds, hn::Vec<DI> low, int shift) {
+    const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
+    const auto step = hn::Set(di, 1);
+    // NaN compares false everywhere, so it is sent to 0 first.
+    const auto v = hn::Min(hn::Max(hn::IfThenElseZero(hn::Eq(raw, raw), raw), zero), one);
+    const auto idx =
+        hn::Max(hn::ShiftRightSame(hn::Sub(hn::BitCast(di, v), low), shift), hn::Zero(di));
+    const auto code = hn::GatherIndex(di, startTable, idx);
+    const auto next = hn::GatherIndex(df, thresholds, hn::Add(code, step));
+    return hn::Add(code, hn::IfThenElseZero(hn::RebindMask(di, hn::Ge(v, next)), step));
+}
+
+// Encodes whole vectors of pixels that are each opaque or fully transparent
+// (transparent ones encode to zero); stops at the first vector holding a
+// partly transparent pixel and answers the number of pixels done.
+int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* startTable,
+                 const float* thresholds, uint32_t lowBits, int shift) {
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
     const int lanes = int(hn::Lanes(df));
-    const int pixelsPerVector = lanes / 4;
-    if (pixelsPerVector == 0) return 0;
-    const auto alphaLane = hn::Eq(hn::And(hn::Iota(di, 0), hn::Set(di, 3)), hn::Set(di, 3));
     const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
     const auto low = hn::Set(di, int32_t(lowBits));
-    const auto full = hn::Set(di, 255), step = hn::Set(di, 1);
     int done = 0;
-    for (; done + pixelsPerVector <= n; done += pixelsPerVector) {
-        const auto raw = hn::LoadU(df, src + size_t(done) * 4);
-        const auto alpha = hn::Broadcast<3>(raw);
-        const auto isOpaque = hn::Ge(alpha, one);
-        const auto isClear = hn::Not(hn::Gt(alpha, zero));  // also NaN alpha
+    for (; done + lanes <= n; done += lanes) {
+        hn::Vec<decltype(df)> r, g, b, a;
+        hn::LoadInterleaved4(df, src + size_t(done) * 4, r, g, b, a);
+        const auto isOpaque = hn::Ge(a, one);
+        const auto isClear = hn::Not(hn::Gt(a, zero));  // also NaN alpha
         if (!hn::AllTrue(df, hn::Or(isOpaque, isClear))) break;
-        // NaN compares false everywhere, so it is sent to 0 first.
-        const auto v = hn::Min(hn::Max(hn::IfThenElseZero(hn::Eq(raw, raw), raw), zero), one);
-        const auto idx = hn::Max(hn::ShiftRightSame(hn::Sub(hn::BitCast(di, v), low), shift), hn::Zero(di));
-        auto code = hn::GatherIndex(di, startTable, idx);
-        const auto next = hn::GatherIndex(df, thresholds, hn::Add(code, step));
-        code = hn::Add(code, hn::IfThenElseZero(hn::RebindMask(di, hn::Ge(v, next)), step));
-        code = hn::IfThenElse(alphaLane, full, code);
-        code = hn::IfThenZeroElse(hn::RebindMask(di, isClear), code);
-        hn::StoreU(hn::DemoteTo(du8, code), du8, dst + size_t(done) * 4);
+        const auto clear = hn::RebindMask(di, isClear);
+        const auto rc =
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, startTable, thresholds, low, shift));
+        const auto gc =
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, startTable, thresholds, low, shift));
+        const auto bc =
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, startTable, thresholds, low, shift));
+        const auto ac = hn::IfThenZeroElse(clear, hn::Set(di, 255));
+        hn::StoreInterleaved4(hn::DemoteTo(du8, rc), hn::DemoteTo(du8, gc), hn::DemoteTo(du8, bc),
+                              hn::DemoteTo(du8, ac), du8, dst + size_t(done) * 4);
     }
     return done;
 }
-
-#endif  // HWY_TARGET == HWY_SCALAR
 
 }  // namespace cif::engine::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -88,15 +95,15 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace cif::engine {
 
-HWY_EXPORT(DecodeOpaque);
+HWY_EXPORT(DecodePremultiplied);
 HWY_EXPORT(EncodeOpaque);
 
-int decodeOpaqueSimd(const uint8_t* src, float* dst, int n, const float* linearTable) {
-    return HWY_DYNAMIC_DISPATCH(DecodeOpaque)(src, dst, n, linearTable);
+int decodePremultipliedSimd(const uint8_t* src, float* dst, int n, const float* pairTable) {
+    return HWY_DYNAMIC_DISPATCH(DecodePremultiplied)(src, dst, n, pairTable);
 }
 
-int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* startTable, const float* thresholds,
-                     uint32_t lowBits, int shift) {
+int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* startTable,
+                     const float* thresholds, uint32_t lowBits, int shift) {
     return HWY_DYNAMIC_DISPATCH(EncodeOpaque)(src, dst, n, startTable, thresholds, lowBits, shift);
 }
 

@@ -1,14 +1,17 @@
 #pragma once
-// Vectorised conversions used by ColorSpace.cpp for runs of opaque pixels.
-// Each answers how many leading pixels it converted (a whole number of
-// vectors, stopping at the first vector holding a non-opaque pixel).
+// Vectorised conversions used by ColorSpace.cpp. Each answers how many
+// leading pixels it converted (a whole number of vectors); the caller
+// converts the rest with the scalar reference.
 
 #include <cstdint>
 
 namespace cif::engine {
 
-int decodeOpaqueSimd(const uint8_t* src, float* dst, int n, const float* linearTable);
-int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* startTable, const float* thresholds,
-                     uint32_t lowBits, int shift);
+// pairTable[alpha * 256 + code]: the premultiplied linear value of a colour
+// byte under an alpha byte.
+int decodePremultipliedSimd(const uint8_t* src, float* dst, int n, const float* pairTable);
+// Stops at the first vector holding a partly transparent pixel.
+int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* startTable,
+                     const float* thresholds, uint32_t lowBits, int shift);
 
 }  // namespace cif::engine

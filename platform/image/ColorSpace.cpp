@@ -6,6 +6,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <vector>
 
 namespace cif::engine {
 
@@ -21,15 +22,20 @@ float linearToSrgb(float v) {
 
 namespace {
 
-// Linear value of each 8-bit sRGB code, and each code divided by 255.
+// Decoding tables: each code divided by 255, and the premultiplied linear
+// value of every (alpha, colour code) pair of premultiplied sRGB bytes:
+// unpremultiply, linearise, premultiply again. Row 255 is the plain sRGB
+// curve; row 0 is all zero.
 struct DecodeTables {
-    std::array<float, 256> linear{};
     std::array<float, 256> plain{};
-    DecodeTables() {
-        for (int i = 0; i < 256; ++i) {
+    std::vector<float> pair;  // 256 x 256
+    DecodeTables() : pair(size_t(256) * 256, 0.0f) {
+        for (int i = 0; i < 256; ++i)
             plain[i] = float(i) / 255.0f;
-            linear[i] = srgbToLinear(plain[i]);
-        }
+        for (int a = 1; a < 256; ++a)
+            for (int c = 0; c < 256; ++c)
+                pair[size_t(a) * 256 + c] =
+                    srgbToLinear(std::min(float(c) / float(a), 1.0f)) * plain[a];
     }
 };
 
@@ -49,12 +55,14 @@ struct EncodeTables {
 
     EncodeTables() {
         threshold[0] = -1.0f;
-        for (int c = 1; c < 256; ++c) threshold[c] = srgbToLinear((float(c) - 0.5f) / 255.0f);
+        for (int c = 1; c < 256; ++c)
+            threshold[c] = srgbToLinear((float(c) - 0.5f) / 255.0f);
         threshold[256] = 2.0f;  // sentinel: never reached for clamped inputs
         for (size_t i = 0; i < start.size(); ++i) {
             const float lo = std::bit_cast<float>(kLowBits + (uint32_t(i) << (23 - kMantissaBits)));
             int c = 0;
-            while (c < 255 && lo >= threshold[c + 1]) ++c;
+            while (c < 255 && lo >= threshold[c + 1])
+                ++c;
             start[i] = c;
         }
         start.back() = 255;
@@ -89,27 +97,16 @@ inline uint8_t encodePlain(float v) {
 void decodeRGBA8Scalar(const uint8_t* src, float* dst, int n, WorkingSpace space) {
     const DecodeTables& t = decodeTables();
     if (space == WorkingSpace::None) {
-        for (int i = 0; i < 4 * n; ++i) dst[i] = t.plain[src[i]];
+        for (int i = 0; i < 4 * n; ++i)
+            dst[i] = t.plain[src[i]];
         return;
     }
     for (int i = 0; i < n; ++i, src += 4, dst += 4) {
-        const uint8_t a8 = src[3];
-        if (a8 == 255) {
-            dst[0] = t.linear[src[0]];
-            dst[1] = t.linear[src[1]];
-            dst[2] = t.linear[src[2]];
-            dst[3] = 1.0f;
-        } else if (a8 == 0) {
-            dst[0] = dst[1] = dst[2] = dst[3] = 0.0f;
-        } else {
-            // Premultiplied sRGB: unpremultiply, linearise, premultiply again.
-            const float a = t.plain[a8];
-            for (int k = 0; k < 3; ++k) {
-                const float s = std::min(float(src[k]) / float(a8), 1.0f);
-                dst[k] = srgbToLinear(s) * a;
-            }
-            dst[3] = a;
-        }
+        const float* row = t.pair.data() + size_t(src[3]) * 256;
+        dst[0] = row[src[0]];
+        dst[1] = row[src[1]];
+        dst[2] = row[src[2]];
+        dst[3] = t.plain[src[3]];
     }
 }
 
@@ -117,7 +114,8 @@ void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space
     if (space == WorkingSpace::None) {
         for (int i = 0; i < n; ++i, src += 4, dst += 4) {
             const uint8_t a = encodePlain(src[3]);
-            for (int k = 0; k < 3; ++k) dst[k] = std::min(encodePlain(src[k]), a);
+            for (int k = 0; k < 3; ++k)
+                dst[k] = std::min(encodePlain(src[k]), a);
             dst[3] = a;
         }
         return;
@@ -145,22 +143,16 @@ void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space
     }
 }
 
-// The vectorised converters handle runs of opaque pixels; anything else
-// (transparency, no colour management, short tails) goes through the scalar
-// reference a few pixels at a time.
+// The vectorised converters handle whole vectors (and, when encoding, pixels
+// that are opaque or fully transparent); tails and partly transparent pixels
+// go through the scalar reference a few pixels at a time.
 void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space) {
     if (space == WorkingSpace::None) {
         decodeRGBA8Scalar(src, dst, n, space);
         return;
     }
-    const float* table = decodeTables().linear.data();
-    int i = 0;
-    while (i < n) {
-        i += decodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, table);
-        const int step = std::min(4, n - i);
-        decodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
-        i += step;
-    }
+    const int done = decodePremultipliedSimd(src, dst, n, decodeTables().pair.data());
+    decodeRGBA8Scalar(src + size_t(done) * 4, dst + size_t(done) * 4, n - done, space);
 }
 
 void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
@@ -171,9 +163,9 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
     const EncodeTables& t = encodeTables();
     int i = 0;
     while (i < n) {
-        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.start.data(), t.threshold.data(),
-                              EncodeTables::kLowBits, EncodeTables::kShift);
-        const int step = std::min(4, n - i);
+        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.start.data(),
+                              t.threshold.data(), EncodeTables::kLowBits, EncodeTables::kShift);
+        const int step = std::min(16, n - i);
         encodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
         i += step;
     }

@@ -88,8 +88,8 @@ Affine Affine::inverted() const {
 }
 
 Affine Affine::then(const Affine& n) const {
-    return {n.a * a + n.c * b,           n.b * a + n.d * b,           n.a * c + n.c * d,
-            n.b * c + n.d * d,           n.a * tx + n.c * ty + n.tx,  n.b * tx + n.d * ty + n.ty};
+    return {n.a * a + n.c * b, n.b * a + n.d * b,          n.a * c + n.c * d,
+            n.b * c + n.d * d, n.a * tx + n.c * ty + n.tx, n.b * tx + n.d * ty + n.ty};
 }
 
 Rect Affine::mapRect(const Rect& r) const {

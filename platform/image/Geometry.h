@@ -23,7 +23,10 @@ struct Rect {
     static constexpr Rect empty() { return {}; }
 
     bool isEmpty() const { return !(w > 0) || !(h > 0); }
-    bool isInfinite() const { return x <= kInfOrigin * 0.5 && y <= kInfOrigin * 0.5 && w >= kInfSize * 0.5 && h >= kInfSize * 0.5; }
+    bool isInfinite() const {
+        return x <= kInfOrigin * 0.5 && y <= kInfOrigin * 0.5 && w >= kInfSize * 0.5 &&
+               h >= kInfSize * 0.5;
+    }
     // True when any edge reaches beyond what a picture can address.
     bool isUnbounded() const { return x < -1e15 || y < -1e15 || right() > 1e15 || top() > 1e15; }
     double right() const { return x + w; }
@@ -34,7 +37,8 @@ struct Rect {
     Rect united(const Rect& o) const;
     Rect inset(double dx, double dy) const;  // negative values grow the rectangle
     bool contains(const Rect& o) const {
-        return o.isEmpty() || (!isEmpty() && o.x >= x && o.y >= y && o.right() <= right() && o.top() <= top());
+        return o.isEmpty() ||
+               (!isEmpty() && o.x >= x && o.y >= y && o.right() <= right() && o.top() <= top());
     }
 };
 

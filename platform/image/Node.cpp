@@ -5,7 +5,9 @@
 
 namespace cif::engine {
 
-Rect Node::regionOfInterest(size_t, const Rect& output) const { return output; }
+Rect Node::regionOfInterest(size_t, const Rect& output) const {
+    return output;
+}
 
 IRect Node::inputRegion(size_t index, const IRect& output) const {
     assert(index < m_inputs.size());
@@ -48,7 +50,8 @@ void applyChain(const std::vector<const PointNode*>& chain, PixelBuffer& dst, co
                 const RenderState& state) {
     for (int y = area.y; y < area.top(); ++y) {
         float* px = dst.at(area.x, y);
-        for (const PointNode* p : chain) p->applySpan(px, area.w, area.x, y, state);
+        for (const PointNode* p : chain)
+            p->applySpan(px, area.w, area.x, y, state);
     }
 }
 
@@ -63,7 +66,8 @@ bool graphReadsSinglePixels(const Node& node) {
         if (std::find(seen.begin(), seen.end(), n) != seen.end()) continue;
         seen.push_back(n);
         if (!n->readsSinglePixels()) return false;
-        for (const NodePtr& in : n->inputs()) stack.push_back(in.get());
+        for (const NodePtr& in : n->inputs())
+            stack.push_back(in.get());
     }
     return true;
 }

@@ -27,7 +27,11 @@ using NodePtr = std::shared_ptr<const Node>;
 struct RenderState {
     WorkingSpace space = WorkingSpace::LinearSRGB;
     const std::atomic<bool>* cancel = nullptr;
-    bool cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
+    const std::atomic<bool>* externalCancel = nullptr;
+    bool cancelled() const {
+        return (cancel && cancel->load(std::memory_order_relaxed)) ||
+               (externalCancel && externalCancel->load(std::memory_order_relaxed));
+    }
 };
 
 class PointNode;

@@ -5,13 +5,14 @@
 #include <cstring>
 
 #include "platform/image/Pixel4.h"
+#include "platform/image/SpanOps.h"
 
 namespace cif::engine {
 
 // ---------------------------------------------------------------- source
 
-SourceNode::SourceNode(std::shared_ptr<const void> owner, const void* pixels, int width,
-                       int height, size_t bytesPerRow, Format format, int originX, int originY)
+SourceNode::SourceNode(std::shared_ptr<const void> owner, const void* pixels, int width, int height,
+                       size_t bytesPerRow, Format format, int originX, int originY)
     : Node({}, Rect{double(originX), double(originY), double(width), double(height)}),
       m_owner(std::move(owner)),
       m_pixels(static_cast<const uint8_t*>(pixels)),
@@ -55,7 +56,8 @@ void ConstantNode::render(PixelBuffer& dst, const RenderState& state) const {
     colorToWorking(m_rgba, c, state.space);
     float* p = dst.data();
     const size_t n = size_t(dst.rect().area());
-    for (size_t i = 0; i < n; ++i, p += 4) std::copy(c, c + 4, p);
+    for (size_t i = 0; i < n; ++i, p += 4)
+        std::copy(c, c + 4, p);
 }
 
 // ---------------------------------------------------------------- transform
@@ -83,13 +85,26 @@ void TransformNode::render(PixelBuffer& dst, const RenderState& state) const {
         dst.relabel(out);
         return;
     }
+    // Resample in blocks small enough that a block's source region stays in
+    // the core's cache while the block walks diagonally across it.
+    constexpr int kBlock = 128;
+    for (int by = out.y; by < out.top(); by += kBlock)
+        for (int bx = out.x; bx < out.right(); bx += kBlock)
+            resampleBlock(
+                IRect{bx, by, std::min(kBlock, out.right() - bx), std::min(kBlock, out.top() - by)},
+                dst, state);
+}
+
+void TransformNode::resampleBlock(const IRect& out, PixelBuffer& dst,
+                                  const RenderState& state) const {
     const IRect roi = inputRegion(0, out);
     if (roi.isEmpty()) {
-        dst.fillTransparent();
+        for (int y = out.y; y < out.top(); ++y)
+            std::memset(dst.at(out.x, y), 0, size_t(out.w) * 4 * sizeof(float));
         return;
     }
     PooledBuffer srcBuf(roi);
-    renderNode(in, *srcBuf, state);
+    renderNode(*inputs().front(), *srcBuf, state);
     const float* src = srcBuf->data();
     const int sw = roi.w, sh = roi.h;
     const size_t stride = size_t(sw) * 4;
@@ -101,7 +116,7 @@ void TransformNode::render(PixelBuffer& dst, const RenderState& state) const {
         const double py = y + 0.5;
         // Source positions relative to pixel centres (hence the -0.5).
         const double rowU = m.c * py + m.tx - 0.5, rowV = m.d * py + m.ty - 0.5;
-        float* o = dst.row(y);
+        float* o = dst.at(out.x, y);
         for (int x = out.x; x < out.right(); ++x, o += 4) {
             const double px = x + 0.5;
             const double u = m.a * px + rowU, v = m.b * px + rowV;
@@ -160,8 +175,12 @@ namespace {
 IRect repeatedPixels(const Rect& extent) {
     return extent.isInfinite() ? IRect{} : pixelsCentredIn(extent);
 }
-int clampInt(int v, int lo, int hi) { return v < lo ? lo : (v > hi ? hi : v); }
-int64_t positiveMod(int64_t v, int64_t m) { return ((v % m) + m) % m; }
+int clampInt(int v, int lo, int hi) {
+    return v < lo ? lo : (v > hi ? hi : v);
+}
+int64_t positiveMod(int64_t v, int64_t m) {
+    return ((v % m) + m) % m;
+}
 }  // namespace
 
 ClampNode::ClampNode(NodePtr input)
@@ -197,13 +216,15 @@ void ClampNode::render(PixelBuffer& dst, const RenderState& state) const {
         // Left of the input's pixels, but never past the row when the whole
         // row lies to their left.
         const int leftEnd = std::min(midX0, out.right());
-        for (; x < leftEnd; ++x, o += 4) std::memcpy(o, first, 4 * sizeof(float));
+        for (; x < leftEnd; ++x, o += 4)
+            std::memcpy(o, first, 4 * sizeof(float));
         if (midX1 > midX0) {
             std::memcpy(o, src->at(midX0, sy), size_t(midX1 - midX0) * 4 * sizeof(float));
             o += size_t(midX1 - midX0) * 4;
             x = midX1;
         }
-        for (; x < out.right(); ++x, o += 4) std::memcpy(o, last, 4 * sizeof(float));
+        for (; x < out.right(); ++x, o += 4)
+            std::memcpy(o, last, 4 * sizeof(float));
     }
 }
 
@@ -270,14 +291,12 @@ void WrapNode::render(PixelBuffer& dst, const RenderState& state) const {
 // ---------------------------------------------------------------- compositing
 
 void SourceOverNode::combineSpan(const float* fg, float* bg, int n) const {
-    for (int i = 0; i < n; ++i, fg += 4, bg += 4) {
-        const Pixel4 f = loadPixel(fg);
-        storePixel(bg, f + loadPixel(bg) * (1.0f - f[3]));
-    }
+    sourceOverSpan(fg, bg, n);
 }
 
 void AdditionNode::combineSpan(const float* fg, float* bg, int n) const {
-    for (int i = 0; i < 4 * n; ++i) bg[i] += fg[i];
+    for (int i = 0; i < 4 * n; ++i)
+        bg[i] += fg[i];
 }
 
 }  // namespace cif::engine

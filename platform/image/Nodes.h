@@ -14,7 +14,7 @@ namespace cif::engine {
 class SourceNode final : public Node {
 public:
     enum class Format : uint8_t {
-        RGBA8PremulTopDown,  // 8-bit sRGB-encoded premultiplied RGBA, first row at the top
+        RGBA8PremulTopDown,   // 8-bit sRGB-encoded premultiplied RGBA, first row at the top
         FloatPremulBottomUp,  // working-space premultiplied floats, first row at the bottom
     };
     // `owner` keeps the pixel memory alive for as long as the node exists.
@@ -63,6 +63,7 @@ public:
     const Affine& transform() const { return m_transform; }
 
 private:
+    void resampleBlock(const IRect& block, PixelBuffer& dst, const RenderState& state) const;
     Affine m_transform, m_inverse;
 };
 

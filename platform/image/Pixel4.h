@@ -14,7 +14,11 @@ inline Pixel4 loadPixel(const float* p) {
     std::memcpy(&v, p, sizeof v);
     return v;
 }
-inline void storePixel(float* p, Pixel4 v) { std::memcpy(p, &v, sizeof v); }
-inline Pixel4 splat(float s) { return Pixel4{s, s, s, s}; }
+inline void storePixel(float* p, Pixel4 v) {
+    std::memcpy(p, &v, sizeof v);
+}
+inline Pixel4 splat(float s) {
+    return Pixel4{s, s, s, s};
+}
 
 }  // namespace cif::engine

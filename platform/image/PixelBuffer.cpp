@@ -63,13 +63,15 @@ void BufferPool::release(PixelBuffer&& buffer) {
     if (buffer.m_capacity > kMaxKeptFloats) return;
     m_free.push_back(std::move(buffer));
     if (m_free.size() > kKeep) {
-        auto smallest = std::min_element(m_free.begin(), m_free.end(), [](const auto& l, const auto& r) {
-            return l.m_capacity < r.m_capacity;
-        });
+        auto smallest = std::min_element(
+            m_free.begin(), m_free.end(),
+            [](const auto& l, const auto& r) { return l.m_capacity < r.m_capacity; });
         m_free.erase(smallest);
     }
 }
 
-void BufferPool::trim() { m_free.clear(); }
+void BufferPool::trim() {
+    m_free.clear();
+}
 
 }  // namespace cif::engine

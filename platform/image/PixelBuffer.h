@@ -69,7 +69,8 @@ private:
 // Returns its buffer to the pool when it goes out of scope.
 class PooledBuffer {
 public:
-    explicit PooledBuffer(const IRect& rect) : m_buffer(BufferPool::forThisThread().acquire(rect)) {}
+    explicit PooledBuffer(const IRect& rect)
+        : m_buffer(BufferPool::forThisThread().acquire(rect)) {}
     ~PooledBuffer() { BufferPool::forThisThread().release(std::move(m_buffer)); }
     PooledBuffer(const PooledBuffer&) = delete;
     PooledBuffer& operator=(const PooledBuffer&) = delete;

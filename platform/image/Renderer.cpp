@@ -20,7 +20,7 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
     const int ts = std::max(1, options.tileSize);
     const int cols = (rect.w + ts - 1) / ts, rows = (rect.h + ts - 1) / ts;
     const int64_t count = int64_t(cols) * rows;
-    const RenderState state{options.space, options.cancel};
+    const RenderState state{options.space, options.cancel, options.externalCancel};
 
     // Graphs that read single pixels render each tile in strips of a few
     // rows, so a strip stays in cache from decoding to encoding. Others
@@ -48,17 +48,21 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
         }
     };
 
-    const int threads = options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
+    const int threads =
+        options.threads > 0 ? options.threads : tbb::this_task_arena::max_concurrency();
     if (threads == 1 || count == 1) {
-        for (int64_t i = 0; i < count && !state.cancelled(); ++i) renderOne(i);
+        for (int64_t i = 0; i < count && !state.cancelled(); ++i)
+            renderOne(i);
     } else {
         tbb::task_arena arena(threads);
         arena.execute([&] {
-            tbb::parallel_for(tbb::blocked_range<int64_t>(0, count, 1),
-                              [&](const tbb::blocked_range<int64_t>& r) {
-                                  for (int64_t i = r.begin(); i != r.end(); ++i) renderOne(i);
-                              },
-                              tbb::simple_partitioner());
+            tbb::parallel_for(
+                tbb::blocked_range<int64_t>(0, count, 1),
+                [&](const tbb::blocked_range<int64_t>& r) {
+                    for (int64_t i = r.begin(); i != r.end(); ++i)
+                        renderOne(i);
+                },
+                tbb::simple_partitioner());
         });
     }
     return state.cancelled() ? RenderResult::Cancelled : RenderResult::Done;

@@ -14,10 +14,11 @@ namespace cif::engine {
 
 struct RenderOptions {
     WorkingSpace space = WorkingSpace::LinearSRGB;
-    int tileSize = 256;   // tiles are tileSize x tileSize pixels (at least 1)
-    int threads = 0;      // 0: all cores
+    int tileSize = 256;  // tiles are tileSize x tileSize pixels (at least 1)
+    int threads = 0;     // 0: all cores
     // Set from any thread to stop the render; tiles not yet started are skipped.
     const std::atomic<bool>* cancel = nullptr;
+    const std::atomic<bool>* externalCancel = nullptr;  // a second flag, owned by the caller
     // Called with the finished fraction (0..1] after each tile, from the
     // worker that finished it, never concurrently.
     std::function<void(double)> progress;

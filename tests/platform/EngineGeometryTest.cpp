@@ -123,8 +123,8 @@ TEST(EngineGeometry, CoveringPixelsAndPixelsCentredIn) {
     // Half-open on the far edge: [0.5, 1.5) holds centre 0.5, not 1.5.
     EXPECT_EQ(pixelsCentredIn(Rect{0.5, -0.5, 1, 1}), (IRect{0, -1, 1, 1}));
     // Negative coordinates round the same way as positive ones.
-    EXPECT_EQ(coveringPixels(Rect{-1.5, -0.25, 1, 0.5}), (IRect{-2, -1, 2, 1}));
-    EXPECT_EQ(pixelsCentredIn(Rect{-2.6, -0.9, 2, 1}), (IRect{-2, -1, 2, 1}));
+    EXPECT_EQ(coveringPixels(Rect{-1.5, -0.25, 1, 0.5}), (IRect{-2, -1, 2, 2}));
+    EXPECT_EQ(pixelsCentredIn(Rect{-2.6, -0.9, 2, 1}), (IRect{-3, -1, 2, 1}));
 
     // Rounding noise from transforms of integral rectangles adds no pixel.
     EXPECT_EQ(coveringPixels(Rect{1e-12, -1e-12, 3 - 1e-12, 2 + 2e-12}), (IRect{0, 0, 3, 2}));

@@ -22,7 +22,8 @@ std::vector<uint8_t> randomPremultipliedBytes(std::mt19937& rng, int n) {
     for (int i = 0; i < n; ++i) {
         const int k = kind(rng);
         const int a = k < 7 ? 255 : (k == 7 ? 0 : byte(rng));
-        for (int c = 0; c < 3; ++c) px[size_t(i) * 4 + c] = uint8_t(a == 0 ? 0 : byte(rng) * a / 255);
+        for (int c = 0; c < 3; ++c)
+            px[size_t(i) * 4 + c] = uint8_t(a == 0 ? 0 : byte(rng) * a / 255);
         px[size_t(i) * 4 + 3] = uint8_t(a);
     }
     return px;
@@ -34,8 +35,10 @@ std::vector<float> randomWorkingPixels(std::mt19937& rng, int n) {
     std::uniform_int_distribution<int> kind(0, 9);
     for (int i = 0; i < n; ++i) {
         const int k = kind(rng);
-        const float a = k < 6 ? 1.0f : (k == 6 ? 0.0f : (k == 7 ? 1.5f : std::clamp(v(rng), 0.0f, 1.0f)));
-        for (int c = 0; c < 3; ++c) px[size_t(i) * 4 + c] = (k == 8 ? tiny(rng) : v(rng)) * (a > 1 ? 1 : a);
+        const float a =
+            k < 6 ? 1.0f : (k == 6 ? 0.0f : (k == 7 ? 1.5f : std::clamp(v(rng), 0.0f, 1.0f)));
+        for (int c = 0; c < 3; ++c)
+            px[size_t(i) * 4 + c] = (k == 8 ? tiny(rng) : v(rng)) * (a > 1 ? 1 : a);
         px[size_t(i) * 4 + 3] = a;
     }
     return px;
@@ -51,7 +54,8 @@ TEST(SimdDifferential, DecodeMatchesScalarForEveryTailLength) {
             std::vector<float> fast(size_t(n) * 4, -1.0f), ref(size_t(n) * 4, -2.0f);
             decodeRGBA8(in.data(), fast.data(), n, WorkingSpace::LinearSRGB);
             decodeRGBA8Scalar(in.data(), ref.data(), n, WorkingSpace::LinearSRGB);
-            ASSERT_EQ(0, std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float))) << "n=" << n;
+            ASSERT_EQ(0, std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float)))
+                << "n=" << n;
         }
     }
 }
@@ -74,7 +78,8 @@ TEST(SimdDifferential, EncodeAgreesOnEveryFloatNearCodeBoundaries) {
     std::vector<float> in;
     for (int c = 0; c < 256; ++c) {
         const float t = srgbToLinear((float(c) - 0.5f) / 255.0f);
-        for (float d : {-1e-6f, -1e-7f, 0.0f, 1e-7f, 1e-6f}) in.insert(in.end(), {t + d, t, std::max(0.0f, t - d), 1.0f});
+        for (float d : {-1e-6f, -1e-7f, 0.0f, 1e-7f, 1e-6f})
+            in.insert(in.end(), {t + d, t, std::max(0.0f, t - d), 1.0f});
     }
     const int n = int(in.size() / 4);
     std::vector<uint8_t> fast(in.size()), ref(in.size());

@@ -1,7 +1,7 @@
 // Shared test main: Qt's GUI types (QImage, QPainter, fonts) need a
 // QGuiApplication; the offscreen platform needs no display.
-#include <QGuiApplication>
 #include <gtest/gtest.h>
+#include <QGuiApplication>
 
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");

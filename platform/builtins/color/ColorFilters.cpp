@@ -5,6 +5,7 @@
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/image/Node.h"
 #include "platform/image/Pixel4.h"
+#include "platform/image/SpanOps.h"
 
 namespace cif::builtins {
 
@@ -13,8 +14,8 @@ namespace {
 using engine::loadPixel;
 using engine::Pixel4;
 using engine::PointNode;
-using engine::storePixel;
 using engine::RenderState;
+using engine::storePixel;
 
 // Each output channel is the dot product of its row with the straight
 // (unpremultiplied) input colour, plus the bias; the result is premultiplied
@@ -23,29 +24,20 @@ class ColorMatrixNode final : public PointNode {
 public:
     ColorMatrixNode(engine::NodePtr input, const CIVector rows[4], const CIVector& bias)
         : PointNode(std::move(input)) {
-        // Columns: m_col[c][r] is row r's weight for input channel c.
         for (int r = 0; r < 4; ++r)
-            for (int c = 0; c < 4; ++c) m_col[c][r] = float(rows[r].valueAtIndex(size_t(c)));
-        for (int r = 0; r < 4; ++r) m_bias[r] = float(bias.valueAtIndex(size_t(r)));
+            for (int c = 0; c < 4; ++c)
+                m_matrix[4 * r + c] = float(rows[r].valueAtIndex(size_t(c)));
+        for (int r = 0; r < 4; ++r)
+            m_bias[r] = float(bias.valueAtIndex(size_t(r)));
     }
     void applySpan(float* px, int n, int, int, const RenderState&) const override {
-        for (int i = 0; i < n; ++i, px += 4) {
-            const Pixel4 p = loadPixel(px);
-            const float a = p[3];
-            const float inv = a > 0.0f ? 1.0f / a : 0.0f;
-            Pixel4 o = m_bias + m_col[0] * (p[0] * inv) + m_col[1] * (p[1] * inv) + m_col[2] * (p[2] * inv) +
-                       m_col[3] * a;
-            const float oa = std::clamp(o[3], 0.0f, 1.0f);
-            o *= oa;
-            o[3] = oa;
-            storePixel(px, o);
-        }
+        engine::colorMatrixSpan(px, n, m_matrix, m_bias);
     }
     const char* kind() const override { return "color-matrix"; }
 
 private:
-    engine::Pixel4 m_col[4];
-    engine::Pixel4 m_bias;
+    float m_matrix[16];
+    float m_bias[4];
 };
 
 // 1 - colour on straight values, which is alpha - colour on premultiplied ones.
@@ -68,7 +60,8 @@ CIImage colorMatrix(const CIFilter& f) {
     if (in.isNull()) return {};
     const CIVector rows[4] = {f.vectorForKey("inputRVector"), f.vectorForKey("inputGVector"),
                               f.vectorForKey("inputBVector"), f.vectorForKey("inputAVector")};
-    return CIImage::imageWithNode(std::make_shared<ColorMatrixNode>(in.node(), rows, f.vectorForKey("inputBiasVector")));
+    return CIImage::imageWithNode(
+        std::make_shared<ColorMatrixNode>(in.node(), rows, f.vectorForKey("inputBiasVector")));
 }
 
 CIImage colorInvert(const CIFilter& f) {

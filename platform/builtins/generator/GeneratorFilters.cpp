@@ -6,7 +6,9 @@ namespace cif::builtins {
 
 namespace {
 
-CIImage constantColor(const CIFilter& f) { return CIImage::imageWithColor(f.colorForKey("inputColor")); }
+CIImage constantColor(const CIFilter& f) {
+    return CIImage::imageWithColor(f.colorForKey("inputColor"));
+}
 
 }  // namespace
 

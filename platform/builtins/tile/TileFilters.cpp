@@ -11,7 +11,8 @@ namespace {
 CIImage affineClamp(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
     if (in.isNull()) return {};
-    return in.imageByClampingToExtent().imageByApplyingTransform(f.transformForKey("inputTransform"));
+    return in.imageByClampingToExtent().imageByApplyingTransform(
+        f.transformForKey("inputTransform"));
 }
 
 CIImage affineTile(const CIFilter& f) {
