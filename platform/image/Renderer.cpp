@@ -41,9 +41,11 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
             if (state.cancelled()) return;
             write(*buffer);
         }
-        const int64_t finished = done.fetch_add(1) + 1;
         if (options.progress) {
+            // Counted under the lock, so the fractions arrive in increasing
+            // order and the last one is exactly 1.
             const std::lock_guard lock(progressMutex);
+            const int64_t finished = ++done;
             options.progress(double(finished) / double(count));
         }
     };

@@ -47,7 +47,10 @@ void ColorMatrix(float* px, int n, const float* m, const float* bias) {
             o = hn::Add(o, hn::Mul(hn::Set(d, m[4 * k + 3]), a));
             return hn::Add(o, hn::Set(d, bias[k]));
         };
-        const auto oa = hn::Min(hn::Max(row(3), zero), one);
+        // Alpha clamped to [0, 1] with NaN sent to 0: Max and Min leave NaN
+        // to the target, so the comparison decides.
+        const auto ra = row(3);
+        const auto oa = hn::IfThenElseZero(hn::Gt(ra, zero), hn::Min(ra, one));
         hn::StoreInterleaved4(hn::Mul(row(0), oa), hn::Mul(row(1), oa), hn::Mul(row(2), oa), oa, d,
                               p);
     });
@@ -108,7 +111,7 @@ void colorMatrixSpanScalar(float* px, int n, const float m[16], const float bias
             v = v + m[4 * k + 3] * s[3];
             o[k] = v + bias[k];
         }
-        const float oa = std::min(std::max(o[3], 0.0f), 1.0f);
+        const float oa = o[3] > 0.0f ? std::min(o[3], 1.0f) : 0.0f;  // NaN becomes 0
         px[0] = o[0] * oa;
         px[1] = o[1] * oa;
         px[2] = o[2] * oa;

@@ -134,13 +134,6 @@ TEST(EngineGeometry, CoveringPixelsAndPixelsCentredIn) {
               (IRect{-kPixelLimit, -kPixelLimit, 2 * kPixelLimit, 2 * kPixelLimit}));
     EXPECT_TRUE(coveringPixels(Rect{}).isEmpty());
     EXPECT_TRUE(coveringPixels(Rect{NAN, 0, 1, 1}).isEmpty());
-
-    int v = 0;
-    EXPECT_TRUE(floorToInt(-0.5, v));
-    EXPECT_EQ(v, -1);
-    EXPECT_FALSE(floorToInt(NAN, v));
-    EXPECT_FALSE(floorToInt(1e10, v));
-    EXPECT_FALSE(floorToInt(-INFINITY, v));
 }
 
 // ---------------------------------------------------------------- extents

@@ -7,6 +7,7 @@
 
 #include <QImage>
 #include <QTransform>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cmath>
@@ -160,11 +161,32 @@ TEST(EngineRender, CancelledRenderReturnsPromptlyWithNothing) {
             std::chrono::duration_cast<std::chrono::milliseconds>(returnedAt - cancelledAt);
         EXPECT_LT(latency, 100ms) << "round " << round;
     }
-    // The next render on the same context is not affected by the last cancel.
+    // A cancel between renders does not reach the next one; a flag owned by
+    // the caller cancels every render while it is raised.
     CIContext context;
     context.cancel();
     EXPECT_FALSE(context.createQImage(recipe, QRectF(0, 0, 8, 8)).isNull());
     EXPECT_FALSE(context.wasCancelled());
+    std::atomic<bool> stop{true};
+    context.setCancellationFlag(&stop);
+    EXPECT_TRUE(context.createQImage(recipe, QRectF(0, 0, 8, 8)).isNull());
+    EXPECT_TRUE(context.wasCancelled());
+    stop.store(false);
+    EXPECT_FALSE(context.createQImage(recipe, QRectF(0, 0, 8, 8)).isNull());
+}
+
+TEST(EngineRender, ProgressRisesToOneOncePerTile) {
+    const CIImage image = CIImage::imageWithQImage(gradientPicture(64, 48))
+                              .imageByApplyingTransform(QTransform().rotate(10));
+    CIContext context;
+    context.setTileSize(8);
+    context.setThreads(2);
+    std::vector<double> reports;  // the handler is never called concurrently
+    context.setProgressHandler([&](double f) { reports.push_back(f); });
+    ASSERT_FALSE(context.createQImage(image, QRectF(0, 0, 80, 40)).isNull());
+    ASSERT_EQ(reports.size(), 50u);  // 10 x 5 tiles
+    EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
+    EXPECT_EQ(reports.back(), 1.0);
 }
 
 // ---------------------------------------------------------------- limits
