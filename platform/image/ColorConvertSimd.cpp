@@ -40,28 +40,32 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
     return done;
 }
 
-// Encodes one channel plane of opaque values: the exponent and top mantissa
-// bits index a table of starting codes, and one threshold comparison
-// finishes the rounding exactly as the scalar encoder does.
+// Encodes one channel plane of opaque values with one table gather: the
+// entry gives the code at the start of the value's bucket and where in the
+// bucket the next code begins; an integer comparison of the value's bits
+// picks between the two, exactly as the scalar encoder does.
 template <class DF, class DI, class V>
-HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw, const int32_t* startTable,
-                                     const float* thresholds, hn::Vec<DI> low, int shift) {
+HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw, const int32_t* packedTable,
+                                     hn::Vec<DI> low, int shift) {
     const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
-    const auto step = hn::Set(di, 1);
     // NaN compares false everywhere, so it is sent to 0 first.
     const auto v = hn::Min(hn::Max(hn::IfThenElseZero(hn::Eq(raw, raw), raw), zero), one);
-    const auto idx =
-        hn::Max(hn::ShiftRightSame(hn::Sub(hn::BitCast(di, v), low), shift), hn::Zero(di));
-    const auto code = hn::GatherIndex(di, startTable, idx);
-    const auto next = hn::GatherIndex(df, thresholds, hn::Add(code, step));
-    return hn::Add(code, hn::IfThenElseZero(hn::RebindMask(di, hn::Ge(v, next)), step));
+    const auto rel = hn::Sub(hn::BitCast(di, v), low);
+    const auto below = hn::Lt(rel, hn::Zero(di));  // under 2^-16 (or zero): code 0
+    const auto entry =
+        hn::GatherIndex(di, packedTable, hn::Max(hn::ShiftRightSame(rel, shift), hn::Zero(di)));
+    const auto mask = hn::Set(di, (1 << shift) - 1);
+    const auto stepUp = hn::Not(hn::Lt(hn::And(rel, mask), hn::ShiftRight<8>(entry)));
+    const auto code =
+        hn::Add(hn::And(entry, hn::Set(di, 255)), hn::IfThenElseZero(stepUp, hn::Set(di, 1)));
+    return hn::IfThenZeroElse(below, code);
 }
 
 // Encodes whole vectors of pixels that are each opaque or fully transparent
 // (transparent ones encode to zero); stops at the first vector holding a
 // partly transparent pixel and answers the number of pixels done.
-int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* startTable,
-                 const float* thresholds, uint32_t lowBits, int shift) {
+int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
+                 uint32_t lowBits, int shift) {
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
@@ -77,11 +81,11 @@ int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* startTabl
         if (!hn::AllTrue(df, hn::Or(isOpaque, isClear))) break;
         const auto clear = hn::RebindMask(di, isClear);
         const auto rc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, startTable, thresholds, low, shift));
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, packedTable, low, shift));
         const auto gc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, startTable, thresholds, low, shift));
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, packedTable, low, shift));
         const auto bc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, startTable, thresholds, low, shift));
+            hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, packedTable, low, shift));
         const auto ac = hn::IfThenZeroElse(clear, hn::Set(di, 255));
         hn::StoreInterleaved4(hn::DemoteTo(du8, rc), hn::DemoteTo(du8, gc), hn::DemoteTo(du8, bc),
                               hn::DemoteTo(du8, ac), du8, dst + size_t(done) * 4);
@@ -102,9 +106,9 @@ int decodePremultipliedSimd(const uint8_t* src, float* dst, int n, const float* 
     return HWY_DYNAMIC_DISPATCH(DecodePremultiplied)(src, dst, n, pairTable);
 }
 
-int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* startTable,
-                     const float* thresholds, uint32_t lowBits, int shift) {
-    return HWY_DYNAMIC_DISPATCH(EncodeOpaque)(src, dst, n, startTable, thresholds, lowBits, shift);
+int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
+                     uint32_t lowBits, int shift) {
+    return HWY_DYNAMIC_DISPATCH(EncodeOpaque)(src, dst, n, packedTable, lowBits, shift);
 }
 
 }  // namespace cif::engine

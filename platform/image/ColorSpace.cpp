@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <vector>
 
@@ -41,40 +42,49 @@ struct DecodeTables {
 
 // Exact linear-to-8-bit encoding without pow: the code for v is the largest c
 // with v >= threshold[c], where threshold[c] is the linear value at which the
-// rounded sRGB code steps from c-1 to c. A table indexed by the float's
-// exponent and top mantissa bits gives a starting code that is at most one
-// below the answer, so one comparison finishes the job.
+// rounded sRGB code steps from c-1 to c. Values are bucketed by their float
+// bits (exponent and top 11 mantissa bits, 4096 representable values per
+// bucket); buckets are narrow enough to hold at most one threshold. Each
+// bucket's entry packs the code at the bucket's start with the position of
+// the threshold inside it (in units of the float's last bit, 4096 for none),
+// so one table read and one integer comparison give the exact code.
 struct EncodeTables {
-    static constexpr int kMantissaBits = 7;
+    static constexpr int kFineBits = 11;
     static constexpr int kOctaves = 16;  // values in [2^-16, 1); smaller ones encode to 0
     static constexpr uint32_t kLowBits = 0x37800000u;  // bit pattern of 2^-16
-    static constexpr int kShift = 23 - kMantissaBits;
+    static constexpr int kShift = 23 - kFineBits;
+    static constexpr uint32_t kBucketMask = (1u << kShift) - 1;
     std::array<float, 257> threshold{};
-    // One entry per bucket, plus one for exactly 1.0.
-    std::array<int32_t, (kOctaves << kMantissaBits) + 1> start{};
+    // One entry per bucket, plus one for exactly 1.0: code | (offset << 8).
+    std::array<int32_t, (kOctaves << kFineBits) + 1> packed{};
 
     EncodeTables() {
         threshold[0] = -1.0f;
         for (int c = 1; c < 256; ++c)
             threshold[c] = srgbToLinear((float(c) - 0.5f) / 255.0f);
         threshold[256] = 2.0f;  // sentinel: never reached for clamped inputs
-        for (size_t i = 0; i < start.size(); ++i) {
-            const float lo = std::bit_cast<float>(kLowBits + (uint32_t(i) << (23 - kMantissaBits)));
-            int c = 0;
+        int c = 0;
+        for (size_t i = 0; i < packed.size(); ++i) {
+            const uint32_t base = kLowBits + (uint32_t(i) << kShift);
+            const float lo = std::bit_cast<float>(base);
             while (c < 255 && lo >= threshold[c + 1])
                 ++c;
-            start[i] = c;
+            const uint32_t next = std::bit_cast<uint32_t>(threshold[c + 1]);
+            const uint32_t offset = next - base <= kBucketMask ? next - base : kBucketMask + 1;
+            assert(c >= 254 || std::bit_cast<uint32_t>(threshold[c + 2]) - base > kBucketMask);
+            packed[i] = int32_t(uint32_t(c) | (offset << 8));
         }
-        start.back() = 255;
+        packed.back() = 255 | int32_t((kBucketMask + 1) << 8);
     }
 
     uint8_t encode(float v) const {
-        if (!(v > 1.52587890625e-05f)) return 0;  // 2^-16, also NaN
+        if (!(v > 0.0f)) return 0;  // also NaN
         if (v >= 1.0f) return 255;
-        const uint32_t idx = (std::bit_cast<uint32_t>(v) - kLowBits) >> kShift;
-        int c = start[idx];
-        c += v >= threshold[c + 1];
-        return uint8_t(c);
+        const uint32_t bits = std::bit_cast<uint32_t>(v);
+        if (bits < kLowBits) return 0;  // below 2^-16: far under the first step
+        const uint32_t rel = bits - kLowBits;
+        const uint32_t entry = uint32_t(packed[rel >> kShift]);
+        return uint8_t((entry & 255) + ((rel & kBucketMask) >= (entry >> 8) ? 1 : 0));
     }
 };
 
@@ -163,8 +173,8 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
     const EncodeTables& t = encodeTables();
     int i = 0;
     while (i < n) {
-        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.start.data(),
-                              t.threshold.data(), EncodeTables::kLowBits, EncodeTables::kShift);
+        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.packed.data(),
+                              EncodeTables::kLowBits, EncodeTables::kShift);
         const int step = std::min(16, n - i);
         encodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
         i += step;
