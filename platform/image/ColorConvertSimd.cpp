@@ -24,17 +24,33 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
     const int lanes = int(hn::Lanes(df));
-    const auto inv255 = hn::Set(df, 255.0f);
+    const auto k255 = hn::Set(df, 255.0f), k1292 = hn::Set(df, 12.92f), one = hn::Set(df, 1.0f);
+    const auto linearMax = hn::Set(di, kOpaqueDecodeLinearMax + 1);
+    const auto opaqueByte = hn::Set(di, 255);
+    // Opaque codes: the curve computed, not looked up (gathers are slow).
+    auto curve = [&](auto code) {
+        const auto t = hn::Div(hn::ConvertTo(df, code), k255);
+        auto p = hn::Set(df, kOpaqueDecodePoly[0]);
+        for (int k = 1; k < 8; ++k)
+            p = hn::Add(hn::Mul(p, t), hn::Set(df, kOpaqueDecodePoly[k]));
+        return hn::IfThenElse(hn::RebindMask(df, hn::Lt(code, linearMax)), hn::Div(t, k1292), p);
+    };
     int done = 0;
     for (; done + lanes <= n; done += lanes) {
         hn::Vec<decltype(du8)> r8, g8, b8, a8;
         hn::LoadInterleaved4(du8, src + size_t(done) * 4, r8, g8, b8, a8);
         const auto a = hn::PromoteTo(di, a8);
+        const auto ri = hn::PromoteTo(di, r8), gi = hn::PromoteTo(di, g8),
+                   bi = hn::PromoteTo(di, b8);
+        if (hn::AllTrue(di, hn::Eq(a, opaqueByte))) {
+            hn::StoreInterleaved4(curve(ri), curve(gi), curve(bi), one, df, dst + size_t(done) * 4);
+            continue;
+        }
         const auto row = hn::ShiftLeft<8>(a);
-        const auto r = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, r8)));
-        const auto g = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, g8)));
-        const auto b = hn::GatherIndex(df, pairTable, hn::Add(row, hn::PromoteTo(di, b8)));
-        const auto af = hn::Div(hn::ConvertTo(df, a), inv255);
+        const auto r = hn::GatherIndex(df, pairTable, hn::Add(row, ri));
+        const auto g = hn::GatherIndex(df, pairTable, hn::Add(row, gi));
+        const auto b = hn::GatherIndex(df, pairTable, hn::Add(row, bi));
+        const auto af = hn::Div(hn::ConvertTo(df, a), k255);
         hn::StoreInterleaved4(r, g, b, af, df, dst + size_t(done) * 4);
     }
     return done;

@@ -23,20 +23,33 @@ float linearToSrgb(float v) {
 
 namespace {
 
+// The curve for opaque codes, evaluated exactly as the vector decoder does.
+float opaqueCurve(int code) {
+    const float t = float(code) / 255.0f;
+    if (code <= kOpaqueDecodeLinearMax) return t / 12.92f;
+    float p = kOpaqueDecodePoly[0];
+    for (int k = 1; k < 8; ++k)
+        p = p * t + kOpaqueDecodePoly[k];
+    return p;
+}
+
 // Decoding tables: each code divided by 255, and the premultiplied linear
 // value of every (alpha, colour code) pair of premultiplied sRGB bytes:
-// unpremultiply, linearise, premultiply again. Row 255 is the plain sRGB
-// curve; row 0 is all zero.
+// unpremultiply, linearise, premultiply again. Row 255 (opaque) is the
+// polynomial form of the sRGB curve that the vector decoder computes; row 0
+// is all zero.
 struct DecodeTables {
     std::array<float, 256> plain{};
     std::vector<float> pair;  // 256 x 256
     DecodeTables() : pair(size_t(256) * 256, 0.0f) {
         for (int i = 0; i < 256; ++i)
             plain[i] = float(i) / 255.0f;
-        for (int a = 1; a < 256; ++a)
+        for (int a = 1; a < 255; ++a)
             for (int c = 0; c < 256; ++c)
                 pair[size_t(a) * 256 + c] =
                     srgbToLinear(std::min(float(c) / float(a), 1.0f)) * plain[a];
+        for (int c = 0; c < 256; ++c)
+            pair[size_t(255) * 256 + c] = opaqueCurve(c);
     }
 };
 
