@@ -33,6 +33,8 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
         auto p = hn::Set(df, kOpaqueDecodePoly[0]);
         for (int k = 1; k < 8; ++k)
             p = hn::Add(hn::Mul(p, t), hn::Set(df, kOpaqueDecodePoly[k]));
+        p = hn::IfThenElse(hn::RebindMask(df, hn::Eq(code, opaqueByte)), one,
+                           p);  // white stays exactly 1
         return hn::IfThenElse(hn::RebindMask(df, hn::Lt(code, linearMax)), hn::Div(t, k1292), p);
     };
     int done = 0;

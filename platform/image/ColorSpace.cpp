@@ -27,6 +27,7 @@ namespace {
 float opaqueCurve(int code) {
     const float t = float(code) / 255.0f;
     if (code <= kOpaqueDecodeLinearMax) return t / 12.92f;
+    if (code == 255) return 1.0f;  // white stays exactly 1
     float p = kOpaqueDecodePoly[0];
     for (int k = 1; k < 8; ++k)
         p = p * t + kOpaqueDecodePoly[k];
