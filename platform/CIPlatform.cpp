@@ -6,7 +6,10 @@
 #include "platform/host/HostImage.h"
 #include "platform/image/CIColor.h"
 #include "platform/image/CIImage.h"
+#include "platform/image/CIPlugIn.h"
 #include "platform/image/CIVector.h"
+#include "platform/kernel/CISampler.h"
+#include "platform/kernel/KernelFilterFile.h"
 
 namespace cif {
 
@@ -17,7 +20,13 @@ void initializePlatform() {
         qRegisterMetaType<CIColor>("CIColor");
         qRegisterMetaType<CIImage>("CIImage");
         qRegisterMetaType<HostImage>("HostImage");
+        qRegisterMetaType<CISampler>("CISampler");
         registerBuiltinFilters();
+        // Filter files: kernels described in JSON (KernelFilterFile.h).
+        CIPlugIn::registerFileLoader(QStringLiteral("json"),
+                                     [](const QString& path, QString* error) {
+                                         return kernel::loadKernelFilterFile(path, error);
+                                     });
     });
 }
 

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <memory>
 
+#include "hosts/cli/KernelCommand.h"
 #include "hosts/cli/Output.h"
 #include "hosts/cli/Progress.h"
 #include "hosts/cli/ValueFormat.h"
@@ -137,7 +138,7 @@ struct Setting {
 }  // namespace
 
 QString usageText() {
-    return QCoreApplication::translate(
+    const QString commands = QCoreApplication::translate(
         "cifx",
         "Usage: cifx COMMAND [OPTIONS]\n"
         "       cifx --help | --version\n"
@@ -165,19 +166,21 @@ QString usageText() {
         "        --no-color-management  compute on sRGB values instead of linear light\n"
         "  gallery OUTDIR\n"
         "      Render every registered filter on a sample picture into OUTDIR/index.html\n"
-        "      and print the page's path.\n"
-        "\n"
-        "Options of every command:\n"
-        "  -h, --help     show this text\n"
-        "  --verbose      show the engine's warnings\n"
-        "\n"
-        "Exit status:\n"
-        "  0    success\n"
-        "  1    processing failed\n"
-        "  2    usage error\n"
-        "  3    input unreadable\n"
-        "  4    output not writable\n"
-        "  130  cancelled (Ctrl-C)\n");
+        "      and print the page's path.\n");
+    const QString rest = QCoreApplication::translate("cifx",
+                                                     "\n"
+                                                     "Options of every command:\n"
+                                                     "  -h, --help     show this text\n"
+                                                     "  --verbose      show the engine's warnings\n"
+                                                     "\n"
+                                                     "Exit status:\n"
+                                                     "  0    success\n"
+                                                     "  1    processing failed\n"
+                                                     "  2    usage error\n"
+                                                     "  3    input unreadable\n"
+                                                     "  4    output not writable\n"
+                                                     "  130  cancelled (Ctrl-C)\n");
+    return commands + kernelUsageText() + rest;
 }
 
 bool parseCommandArguments(const QStringList& args, std::span<const OptionDef> optionDefs,

@@ -9,6 +9,7 @@
 
 #include "hosts/cli/Commands.h"
 #include "hosts/cli/Gallery.h"
+#include "hosts/cli/KernelCommand.h"
 #include "hosts/cli/Output.h"
 #include "hosts/cli/Progress.h"
 #include "platform/CIPlatform.h"
@@ -47,6 +48,7 @@ int dispatch(const QStringList& args) {
     if (command == QLatin1String("attributes")) return runAttributes(rest);
     if (command == QLatin1String("render")) return runRender(rest);
     if (command == QLatin1String("gallery")) return runGallery(rest);
+    if (command == QLatin1String("kernel")) return runKernel(rest);
     if (command.startsWith(u'-'))
         return fail(kExitUsage,
                     QCoreApplication::translate("cifx", "unknown option '%1'").arg(command));

@@ -68,6 +68,9 @@ CIF_STRING_CONSTANT(kCICategoryBuiltIn)
 inline const QString kCIInputImageKey = QStringLiteral("inputImage");
 inline const QString kCIOutputImageKey = QStringLiteral("outputImage");
 
+// CIFilter::apply option: the CISampler or CIImage whose extent the result has.
+inline const QString kCIApplyOptionDefinition = QStringLiteral("definition");
+
 // Attribute classes as the dictionaries name them.
 inline const QString kCIClassNumber = QStringLiteral("NSNumber");
 inline const QString kCIClassVector = QStringLiteral("CIVector");

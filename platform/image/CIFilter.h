@@ -22,6 +22,8 @@
 
 namespace cif {
 
+class CIKernel;
+
 class CIFilter {
 public:
     // Makes a new instance for a registered name (the name is passed so one
@@ -78,6 +80,17 @@ public:
     CIColor colorForKey(const QString& key) const;
     CIImage imageForKey(const QString& key) const;
     QTransform transformForKey(const QString& key) const;
+
+    // The image of a kernel applied to arguments bound to its parameters in
+    // order: float takes a number, vec2/vec3/vec4 a CIVector, __color a
+    // CIColor (converted into the working space of each render), sampler a
+    // CISampler or a CIImage. Option kCIApplyOptionDefinition (a CISampler or
+    // CIImage) gives the result's extent; without it the extent is the first
+    // sampler's image's, or infinite when the kernel has no sampler. A wrong
+    // argument count or type logs one line and answers the null image.
+    // Defined by the kernel runtime (platform/kernel).
+    CIImage apply(const CIKernel& kernel, const QVariantList& arguments,
+                  const QVariantMap& options = {}) const;
 
 protected:
     CIFilter();

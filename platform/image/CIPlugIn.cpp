@@ -34,8 +34,15 @@ QStringList CIPlugIn::plugInDirectories() {
     const QString env = qEnvironmentVariable("CIF_FILTER_PLUGIN_PATH");
     for (const QString& d : env.split(u':', Qt::SkipEmptyParts))
         dirs << d;
+    for (const QString& d : qEnvironmentVariable("CIF_FILTER_PATH").split(u':', Qt::SkipEmptyParts))
+        dirs << d;
+    const QString dataHome = qEnvironmentVariable("XDG_DATA_HOME");
+    if (!dataHome.isEmpty()) dirs << QDir(dataHome).filePath(QStringLiteral("cif-effects/Filters"));
     for (const QString& d : QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation))
         dirs << QDir(d).filePath(QStringLiteral("cif-effects/Filters"));
+    // A folder named twice (XDG_DATA_HOME is also a standard location) is
+    // scanned once.
+    dirs.removeDuplicates();
     return dirs;
 }
 

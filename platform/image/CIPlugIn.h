@@ -19,7 +19,8 @@ public:
     static void registerFileLoader(const QString& suffix, FileLoader loader);
 
     // The folders scanned, in order: the entries of $CIF_FILTER_PLUGIN_PATH
-    // (colon-separated), then "cif-effects/Filters" in each XDG data folder.
+    // and then of $CIF_FILTER_PATH (both colon-separated), then
+    // "cif-effects/Filters" in $XDG_DATA_HOME and in each XDG data folder.
     static QStringList plugInDirectories();
 
     // Scans the folders (not recursively) and loads every file with a known

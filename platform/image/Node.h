@@ -10,7 +10,10 @@
 
 #include <atomic>
 #include <cstddef>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 #include "platform/image/ColorSpace.h"
@@ -21,6 +24,7 @@ namespace cif::engine {
 
 class Node;
 using NodePtr = std::shared_ptr<const Node>;
+class RenderCache;
 
 // What every node sees while rendering: the working space and the
 // cancellation flag of the render in progress.
@@ -28,6 +32,9 @@ struct RenderState {
     WorkingSpace space = WorkingSpace::LinearSRGB;
     const std::atomic<bool>* cancel = nullptr;
     const std::atomic<bool>* externalCancel = nullptr;
+    // Pixels shared by all tiles of the render in progress; null when the
+    // node is rendered outside the tiled renderer.
+    RenderCache* cache = nullptr;
     bool cancelled() const {
         return (cancel && cancel->load(std::memory_order_relaxed)) ||
                (externalCancel && externalCancel->load(std::memory_order_relaxed));
@@ -114,6 +121,28 @@ public:
 protected:
     BinaryPointNode(NodePtr foreground, NodePtr background);
     BinaryPointNode(NodePtr foreground, NodePtr background, Rect extent);
+};
+
+// Inputs materialised once per render and shared by its tiles, for nodes
+// that may read anywhere in an input (a kernel whose samples have no bounded
+// reach): rendering such an input per tile would redo the whole input for
+// every tile. The renderer owns one cache per render and frees it, with all
+// its pixels, when the render ends. Thread-safe: the first caller for a key
+// renders while later callers for the same key wait for it.
+class RenderCache {
+public:
+    // The pixels of node over rect, rendered on first use.
+    std::shared_ptr<const PixelBuffer> materialise(const Node& node, const IRect& rect,
+                                                   const RenderState& state);
+
+private:
+    struct Entry {
+        std::once_flag once;
+        std::shared_ptr<PixelBuffer> pixels;
+    };
+    using Key = std::pair<const Node*, std::pair<std::pair<int, int>, std::pair<int, int>>>;
+    std::mutex m_mutex;
+    std::map<Key, std::shared_ptr<Entry>> m_entries;
 };
 
 // True when every node of the graph reads single pixels.

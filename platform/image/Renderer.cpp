@@ -20,7 +20,8 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
     const int ts = std::max(1, options.tileSize);
     const int cols = (rect.w + ts - 1) / ts, rows = (rect.h + ts - 1) / ts;
     const int64_t count = int64_t(cols) * rows;
-    const RenderState state{options.space, options.cancel, options.externalCancel};
+    RenderCache cache;
+    const RenderState state{options.space, options.cancel, options.externalCancel, &cache};
 
     // Graphs that read single pixels render each tile in strips of a few
     // rows, so a strip stays in cache from decoding to encoding. Others
@@ -71,6 +72,25 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
 }
 
 }  // namespace
+
+std::shared_ptr<const PixelBuffer> RenderCache::materialise(const Node& node, const IRect& rect,
+                                                            const RenderState& state) {
+    std::shared_ptr<Entry> entry;
+    {
+        const std::lock_guard lock(m_mutex);
+        std::shared_ptr<Entry>& slot = m_entries[{&node, {{rect.x, rect.y}, {rect.w, rect.h}}}];
+        if (!slot) slot = std::make_shared<Entry>();
+        entry = slot;
+    }
+    // Rendered outside the map's lock, so other keys (nested kernels) can be
+    // materialised meanwhile.
+    std::call_once(entry->once, [&] {
+        auto pixels = std::make_shared<PixelBuffer>(rect);
+        renderNode(node, *pixels, state);
+        entry->pixels = std::move(pixels);
+    });
+    return entry->pixels;
+}
 
 RenderResult renderRGBA8(const Node& node, const IRect& rect, uint8_t* dst, size_t bytesPerRow,
                          const RenderOptions& options) {

@@ -1,0 +1,156 @@
+#include "platform/kernel/CIKernel.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QHash>
+#include <QMutex>
+#include <cassert>
+#include <string>
+#include <vector>
+
+#include "platform/kernel/KernelEvaluator.h"
+
+// The compiler front end is a separate unit; until it is part of the build,
+// every source fails with a diagnostic that says so.
+#if __has_include("platform/kernel/KernelCompiler.h")
+#include "platform/kernel/KernelCompiler.h"
+#define CIF_HAVE_KERNEL_COMPILER 1
+#else
+#define CIF_HAVE_KERNEL_COMPILER 0
+#endif
+
+namespace cif {
+
+namespace {
+
+// Compiled sources by text. Entries live as long as the process; the count
+// is capped so that a host feeding endless distinct sources cannot grow it
+// without bound (beyond the cap, results are simply not remembered).
+struct KernelCache {
+    static constexpr qsizetype kMaxEntries = 4096;
+    QMutex mutex;
+    QHash<QString, QList<CIKernel>> bySource;
+};
+
+KernelCache& kernelCache() {
+    static KernelCache cache;
+    return cache;
+}
+
+const kernel::Program& emptyProgram() {
+    static const kernel::Program p;
+    return p;
+}
+
+// Compiles source into programs; false with the diagnostics' texts on failure.
+bool compile(const QString& source, std::vector<kernel::Program>& programs,
+             QStringList& diagnostics) {
+#if CIF_HAVE_KERNEL_COMPILER
+    const QByteArray utf8 = source.toUtf8();
+    std::vector<kernel::Diagnostic> found;
+    const bool ok = kernel::compileKernelSource(
+        std::string_view(utf8.constData(), size_t(utf8.size())), programs, found);
+    for (const kernel::Diagnostic& d : found)
+        diagnostics << QString::fromStdString(d.text());
+    if (ok && programs.empty())
+        diagnostics << QCoreApplication::translate("CIKernel", "the source defines no kernel");
+    return ok && !programs.empty();
+#else
+    Q_UNUSED(source);
+    Q_UNUSED(programs);
+    diagnostics << QCoreApplication::translate("CIKernel",
+                                               "the kernel language compiler is not available");
+    return false;
+#endif
+}
+
+}  // namespace
+
+std::shared_ptr<const CIKernel::Data> CIKernel::makeData(kernel::Program program) {
+    auto data = std::make_shared<Data>();
+    data->prepared = kernel::prepareProgram(program);
+    // Preparing never makes a valid program invalid; should it, the program
+    // runs as compiled rather than not at all.
+    if (!kernel::validateProgram(data->prepared.program, nullptr)) {
+        assert(false && "prepareProgram produced an invalid program");
+        data->prepared = kernel::PreparedProgram{program, {}, false, false};
+    }
+    data->program = std::move(program);
+    return data;
+}
+
+QList<CIKernel> CIKernel::kernelsWithString(const QString& source) {
+    QStringList diagnostics;
+    const QList<CIKernel> kernels = kernelsWithString(source, &diagnostics);
+    if (kernels.isEmpty())
+        qWarning().noquote() << QCoreApplication::translate("CIKernel",
+                                                            "kernel source does not compile: %1")
+                                    .arg(diagnostics.value(0));
+    return kernels;
+}
+
+QList<CIKernel> CIKernel::kernelsWithString(const QString& source, QStringList* diagnostics) {
+    KernelCache& cache = kernelCache();
+    {
+        const QMutexLocker lock(&cache.mutex);
+        const auto it = cache.bySource.constFind(source);
+        if (it != cache.bySource.constEnd()) return *it;
+    }
+    // Compiled outside the lock: two threads compiling the same new text do
+    // the work twice and keep one result, which is harmless.
+    std::vector<kernel::Program> programs;
+    QStringList found;
+    QList<CIKernel> kernels;
+    if (compile(source, programs, found)) {
+        for (kernel::Program& p : programs) {
+            std::string why;
+            if (!kernel::validateProgram(p, &why)) {
+                // A compiler fault, not a user mistake; refused rather than run.
+                found << QCoreApplication::translate("CIKernel",
+                                                     "internal error in compiled kernel %1: %2")
+                             .arg(QString::fromStdString(p.name), QString::fromStdString(why));
+                kernels.clear();
+                break;
+            }
+            CIKernel k;
+            k.m_data = makeData(std::move(p));
+            kernels << k;
+        }
+    }
+    if (kernels.isEmpty()) {
+        if (diagnostics) *diagnostics << found;
+        return {};
+    }
+    const QMutexLocker lock(&cache.mutex);
+    if (cache.bySource.size() < KernelCache::kMaxEntries) cache.bySource.insert(source, kernels);
+    return kernels;
+}
+
+CIKernel CIKernel::kernelWithProgram(kernel::Program program) {
+    std::string why;
+    if (!kernel::validateProgram(program, &why)) {
+        qWarning().noquote() << QCoreApplication::translate("CIKernel",
+                                                            "kernel program %1 is invalid: %2")
+                                    .arg(QString::fromStdString(program.name),
+                                         QString::fromStdString(why));
+        return {};
+    }
+    CIKernel k;
+    k.m_data = makeData(std::move(program));
+    return k;
+}
+
+QString CIKernel::name() const {
+    return m_data ? QString::fromStdString(m_data->program.name) : QString();
+}
+
+const kernel::Program& CIKernel::program() const {
+    return m_data ? m_data->program : emptyProgram();
+}
+
+const kernel::PreparedProgram& CIKernel::prepared() const {
+    static const kernel::PreparedProgram empty;
+    return m_data ? m_data->prepared : empty;
+}
+
+}  // namespace cif

@@ -1,0 +1,156 @@
+#include "platform/kernel/KernelLexer.h"
+
+#include <charconv>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+#include "platform/kernel/KernelDiagnostic.h"
+
+namespace cif::kernel {
+namespace {
+
+bool isIdentStart(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+bool isIdentChar(char c) {
+    return isIdentStart(c) || isDigit(c);
+}
+
+// Two-character operators first so that the longest match wins.
+constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||",
+                                               "++", "--", "+=", "-=", "*=", "/=",
+                                               "<<", ">>", "%=", "&=", "|=", "^="};
+constexpr std::string_view kOneCharPuncts = "+-*/<>=!(){}[],;.?:&|^%~#";
+
+}  // namespace
+
+std::vector<Token> tokenizeKernel(std::string_view src) {
+    std::vector<Token> tokens;
+    size_t i = 0;
+    int line = 1;
+    int column = 1;
+    auto advance = [&](size_t n) {
+        for (size_t k = 0; k < n && i < src.size(); ++k, ++i) {
+            if (src[i] == '\n') {
+                ++line;
+                column = 1;
+            } else {
+                ++column;
+            }
+        }
+    };
+    while (i < src.size()) {
+        const char c = src[i];
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v') {
+            advance(1);
+            continue;
+        }
+        if (c == '/' && i + 1 < src.size() && src[i + 1] == '/') {
+            while (i < src.size() && src[i] != '\n')
+                advance(1);
+            continue;
+        }
+        if (c == '/' && i + 1 < src.size() && src[i + 1] == '*') {
+            const int startLine = line, startColumn = column;
+            const size_t end = src.find("*/", i + 2);
+            if (end == std::string_view::npos) fail(startLine, startColumn, "unterminated comment");
+            advance(end + 2 - i);
+            continue;
+        }
+        Token token;
+        token.line = line;
+        token.column = column;
+        const size_t start = i;
+        if (isIdentStart(c)) {
+            size_t j = i;
+            while (j < src.size() && isIdentChar(src[j]))
+                ++j;
+            token.kind = TokenKind::Identifier;
+            token.text = src.substr(start, j - start);
+            advance(j - i);
+        } else if (isDigit(c) || (c == '.' && i + 1 < src.size() && isDigit(src[i + 1]))) {
+            size_t j = i;
+            bool integer = true;
+            while (j < src.size() && isDigit(src[j]))
+                ++j;
+            if (j < src.size() && src[j] == '.') {
+                integer = false;
+                ++j;
+                while (j < src.size() && isDigit(src[j]))
+                    ++j;
+            }
+            if (j < src.size() && (src[j] == 'e' || src[j] == 'E')) {
+                size_t k = j + 1;
+                if (k < src.size() && (src[k] == '+' || src[k] == '-')) ++k;
+                if (k < src.size() && isDigit(src[k])) {
+                    integer = false;
+                    j = k;
+                    while (j < src.size() && isDigit(src[j]))
+                        ++j;
+                }
+            }
+            const size_t numberEnd = j;
+            if (j < src.size() && (src[j] == 'f' || src[j] == 'F') && !integer) ++j;
+            if (j < src.size() && isIdentChar(src[j])) {
+                while (j < src.size() && isIdentChar(src[j]))
+                    ++j;
+                fail(line, column,
+                     "invalid number '" + std::string(src.substr(start, j - start)) + "'");
+            }
+            // from_chars is independent of the host's locale, unlike strtod.
+            double value = 0.0;
+            const auto [ptr, ec] =
+                std::from_chars(src.data() + start, src.data() + numberEnd, value);
+            if (ec == std::errc::result_out_of_range) {
+                value = std::numeric_limits<double>::infinity();
+            } else if (ec != std::errc() || ptr != src.data() + numberEnd) {
+                fail(line, column,
+                     "invalid number '" + std::string(src.substr(start, j - start)) + "'");
+            }
+            token.kind = TokenKind::Number;
+            token.text = src.substr(start, j - start);
+            token.number = value;
+            token.isInteger = integer;
+            advance(j - i);
+        } else {
+            token.kind = TokenKind::Punct;
+            bool matched = false;
+            if (i + 1 < src.size()) {
+                for (std::string_view p : kTwoCharPuncts) {
+                    if (src.substr(i, 2) == p) {
+                        token.text = src.substr(i, 2);
+                        matched = true;
+                        break;
+                    }
+                }
+            }
+            if (!matched && kOneCharPuncts.find(c) != std::string_view::npos) {
+                token.text = src.substr(i, 1);
+                matched = true;
+            }
+            if (!matched) {
+                char shown[16];
+                const unsigned char u = static_cast<unsigned char>(c);
+                if (u >= 0x20 && u < 0x7f) {
+                    std::snprintf(shown, sizeof shown, "'%c'", c);
+                } else {
+                    std::snprintf(shown, sizeof shown, "'\\x%02X'", u);
+                }
+                fail(line, column, std::string("unexpected character ") + shown);
+            }
+            advance(token.text.size());
+        }
+        tokens.push_back(token);
+    }
+    Token end;
+    end.line = line;
+    end.column = column;
+    tokens.push_back(end);
+    return tokens;
+}
+
+}  // namespace cif::kernel

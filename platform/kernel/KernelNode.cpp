@@ -1,0 +1,252 @@
+#include "platform/kernel/KernelNode.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <cmath>
+#include <memory>
+
+#include "platform/image/CIAttributes.h"
+#include "platform/image/CIColor.h"
+#include "platform/image/CIVector.h"
+#include "platform/image/ColorSpace.h"
+#include "platform/kernel/CISampler.h"
+#include "platform/kernel/KernelEvaluator.h"
+
+namespace cif::kernel {
+
+using engine::IRect;
+using engine::NodePtr;
+using engine::PixelBuffer;
+using engine::PooledBuffer;
+using engine::Rect;
+using engine::RenderState;
+
+KernelNode::KernelNode(CIKernel kernel, std::vector<NodePtr> inputs, std::vector<Sampler> samplers,
+                       std::vector<Value> values, const Rect& extent)
+    : Node(std::move(inputs), extent),
+      m_kernel(std::move(kernel)),
+      m_samplers(std::move(samplers)),
+      m_values(std::move(values)) {
+    const Program& p = m_kernel.runnableProgram();
+    m_singlePixels = true;
+    for (size_t i = 0; i < p.samplers.size(); ++i)
+        m_singlePixels = m_singlePixels && p.samplers[i].reach == 0.0 &&
+                         m_samplers[i].toSamplerSpace.isIdentity();
+}
+
+bool KernelNode::boundedReach(size_t slot) const {
+    const double reach = m_kernel.runnableProgram().samplers[slot].reach;
+    return reach >= 0.0 && reach <= kMaxReach;
+}
+
+Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
+    const engine::Affine& t = m_samplers[index].toSamplerSpace;
+    const Rect mapped = t.isIdentity() ? output : t.mapRect(output);
+    if (boundedReach(index)) {
+        // Samples lie within `reach` of samplerCoord; the bilinear filter
+        // reads one more pixel. A reach of zero on a default sampler samples
+        // pixel centres exactly, which reads those pixels alone.
+        const double reach = m_kernel.runnableProgram().samplers[index].reach;
+        const double margin = (reach == 0.0 && t.isIdentity()) ? 0.0 : std::ceil(reach) + 1.0;
+        return mapped.inset(-margin, -margin);
+    }
+    const Rect& ext = inputs()[index]->extent();
+    if (!ext.isUnbounded()) return ext;
+    // An unbounded input read anywhere cannot be rendered whole: take a wide
+    // margin around the output. Samples farther away than the margin read
+    // transparent, so only such kernels can see tile-dependent results.
+    return mapped.inset(-kUnboundedMargin, -kUnboundedMargin);
+}
+
+void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect area = dst.rect().intersected(coveringPixels(extent()));
+    if (area.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    const PreparedProgram& prepared = m_kernel.prepared();
+    const Program& program = prepared.program;
+    EvalContext context;
+    context.uniforms = prepared.constants;
+    context.uniformsReadOnly = prepared.uniformsReadOnly;
+    context.sampleChannelMasks = prepared.sampleChannelMasks;
+    for (const Value& v : m_values) {
+        float comps[4] = {float(v.components[0]), float(v.components[1]), float(v.components[2]),
+                          float(v.components[3])};
+        if (v.isColor) engine::colorToWorking(v.components, comps, state.space);
+        for (size_t k = 0; k < v.registers.size() && k < 4; ++k)
+            context.uniforms.push_back({v.registers[k], comps[k]});
+    }
+    // Pixels of each input: the region the samples reach, rendered for this
+    // call, or the whole input shared by every tile of the render.
+    std::vector<std::unique_ptr<PooledBuffer>> rendered;
+    std::vector<std::shared_ptr<const PixelBuffer>> shared;
+    for (size_t i = 0; i < program.samplers.size(); ++i) {
+        const SamplerSlot& slot = program.samplers[i];
+        const Rect& ext = inputs()[i]->extent();
+        const float extentValues[4] = {float(ext.x), float(ext.y), float(ext.w), float(ext.h)};
+        for (int k = 0; k < 4; ++k)
+            context.uniforms.push_back({slot.extent[k], extentValues[k]});
+        const engine::Affine& t = m_samplers[i].toSamplerSpace;
+        const float transform[6] = {float(t.a), float(t.b),  float(t.c),
+                                    float(t.d), float(t.tx), float(t.ty)};
+        for (int k = 0; k < 6; ++k)
+            context.uniforms.push_back({slot.transform[k], transform[k]});
+
+        if (!boundedReach(i) && state.cache && !ext.isUnbounded()) {
+            shared.push_back(state.cache->materialise(*inputs()[i], coveringPixels(ext), state));
+            context.images.push_back(shared.back().get());
+            continue;
+        }
+        const IRect region = inputRegion(i, area);
+        if (region.isEmpty()) {
+            context.images.push_back(nullptr);
+            continue;
+        }
+        rendered.push_back(std::make_unique<PooledBuffer>(region));
+        PixelBuffer& buffer = **rendered.back();
+        engine::renderNode(*inputs()[i], buffer, state);
+        context.images.push_back(&buffer);
+    }
+    if (state.cancelled()) return;
+    for (int y = area.y; y < area.top(); ++y)
+        runProgram(program, context, area.x, y, area.w, dst.at(area.x, y));
+    dst.clearOutside(area);
+}
+
+namespace {
+
+bool isNumber(const QVariant& v) {
+    switch (v.typeId()) {
+        case QMetaType::Int:
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+        case QMetaType::ULongLong:
+        case QMetaType::Double:
+        case QMetaType::Float:
+        case QMetaType::Bool:
+            return true;
+        default:
+            return false;
+    }
+}
+
+const char* typeName(ParamType type) {
+    switch (type) {
+        case ParamType::Float:
+            return "float";
+        case ParamType::Vec2:
+            return "vec2";
+        case ParamType::Vec3:
+            return "vec3";
+        case ParamType::Vec4:
+            return "vec4";
+        case ParamType::Color:
+            return "__color";
+        case ParamType::Sampler:
+            return "sampler";
+    }
+    return "?";
+}
+
+// The image of a sampler argument: a CISampler, or a CIImage read by a
+// default sampler.
+bool samplerArgument(const QVariant& v, CISampler& out) {
+    if (v.metaType() == QMetaType::fromType<CISampler>())
+        out = v.value<CISampler>();
+    else if (v.metaType() == QMetaType::fromType<CIImage>())
+        out = CISampler::samplerWithImage(v.value<CIImage>());
+    else
+        return false;
+    return !out.isNull();
+}
+
+}  // namespace
+
+CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
+                    const QVariantMap& options) {
+    auto fail = [](const QString& why) {
+        qWarning().noquote() << why;
+        return CIImage();
+    };
+    if (kernel.isNull())
+        return fail(QCoreApplication::translate("CIKernel", "apply: the kernel is null"));
+    const Program& program = kernel.runnableProgram();
+    if (size_t(arguments.size()) != program.parameters.size())
+        return fail(
+            QCoreApplication::translate("CIKernel", "apply: kernel %1 takes %2 arguments, %3 given")
+                .arg(kernel.name())
+                .arg(program.parameters.size())
+                .arg(arguments.size()));
+
+    std::vector<NodePtr> inputs(program.samplers.size());
+    std::vector<KernelNode::Sampler> samplers(program.samplers.size());
+    std::vector<KernelNode::Value> values;
+    Rect firstSamplerExtent = Rect::infinite();
+    bool haveSampler = false;
+    for (size_t i = 0; i < program.parameters.size(); ++i) {
+        const Parameter& param = program.parameters[i];
+        const QVariant& arg = arguments[qsizetype(i)];
+        auto wrongType = [&] {
+            return fail(QCoreApplication::translate(
+                            "CIKernel", "apply: argument %1 (%2) of kernel %3 must be a %4")
+                            .arg(i + 1)
+                            .arg(QString::fromStdString(param.name), kernel.name(),
+                                 QString::fromLatin1(typeName(param.type))));
+        };
+        KernelNode::Value value;
+        value.registers = param.registers;
+        switch (param.type) {
+            case ParamType::Float:
+                if (!isNumber(arg)) return wrongType();
+                value.components[0] = arg.toDouble();
+                break;
+            case ParamType::Vec2:
+            case ParamType::Vec3:
+            case ParamType::Vec4: {
+                if (arg.metaType() != QMetaType::fromType<CIVector>()) return wrongType();
+                const CIVector v = arg.value<CIVector>();
+                for (size_t k = 0; k < 4; ++k)
+                    value.components[k] = v.valueAtIndex(k);
+                break;
+            }
+            case ParamType::Color: {
+                if (arg.metaType() != QMetaType::fromType<CIColor>()) return wrongType();
+                arg.value<CIColor>().components(value.components);
+                value.isColor = true;
+                break;
+            }
+            case ParamType::Sampler: {
+                CISampler s;
+                if (!samplerArgument(arg, s) || param.sampler < 0 ||
+                    size_t(param.sampler) >= inputs.size())
+                    return wrongType();
+                inputs[size_t(param.sampler)] = s.definition().node();
+                samplers[size_t(param.sampler)].toSamplerSpace = s.affine();
+                if (!haveSampler) firstSamplerExtent = s.definition().node()->extent();
+                haveSampler = true;
+                continue;
+            }
+        }
+        values.push_back(std::move(value));
+    }
+    for (const NodePtr& input : inputs)
+        if (!input)
+            return fail(QCoreApplication::translate(
+                            "CIKernel", "apply: kernel %1 has a sampler without a parameter")
+                            .arg(kernel.name()));
+
+    Rect extent = firstSamplerExtent;
+    const QVariant definition = options.value(kCIApplyOptionDefinition);
+    if (definition.isValid()) {
+        CISampler s;
+        if (!samplerArgument(definition, s))
+            return fail(QCoreApplication::translate(
+                "CIKernel", "apply: the definition option must be a CISampler or a CIImage"));
+        extent = s.definition().node()->extent();
+    }
+    return CIImage::imageWithNode(std::make_shared<KernelNode>(
+        kernel, std::move(inputs), std::move(samplers), std::move(values), extent));
+}
+
+}  // namespace cif::kernel

@@ -1,0 +1,68 @@
+#pragma once
+// The recipe node of a kernel application, and the argument binding behind
+// CIFilter::apply.
+
+#include <QVariantList>
+#include <QVariantMap>
+#include <vector>
+
+#include "platform/image/CIImage.h"
+#include "platform/image/Node.h"
+#include "platform/kernel/CIKernel.h"
+
+namespace cif::kernel {
+
+// Runs a kernel program over its output rectangle. Inputs are the images of
+// the sampler arguments, in sampler-slot order. For each input the node
+// renders the region its samples can reach (the output mapped into sampler
+// space, grown by the slot's reach plus one pixel for the bilinear
+// neighbour), or the whole input when the reach is unbounded; such whole
+// inputs are materialised once per render and shared between tiles.
+class KernelNode final : public engine::Node {
+public:
+    // One numeric argument: the uniform registers it fills and its values.
+    // Colours are straight sRGB, converted into the render's working space.
+    struct Value {
+        std::vector<Reg> registers;
+        double components[4] = {0, 0, 0, 0};
+        bool isColor = false;
+    };
+    // One sampler argument: the map from working space to sampler space.
+    struct Sampler {
+        engine::Affine toSamplerSpace;
+    };
+
+    // `inputs` and `samplers` have one entry per Program::samplers slot.
+    KernelNode(CIKernel kernel, std::vector<engine::NodePtr> inputs, std::vector<Sampler> samplers,
+               std::vector<Value> values, const engine::Rect& extent);
+
+    engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
+    void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
+    const char* kind() const override { return "kernel"; }
+    // True when every sample is taken exactly at samplerCoord of a default
+    // sampler, so each output pixel reads one pixel of each input.
+    bool readsSinglePixels() const override { return m_singlePixels; }
+
+private:
+    // Reach of a slot beyond which it is treated as unbounded: a larger
+    // margin would make every tile render most of a large input anyway.
+    static constexpr double kMaxReach = 4096.0;
+    // How far around an unbounded input the pixels are rendered when the
+    // sample positions are unknown; samples beyond read transparent.
+    static constexpr double kUnboundedMargin = 1024.0;
+
+    bool boundedReach(size_t slot) const;
+
+    CIKernel m_kernel;
+    std::vector<Sampler> m_samplers;
+    std::vector<Value> m_values;
+    bool m_singlePixels = false;
+};
+
+// Binds arguments to the kernel's parameters in order and answers the image
+// of the kernel applied (see CIFilter::apply). Logs one line and answers the
+// null image on a wrong argument count or type.
+CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
+                    const QVariantMap& options);
+
+}  // namespace cif::kernel

@@ -1,0 +1,553 @@
+#include "platform/kernel/KernelParser.h"
+
+#include <string>
+#include <utility>
+
+#include "platform/kernel/KernelDiagnostic.h"
+#include "platform/kernel/KernelLexer.h"
+#include "platform/kernel/KernelProgram.h"
+
+namespace cif::kernel {
+namespace {
+
+using ast::Expr;
+using ast::Stmt;
+using ast::Type;
+using ExprPtr = std::unique_ptr<Expr>;
+using StmtPtr = std::unique_ptr<Stmt>;
+
+const char* const kNestingMessage = "expressions and statements nested more than 64 deep";
+
+// Words of GLSL (or C) the language does not support, with the message that
+// says so; reported where they appear instead of a confusing syntax error.
+struct Unsupported {
+    std::string_view word;
+    const char* message;
+};
+constexpr Unsupported kUnsupportedWords[] = {
+    {"while", "'while' loops are not supported; use a bounded for loop"},
+    {"do", "'do' loops are not supported; use a bounded for loop"},
+    {"break", "'break' is not supported"},
+    {"continue", "'continue' is not supported"},
+    {"switch", "'switch' is not supported"},
+    {"goto", "'goto' is not supported"},
+    {"discard", "'discard' is not supported"},
+    {"struct", "structs are not supported"},
+    {"uniform", "'uniform' is not supported"},
+    {"varying", "'varying' is not supported"},
+    {"attribute", "'attribute' is not supported"},
+    {"out", "'out' parameters are not supported"},
+    {"inout", "'inout' parameters are not supported"},
+    {"mat2", "matrices are not supported"},
+    {"mat3", "matrices are not supported"},
+    {"mat4", "matrices are not supported"},
+    {"ivec2", "integer vectors are not supported"},
+    {"ivec3", "integer vectors are not supported"},
+    {"ivec4", "integer vectors are not supported"},
+    {"bvec2", "bool vectors are not supported"},
+    {"bvec3", "bool vectors are not supported"},
+    {"bvec4", "bool vectors are not supported"},
+    {"double", "'double' is not supported"},
+    {"sampler2D", "'sampler2D' is not supported; use sampler"},
+};
+
+class Parser {
+public:
+    explicit Parser(std::string_view source) : m_tokens(tokenizeKernel(source)) {}
+
+    ast::Unit parseUnit() {
+        ast::Unit unit;
+        while (peek().kind != TokenKind::End) {
+            const Token& start = peek();
+            const bool isKernel = acceptWord("kernel");
+            bool isConst = acceptWord("const");
+            TypeSpec spec = parseType("at global scope");
+            if (!isConst && acceptWord("const")) isConst = true;
+            const Token& nameTok = expectIdentifier("expected a name");
+            if (peek().is("(")) {
+                auto fn = std::make_unique<ast::Function>();
+                fn->isKernel = isKernel;
+                fn->returnType = spec.type;
+                fn->name = std::string(nameTok.text);
+                fn->line = nameTok.line;
+                fn->column = nameTok.column;
+                fn->globalsBefore = unit.globals.size();
+                if (isConst) fail(start.line, start.column, "a function cannot be const");
+                if (spec.isInt) fail(spec.line, spec.column, "functions cannot return int");
+                parseParams(*fn);
+                if (!peek().is("{"))
+                    fail(peek().line, peek().column,
+                         "expected '{' to begin the body of '" + fn->name + "'");
+                fn->body = parseBlock();
+                unit.functions.push_back(std::move(fn));
+            } else {
+                if (isKernel) fail(start.line, start.column, "'kernel' must introduce a function");
+                auto decl = parseDeclaratorList(spec, isConst, nameTok, start);
+                expect(";", "after declaration");
+                unit.globals.push_back(std::move(decl));
+            }
+        }
+        return unit;
+    }
+
+private:
+    struct TypeSpec {
+        Type type = Type::Void;
+        bool isColor = false;
+        bool isInt = false;
+        int line = 1, column = 1;
+    };
+
+    // Counts nesting for the duration of one recursive construct.
+    class Nest {
+    public:
+        Nest(Parser& p, const Token& at) : m_p(p) {
+            if (++m_p.m_depth > kMaxNesting) fail(at.line, at.column, kNestingMessage);
+        }
+        ~Nest() { --m_p.m_depth; }
+        Nest(const Nest&) = delete;
+        Nest& operator=(const Nest&) = delete;
+
+    private:
+        Parser& m_p;
+    };
+
+    const Token& peek(size_t ahead = 0) const {
+        const size_t i = m_pos + ahead;
+        return i < m_tokens.size() ? m_tokens[i] : m_tokens.back();
+    }
+    const Token& next() {
+        const Token& t = m_tokens[m_pos];
+        if (m_pos + 1 < m_tokens.size()) ++m_pos;
+        return t;
+    }
+    bool accept(std::string_view punct) {
+        if (!peek().is(punct)) return false;
+        next();
+        return true;
+    }
+    bool acceptWord(std::string_view word) {
+        if (!peek().isWord(word)) return false;
+        next();
+        return true;
+    }
+    const Token& expect(std::string_view punct, std::string_view context) {
+        if (!peek().is(punct)) {
+            fail(peek().line, peek().column,
+                 "expected '" + std::string(punct) + "' " + std::string(context));
+        }
+        return next();
+    }
+    const Token& expectIdentifier(const char* message) {
+        checkUnsupported(peek());
+        if (peek().kind != TokenKind::Identifier || isTypeWord(peek().text) ||
+            isReserved(peek().text))
+            fail(peek().line, peek().column, message);
+        return next();
+    }
+
+    static void checkUnsupported(const Token& t) {
+        if (t.kind == TokenKind::Identifier) {
+            for (const Unsupported& u : kUnsupportedWords) {
+                if (t.text == u.word) fail(t.line, t.column, u.message);
+            }
+        }
+    }
+    static bool isReserved(std::string_view w) {
+        return w == "kernel" || w == "const" || w == "if" || w == "else" || w == "for" ||
+               w == "return" || w == "true" || w == "false" || w == "in";
+    }
+    static bool isTypeWord(std::string_view w) {
+        return w == "float" || w == "vec2" || w == "vec3" || w == "vec4" || w == "bool" ||
+               w == "sampler" || w == "__color" || w == "int" || w == "void";
+    }
+    static bool typeFromWord(std::string_view w, TypeSpec& spec) {
+        spec.isColor = spec.isInt = false;
+        if (w == "float") {
+            spec.type = Type::Float;
+        } else if (w == "vec2") {
+            spec.type = Type::Vec2;
+        } else if (w == "vec3") {
+            spec.type = Type::Vec3;
+        } else if (w == "vec4") {
+            spec.type = Type::Vec4;
+        } else if (w == "__color") {
+            spec.type = Type::Vec4;
+            spec.isColor = true;
+        } else if (w == "bool") {
+            spec.type = Type::Bool;
+        } else if (w == "sampler") {
+            spec.type = Type::Sampler;
+        } else if (w == "int") {
+            spec.type = Type::Float;
+            spec.isInt = true;
+        } else if (w == "void") {
+            spec.type = Type::Void;
+        } else {
+            return false;
+        }
+        return true;
+    }
+
+    TypeSpec parseType(const char* where) {
+        const Token& t = peek();
+        checkUnsupported(t);
+        TypeSpec spec;
+        spec.line = t.line;
+        spec.column = t.column;
+        if (t.kind != TokenKind::Identifier || !typeFromWord(t.text, spec)) {
+            fail(t.line, t.column, std::string("expected a type ") + where);
+        }
+        next();
+        return spec;
+    }
+
+    void parseParams(ast::Function& fn) {
+        expect("(", "after function name");
+        if (peek().isWord("void") && peek(1).is(")")) next();
+        if (!accept(")")) {
+            do {
+                ast::Param param;
+                param.isConst = acceptWord("const");
+                acceptWord("in");
+                TypeSpec spec = parseType("for a parameter");
+                if (spec.type == Type::Void)
+                    fail(spec.line, spec.column, "a parameter cannot be void");
+                if (spec.isInt) fail(spec.line, spec.column, "int parameters are not supported");
+                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                const Token& name = expectIdentifier("expected a parameter name");
+                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                param.type = spec.type;
+                param.isColor = spec.isColor;
+                param.name = std::string(name.text);
+                param.line = name.line;
+                param.column = name.column;
+                fn.params.push_back(std::move(param));
+            } while (accept(","));
+            expect(")", "after parameters");
+        }
+    }
+
+    StmtPtr parseDeclaratorList(const TypeSpec& spec, bool isConst, const Token& firstName,
+                                const Token& start) {
+        auto decl = std::make_unique<Stmt>();
+        decl->kind = Stmt::Kind::Decl;
+        decl->line = start.line;
+        decl->column = start.column;
+        decl->declType = spec.type;
+        decl->isColor = spec.isColor;
+        decl->isInt = spec.isInt;
+        decl->isConst = isConst;
+        const Token* name = &firstName;
+        for (;;) {
+            if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+            ast::Declarator d;
+            d.name = std::string(name->text);
+            d.line = name->line;
+            d.column = name->column;
+            if (accept("=")) d.init = parseAssignment();
+            decl->declarators.push_back(std::move(d));
+            if (!accept(",")) break;
+            name = &expectIdentifier("expected a variable name");
+        }
+        return decl;
+    }
+
+    StmtPtr parseBlock() {
+        const Token& open = expect("{", "");
+        Nest nest(*this, open);
+        auto block = std::make_unique<Stmt>();
+        block->kind = Stmt::Kind::Block;
+        block->line = open.line;
+        block->column = open.column;
+        while (!peek().is("}")) {
+            if (peek().kind == TokenKind::End)
+                fail(peek().line, peek().column, "expected '}' at end of block");
+            if (StmtPtr s = parseStatement()) block->body.push_back(std::move(s));
+        }
+        next();
+        return block;
+    }
+
+    // A statement that is the body of if/else/for: one nesting level deeper.
+    StmtPtr parseNestedStatement() {
+        Nest nest(*this, peek());
+        StmtPtr s = parseStatement();
+        if (!s) {  // an empty statement: an empty block
+            s = std::make_unique<Stmt>();
+            s->kind = Stmt::Kind::Block;
+        }
+        return s;
+    }
+
+    bool startsDeclaration() const {
+        const Token& t = peek();
+        if (t.isWord("const")) return true;
+        TypeSpec spec;
+        // `vec4(...)` at the start of a statement is a constructor expression.
+        return t.kind == TokenKind::Identifier && typeFromWord(t.text, spec) && !peek(1).is("(");
+    }
+
+    // Returns null for an empty statement.
+    StmtPtr parseStatement() {
+        const Token& t = peek();
+        checkUnsupported(t);
+        if (t.is(";")) {
+            next();
+            return nullptr;
+        }
+        if (t.is("{")) return parseBlock();
+        auto s = std::make_unique<Stmt>();
+        s->line = t.line;
+        s->column = t.column;
+        if (acceptWord("if")) {
+            s->kind = Stmt::Kind::If;
+            expect("(", "after 'if'");
+            s->expr = parseExpression();
+            expect(")", "after the condition");
+            s->body.push_back(parseNestedStatement());
+            if (acceptWord("else")) s->body.push_back(parseNestedStatement());
+            return s;
+        }
+        if (t.isWord("else")) fail(t.line, t.column, "'else' without 'if'");
+        if (acceptWord("for")) {
+            s->kind = Stmt::Kind::For;
+            expect("(", "after 'for'");
+            if (!startsDeclaration()) {
+                fail(peek().line, peek().column,
+                     "a for loop must declare its index: for (int i = 0; i < N; i++)");
+            }
+            s->body.push_back(parseDeclaration());
+            expect(";", "after the loop initialisation");
+            s->expr = parseExpression();
+            expect(";", "after the loop condition");
+            s->step = parseExpression();
+            expect(")", "after the loop step");
+            s->body.push_back(parseNestedStatement());
+            return s;
+        }
+        if (acceptWord("return")) {
+            s->kind = Stmt::Kind::Return;
+            if (!peek().is(";")) s->expr = parseExpression();
+            expect(";", "after return value");
+            return s;
+        }
+        if (startsDeclaration()) {
+            StmtPtr d = parseDeclaration();
+            expect(";", "after declaration");
+            return d;
+        }
+        s->kind = Stmt::Kind::Expr;
+        s->expr = parseExpression();
+        expect(";", "after expression");
+        return s;
+    }
+
+    StmtPtr parseDeclaration() {
+        const Token& start = peek();
+        bool isConst = acceptWord("const");
+        TypeSpec spec = parseType("in a declaration");
+        if (!isConst && acceptWord("const")) isConst = true;
+        if (spec.type == Type::Void) fail(spec.line, spec.column, "a variable cannot be void");
+        const Token& name = expectIdentifier("expected a variable name");
+        return parseDeclaratorList(spec, isConst, name, start);
+    }
+
+    // ---- expressions, lowest precedence first ----
+
+    ExprPtr parseExpression() {
+        ExprPtr e = parseAssignment();
+        if (peek().is(",")) fail(peek().line, peek().column, "the comma operator is not supported");
+        return e;
+    }
+
+    static ExprPtr make(Expr::Kind kind, const Token& at) {
+        auto e = std::make_unique<Expr>();
+        e->kind = kind;
+        e->line = at.line;
+        e->column = at.column;
+        return e;
+    }
+
+    ExprPtr parseAssignment() {
+        ExprPtr lhs = parseTernary();
+        const Token& t = peek();
+        if (t.is("=") || t.is("+=") || t.is("-=") || t.is("*=") || t.is("/=")) {
+            next();
+            Nest nest(*this, t);
+            auto e = make(Expr::Kind::Assign, t);
+            e->op = std::string(t.text);
+            e->args.push_back(std::move(lhs));
+            e->args.push_back(parseAssignment());
+            return e;
+        }
+        if (t.is("%=") || t.is("&=") || t.is("|=") || t.is("^=") || t.is("<<") || t.is(">>"))
+            fail(t.line, t.column, "operator '" + std::string(t.text) + "' is not supported");
+        return lhs;
+    }
+
+    ExprPtr parseTernary() {
+        ExprPtr cond = parseBinary(0);
+        if (!peek().is("?")) return cond;
+        const Token& q = next();
+        Nest nest(*this, q);
+        auto e = make(Expr::Kind::Ternary, q);
+        e->args.push_back(std::move(cond));
+        e->args.push_back(parseAssignment());
+        expect(":", "in a conditional expression");
+        e->args.push_back(parseAssignment());
+        return e;
+    }
+
+    // Binary operators by precedence level, loosest first; all associate left.
+    static int levelOf(const Token& t) {
+        if (t.kind != TokenKind::Punct) return -1;
+        const std::string_view s = t.text;
+        if (s == "||") return 0;
+        if (s == "&&") return 1;
+        if (s == "==" || s == "!=") return 2;
+        if (s == "<" || s == ">" || s == "<=" || s == ">=") return 3;
+        if (s == "+" || s == "-") return 4;
+        if (s == "*" || s == "/") return 5;
+        return -1;
+    }
+    static constexpr int kLevels = 6;
+
+    ExprPtr parseBinary(int level) {
+        if (level == kLevels) return parseUnary();
+        ExprPtr lhs = parseBinary(level + 1);
+        // A chain a+b+c+... builds a tree as deep as it is long: count it.
+        int chain = 0;
+        for (;;) {
+            const Token& t = peek();
+            if (t.is("%") || t.is("&") || t.is("|") || t.is("^") || t.is("^^"))
+                fail(t.line, t.column, "operator '" + std::string(t.text) + "' is not supported");
+            if (levelOf(t) != level) return lhs;
+            next();
+            if (m_depth + ++chain > kMaxNesting) fail(t.line, t.column, kNestingMessage);
+            auto e = make(Expr::Kind::Binary, t);
+            e->op = std::string(t.text);
+            e->args.push_back(std::move(lhs));
+            {
+                Nest nest(*this, t);
+                e->args.push_back(parseBinary(level + 1));
+            }
+            lhs = std::move(e);
+        }
+    }
+
+    ExprPtr parseUnary() {
+        const Token& t = peek();
+        if (t.is("-") || t.is("+") || t.is("!")) {
+            next();
+            Nest nest(*this, t);
+            auto e = make(Expr::Kind::Unary, t);
+            e->op = std::string(t.text);
+            e->args.push_back(parseUnary());
+            return e;
+        }
+        if (t.is("++") || t.is("--")) {
+            next();
+            Nest nest(*this, t);
+            auto e = make(Expr::Kind::IncDec, t);
+            e->op = std::string(t.text);
+            e->prefix = true;
+            e->args.push_back(parseUnary());
+            return e;
+        }
+        if (t.is("~")) fail(t.line, t.column, "operator '~' is not supported");
+        return parsePostfix();
+    }
+
+    ExprPtr parsePostfix() {
+        ExprPtr e = parsePrimary();
+        int chain = 0;
+        for (;;) {
+            const Token& t = peek();
+            if (t.is(".") || t.is("++") || t.is("--")) {
+                if (m_depth + ++chain > kMaxNesting) fail(t.line, t.column, kNestingMessage);
+            }
+            if (accept(".")) {
+                const Token& field = peek();
+                if (field.kind != TokenKind::Identifier)
+                    fail(field.line, field.column, "expected a swizzle after '.'");
+                next();
+                auto s = make(Expr::Kind::Swizzle, field);
+                s->name = std::string(field.text);
+                s->args.push_back(std::move(e));
+                e = std::move(s);
+            } else if (t.is("++") || t.is("--")) {
+                next();
+                auto s = make(Expr::Kind::IncDec, t);
+                s->op = std::string(t.text);
+                s->args.push_back(std::move(e));
+                e = std::move(s);
+            } else if (t.is("[")) {
+                fail(t.line, t.column, "arrays are not supported");
+            } else {
+                return e;
+            }
+        }
+    }
+
+    ExprPtr parsePrimary() {
+        const Token& t = peek();
+        checkUnsupported(t);
+        if (t.kind == TokenKind::Number) {
+            next();
+            auto e = make(Expr::Kind::Number, t);
+            e->number = t.number;
+            return e;
+        }
+        if (t.isWord("true") || t.isWord("false")) {
+            next();
+            auto e = make(Expr::Kind::Bool, t);
+            e->boolValue = t.text == "true";
+            return e;
+        }
+        if (t.is("(")) {
+            next();
+            Nest nest(*this, t);
+            ExprPtr e = parseExpression();
+            expect(")", "to close '('");
+            return e;
+        }
+        if (t.kind == TokenKind::Identifier && !isReserved(t.text)) {
+            next();
+            TypeSpec spec;
+            if (typeFromWord(t.text, spec) && !peek().is("("))
+                fail(t.line, t.column,
+                     "expected '(' after type name '" + std::string(t.text) + "'");
+            if (peek().is("(")) {
+                const Token& open = next();
+                Nest nest(*this, open);
+                auto e = make(Expr::Kind::Call, t);
+                e->name = std::string(t.text);
+                if (!accept(")")) {
+                    do {
+                        e->args.push_back(parseAssignment());
+                    } while (accept(","));
+                    expect(")", "after arguments");
+                }
+                return e;
+            }
+            auto e = make(Expr::Kind::Name, t);
+            e->name = std::string(t.text);
+            return e;
+        }
+        if (t.kind == TokenKind::End) fail(t.line, t.column, "unexpected end of source");
+        fail(t.line, t.column, "expected an expression");
+    }
+
+    std::vector<Token> m_tokens;
+    size_t m_pos = 0;
+    int m_depth = 0;
+};
+
+}  // namespace
+
+ast::Unit parseKernelSource(std::string_view source) {
+    return Parser(source).parseUnit();
+}
+
+}  // namespace cif::kernel

@@ -1,0 +1,505 @@
+// The kernel compiler: the platform's kernels compile, mistakes get exact
+// diagnostics, every limit holds at and just past its value, and lowered
+// programs compute what the source says (checked with a small scalar
+// interpreter, independent of the evaluator).
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <string>
+
+#include "platform/kernel/KernelCompiler.h"
+
+namespace cif::kernel {
+namespace {
+
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+const char* const kSobel =
+    "const float kern00 = -1;const float kern01 = -2;const float kern02 = -1;const float kern10 = "
+    "0;const float kern11 = 0;const float kern12 = 0;const float kern20 = 1;const float kern21 = "
+    "2;const float kern22 = 1;float getMonoValue(sampler image, const vec2 xy, const vec2 "
+    "off){\treturn sample(image, xy+off).r;}kernel vec4 sobelFilter(sampler image, float "
+    "param){\tfloat accumV = 0.0;\tfloat accumH = 0.0;\tconst vec2 xy = "
+    "samplerCoord(image);\tfloat pixel;\tpixel = getMonoValue(image, xy, vec2(-1.0, "
+    "-1.0));\taccumV += pixel*kern00;\taccumH += pixel*kern00;\tpixel = getMonoValue(image, xy, "
+    "vec2( 0.0, -1.0));\taccumV += pixel*kern01;\taccumH += pixel*kern10;\tpixel = "
+    "getMonoValue(image, xy, vec2( 1.0, -1.0));\taccumV += pixel*kern02;\taccumH += "
+    "pixel*kern20;\tpixel = getMonoValue(image, xy, vec2(-1.0,  0.0));\taccumV += "
+    "pixel*kern10;\taccumH += pixel*kern01;\tpixel = getMonoValue(image, xy, vec2( 0.0,  "
+    "0.0));\taccumV += pixel*kern11;\taccumH += pixel*kern11;\tpixel = getMonoValue(image, xy, "
+    "vec2( 1.0,  0.0));\taccumV += pixel*kern12;\taccumH += pixel*kern21;\tpixel = "
+    "getMonoValue(image, xy, vec2(-1.0,  1.0));\taccumV += pixel*kern20;\taccumH += "
+    "pixel*kern02;\tpixel = getMonoValue(image, xy, vec2( 0.0,  1.0));\taccumV += "
+    "pixel*kern21;\taccumH += pixel*kern12;\tpixel = getMonoValue(image, xy, vec2( 1.0,  "
+    "1.0));\taccumV += pixel*kern22;\taccumH += pixel*kern22;\tfloat intens = "
+    "param*sqrt(accumH * accumH + accumV * accumV);\treturn vec4(intens, intens, intens, "
+    "sample(image, samplerCoord(image)).a );}";
+const char* const kBlackWhite =
+    "__color white  = __color(1., 1., 1., 1.);\t__color black = __color(0., 0., 0., "
+    "1.);\t\t\t\t\tkernel vec4 blackAndWhite(sampler image, float factor)\t\t{\tvec4 v = "
+    "sample(image, samplerCoord(image));\t\t\tfloat f = (0.2125*v.r+ "
+    "0.7154*v.g+0.0721*v.b);\t\t\t\t__color retColor = (f>factor) ? black : "
+    "white;\t\t\t\tretColor.a = v.a;\t\t\t\t\t\t\t\t\t\t\treturn "
+    "retColor;}\t\t\t\t\t\t\t\t\t\t\t";
+const char* const kTransparentColor =
+    "kernel vec4 multiplyEffect(sampler image, __color color, float factor){vec4 samp = "
+    "sample(image, samplerCoord(image));samp = unpremultiply(samp);vec4 retColor = "
+    "samp;retColor.a = clamp(samp.a*smoothstep(0., factor, length(color-samp)), 0., 1.);samp = "
+    "premultiply(samp);return retColor;}";
+const char* const kMirror =
+    "kernel vec4 multiplyEffect(sampler image, float factorY, float imageHeight){\tvec4 point = "
+    "samplerCoord(image);vec2 coor = samplerCoord(image);vec4 res = sample(image, vec2(coor.x, "
+    "abs(coor.y - abs(factorY)) + abs(factorY)));res.a = (min(coor.y/abs(factorY), "
+    "point.a))*step(0., (coor.y)-(2.*factorY-imageHeight));return res;\t}";
+const char* const kMirrorTile =
+    "kernel vec4 mirrorTile(sampler image, float scale, float imageWidth, float "
+    "imageHeight){\tvec2 coord;coord.x = abs( samplerCoord(image).x*2.-imageWidth+0.5);coord.y "
+    "= abs( samplerCoord(image).y*2.-imageHeight+0.5);return sample(image, coord);}";
+const char* const kSlideFrame =
+    "kernel vec4 slideFrame(sampler image,float imageWidth, float imageHeight, float centerX, "
+    "float centerY, float factorX, float factorY){\tvec2 coor = samplerCoord(image);float "
+    "xBorder = factorX*imageWidth*0.5;float yBorder = factorY*imageHeight*0.5;vec4 res = "
+    "sample(image,vec2(clamp(coor.x, centerX-xBorder, centerX + xBorder), clamp(coor.y, "
+    "centerY-yBorder, centerY + yBorder)));return res;}";
+const char* const kNet =
+    "kernel vec4 multiplyEffect(sampler image, float width, float height, float imageWidth, "
+    "float imageHeight){vec2 coor = samplerCoord(image);vec4 res = sample(image, "
+    "vec2(clamp(coor.x + width*cos(coor.x), 1., imageWidth-1.), clamp(coor.y + "
+    "height*sin(coor.y), 1., imageHeight-1.)));return res;}";
+
+// ---- a reference interpreter for one pixel ----
+
+struct Pixel {
+    float r, g, b, a;
+};
+
+// The fake image of every sampler: a function of the sample position.
+Pixel fakeImage(float x, float y) {
+    return {x * 0.01f, y * 0.02f, x + 2 * y, 0.5f};
+}
+
+// Runs `p` at (x, y) with identity sampler transforms, extent (0, 0, 100, 50)
+// and the given parameter values (by name).
+Pixel runPixel(const Program& p, float x, float y,
+               const std::map<std::string, std::vector<float>>& args = {}) {
+    std::vector<float> r(static_cast<size_t>(p.registerCount), NAN);
+    for (const Parameter& param : p.parameters) {
+        if (param.type == ParamType::Sampler) continue;
+        const std::vector<float>& v = args.at(param.name);
+        for (size_t i = 0; i < param.registers.size(); ++i)
+            r.at(param.registers[i]) = v.at(i);
+    }
+    for (const SamplerSlot& s : p.samplers) {
+        const float extent[4] = {0, 0, 100, 50}, identity[6] = {1, 0, 0, 1, 0, 0};
+        for (int i = 0; i < 4; ++i)
+            r.at(s.extent[i]) = extent[i];
+        for (int i = 0; i < 6; ++i)
+            r.at(s.transform[i]) = identity[i];
+    }
+    for (const Instruction& in : p.code) {
+        const float a = r.at(in.a), b = r.at(in.b), c = r.at(in.c);
+        float& d = r.at(in.dst);
+        switch (in.op) {
+            // clang-format off
+            case Op::Const: d = in.imm; break;
+            case Op::Move: d = a; break;
+            case Op::Add: d = a + b; break;
+            case Op::Sub: d = a - b; break;
+            case Op::Mul: d = a * b; break;
+            case Op::Div: d = a / b; break;
+            case Op::Neg: d = -a; break;
+            case Op::Min: d = b < a ? b : a; break;
+            case Op::Max: d = a < b ? b : a; break;
+            case Op::Abs: d = std::fabs(a); break;
+            case Op::Sign: d = a > 0 ? 1.f : a < 0 ? -1.f : 0.f; break;
+            case Op::Floor: d = std::floor(a); break;
+            case Op::Ceil: d = std::ceil(a); break;
+            case Op::Fract: d = a - std::floor(a); break;
+            case Op::Mod: d = a - b * std::floor(a / b); break;
+            case Op::Sqrt: d = std::sqrt(a); break;
+            case Op::InverseSqrt: d = 1 / std::sqrt(a); break;
+            case Op::Pow: d = std::pow(a, b); break;
+            case Op::Exp: d = std::exp(a); break;
+            case Op::Exp2: d = std::exp2(a); break;
+            case Op::Log: d = std::log(a); break;
+            case Op::Log2: d = std::log2(a); break;
+            case Op::Sin: d = std::sin(a); break;
+            case Op::Cos: d = std::cos(a); break;
+            case Op::Tan: d = std::tan(a); break;
+            case Op::Asin: d = std::asin(a); break;
+            case Op::Acos: d = std::acos(a); break;
+            case Op::Atan: d = std::atan(a); break;
+            case Op::Atan2: d = std::atan2(a, b); break;
+            case Op::Step: d = b < a ? 0.f : 1.f; break;
+            case Op::Less: d = a < b; break;
+            case Op::LessEqual: d = a <= b; break;
+            case Op::Greater: d = a > b; break;
+            case Op::GreaterEqual: d = a >= b; break;
+            case Op::Equal: d = a == b; break;
+            case Op::NotEqual: d = a != b; break;
+            case Op::And: d = a != 0 && b != 0; break;
+            case Op::Or: d = a != 0 || b != 0; break;
+            case Op::Not: d = a == 0; break;
+            case Op::Select: d = a != 0 ? b : c; break;
+            case Op::DestX: d = x; break;
+            case Op::DestY: d = y; break;
+            // clang-format on
+            case Op::Sample: {
+                EXPECT_TRUE(in.dst != in.a && in.dst != in.b);
+                const Pixel s = fakeImage(a, b);
+                r.at(in.dst) = s.r;
+                r.at(in.dst + 1) = s.g;
+                r.at(in.dst + 2) = s.b;
+                r.at(in.dst + 3) = s.a;
+                break;
+            }
+        }
+    }
+    return {r.at(p.result[0]), r.at(p.result[1]), r.at(p.result[2]), r.at(p.result[3])};
+}
+
+std::vector<Program> compileOk(const std::string& source) {
+    std::vector<Program> programs;
+    std::vector<Diagnostic> diagnostics;
+    const bool ok = compileKernelSource(source, programs, diagnostics);
+    EXPECT_TRUE(ok) << (diagnostics.empty() ? "" : diagnostics[0].text()) << "\n" << source;
+    if (ok) {
+        EXPECT_TRUE(diagnostics.empty());
+    }
+    return programs;
+}
+
+std::string errorOf(const std::string& source) {
+    std::vector<Program> programs;
+    std::vector<Diagnostic> diagnostics;
+    if (compileKernelSource(source, programs, diagnostics)) return "compiled";
+    EXPECT_TRUE(programs.empty());
+    return diagnostics.empty() ? "no diagnostic" : diagnostics[0].text();
+}
+
+// Evaluates `body` as the body of a kernel with one float parameter p = 2
+// and a sampler, at pixel (3, 4).
+Pixel eval(const std::string& prelude, const std::string& body, float p = 2.0f) {
+    const auto programs =
+        compileOk(prelude + "kernel vec4 k(sampler image, float p) {" + body + "}");
+    if (programs.size() != 1) return {NAN, NAN, NAN, NAN};
+    return runPixel(programs[0], 3.0f, 4.0f, {{"p", {p}}});
+}
+
+#define EXPECT_PIXEL(px, er, eg, eb, ea) \
+    do {                                 \
+        const Pixel q_ = (px);           \
+        EXPECT_NEAR(q_.r, er, 1e-5);     \
+        EXPECT_NEAR(q_.g, eg, 1e-5);     \
+        EXPECT_NEAR(q_.b, eb, 1e-5);     \
+        EXPECT_NEAR(q_.a, ea, 1e-5);     \
+    } while (0)
+
+// ---- the platform's kernels ----
+
+TEST(KernelCompilerTest, PlatformKernelsCompileWithTheirParametersAndReach) {
+    struct Case {
+        const char* source;
+        const char* name;
+        std::vector<ParamType> params;
+        double reach;
+    };
+    using P = ParamType;
+    const Case cases[] = {
+        {kSobel, "sobelFilter", {P::Sampler, P::Float}, 1.0},
+        {kBlackWhite, "blackAndWhite", {P::Sampler, P::Float}, 0.0},
+        {kTransparentColor, "multiplyEffect", {P::Sampler, P::Color, P::Float}, 0.0},
+        {kMirror, "multiplyEffect", {P::Sampler, P::Float, P::Float}, kInf},
+        {kMirrorTile, "mirrorTile", {P::Sampler, P::Float, P::Float, P::Float}, kInf},
+        {kSlideFrame,
+         "slideFrame",
+         {P::Sampler, P::Float, P::Float, P::Float, P::Float, P::Float, P::Float},
+         kInf},
+        {kNet, "multiplyEffect", {P::Sampler, P::Float, P::Float, P::Float, P::Float}, kInf},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto programs = compileOk(c.source);
+        ASSERT_EQ(programs.size(), 1u);
+        const Program& p = programs[0];
+        EXPECT_EQ(p.name, c.name);
+        ASSERT_EQ(p.parameters.size(), c.params.size());
+        for (size_t i = 0; i < c.params.size(); ++i)
+            EXPECT_EQ(p.parameters[i].type, c.params[i]);
+        ASSERT_EQ(p.samplers.size(), 1u);
+        EXPECT_EQ(p.samplers[0].parameterName, "image");
+        EXPECT_EQ(p.samplers[0].reach, c.reach);
+        EXPECT_LE(p.registerCount, 200);
+        for (const Instruction& in : p.code) {
+            EXPECT_LT(in.dst + (in.op == Op::Sample ? 3 : 0), p.registerCount);
+        }
+    }
+}
+
+TEST(KernelCompilerTest, PlatformKernelsComputeTheirMeaning) {
+    // Sobel at (3, 4): the fake image's red is x / 100, so the horizontal
+    // gradient is (1 + 2 + 1) * 2 / 100 and the vertical one 0.
+    const Program sobel = compileOk(kSobel)[0];
+    const float g = 0.08f;
+    EXPECT_PIXEL(runPixel(sobel, 3, 4, {{"param", {2.0f}}}), 2 * g, 2 * g, 2 * g, 0.5f);
+
+    // Black and white: luminance of (0.03, 0.08, 11) is above 0.5 -> black.
+    const Program bw = compileOk(kBlackWhite)[0];
+    EXPECT_PIXEL(runPixel(bw, 3, 4, {{"factor", {0.5f}}}), 0, 0, 0, 0.5f);
+    EXPECT_PIXEL(runPixel(bw, 3, 4, {{"factor", {100.0f}}}), 1, 1, 1, 0.5f);
+
+    // Mirror: the vec2 -> vec4 widening makes point.a 1.
+    const Program mirror = compileOk(kMirror)[0];
+    const Pixel m = runPixel(mirror, 3, 40, {{"factorY", {10.0f}}, {"imageHeight", {50.0f}}});
+    EXPECT_NEAR(m.g, (std::fabs(40.0f - 10.0f) + 10.0f) * 0.02f, 1e-5);
+    EXPECT_NEAR(m.a, 1.0f, 1e-6);  // min(40 / 10, 1) * step(0, 40 - (20 - 50))
+}
+
+// ---- diagnostics ----
+
+TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"kernel vec4 k() {\n  vec4 c = vec4(1.0)\n  return c; }",
+         "kernel:3:3: expected ';' after declaration"},
+        {"kernel vec4 k() {\n  float a = 1.0;\n  a + 1.0 return vec4(a); }",
+         "kernel:3:11: expected ';' after expression"},
+        {"kernel vec4 k() {\n    return vec4(foo); }", "kernel:2:17: unknown identifier 'foo'"},
+        {"kernel vec4 k() {\n  float f;\n  f = vec3(1.0);\n  return vec4(f); }",
+         "kernel:3:5: cannot assign vec3 to float"},
+        {"kernel vec4 k() { vec3 v = vec2(1.0); return vec4(v, 1.); }",
+         "kernel:1:24: cannot assign vec2 to vec3"},
+        {"kernel vec4 k() { vec4 v = vec4(1.); v.xx = vec2(0.); return v; }",
+         "kernel:1:40: cannot assign to swizzle 'xx', which repeats a component"},
+        {"kernel vec4 k() { vec2 v = vec2(1.); return v.xyz.xxxx; }",
+         "kernel:1:47: swizzle 'xyz' reads past the end of vec2"},
+        {"kernel vec4 k() { int i = 0; return vec4(1.); }",
+         "kernel:1:19: int is only allowed as a loop index"},
+        {"kernel vec4 k() { float s = 0.; while (s < 1.) s += 1.; return vec4(s); }",
+         "kernel:1:33: 'while' loops are not supported; use a bounded for loop"},
+        {"kernel vec4 k() { float a[3]; return vec4(1.); }",
+         "kernel:1:26: arrays are not supported"},
+        {"kernel vec4 k() { for (int i = 0; i < 4; i++) { i += 1; } return vec4(1.); }",
+         "kernel:1:49: the loop index 'i' cannot be changed in the loop"},
+        {"kernel vec4 k(float p) { for (float i = 0.; i < p; i++) {} return vec4(1.); }",
+         "kernel:1:49: the loop bound must be a constant"},
+        {"kernel vec4 k() { for (int i = 0; i < 4; i *= 2) {} return vec4(1.); }",
+         "kernel:1:44: the loop step must be i++, i--, i += C or i -= C"},
+        {"kernel vec4 k() { const float c = 1.; c = 2.; return vec4(c); }",
+         "kernel:1:39: cannot assign to const 'c'"},
+        {"kernel vec4 k() { return vec4(1.) + vec3(1.); }",
+         "kernel:1:35: '+' cannot combine vec4 and vec3"},
+        {"kernel vec4 k() { return mix(vec2(1.), vec3(1.), 0.5).xyzz; }",
+         "kernel:1:26: no function mix(vec2, vec3, float)"},
+        {"kernel vec4 k() { return vec4(1., 2., 3.); }",
+         "kernel:1:26: not enough components for 'vec4(...)'"},
+        {"kernel vec4 k() { return vec4(vec2(1.), vec2(2.), 3.); }",
+         "kernel:1:51: too many arguments to 'vec4(...)'"},
+        {"kernel vec4 k() { if (1.0) return vec4(1.); return vec4(0.); }",
+         "kernel:1:23: the condition of 'if' must be bool"},
+        {"kernel vec4 k() { float x = 1.; if (x > 0.) return vec4(1.); }",
+         "kernel:1:13: function 'k' can reach its end without returning a value"},
+        {"kernel vec3 k() { return vec3(1.); }", "kernel:1:13: kernel 'k' must return vec4"},
+        {"float g = destCoord().x; kernel vec4 k() { return vec4(g); }",
+         "kernel:1:7: global 'g' must be initialised with a constant expression"},
+        {"kernel vec4 k() { return vec4(1.) @ 2; }", "kernel:1:35: unexpected character '@'"},
+        {"kernel vec4 k() { /* open", "kernel:1:19: unterminated comment"},
+        {"float f(float x) { return x; }", "kernel:1:1: the source defines no kernel function"},
+        {"kernel vec4 k() { return vec4(1. % 2.); }", "kernel:1:34: operator '%' is not supported"},
+    };
+    for (const auto& [source, expected] : cases)
+        EXPECT_EQ(errorOf(source), expected) << source;
+}
+
+// ---- limits, each at and just past its value ----
+
+TEST(KernelCompilerTest, SourceSizeLimit) {
+    const std::string kernel = "kernel vec4 k() { return vec4(1.); }";
+    std::string source = kernel + std::string(kMaxSourceBytes - kernel.size(), ' ');
+    EXPECT_EQ(errorOf(source), "compiled");
+    EXPECT_EQ(errorOf(source + " "), "kernel:1:1: kernel source is larger than 64 KiB");
+}
+
+TEST(KernelCompilerTest, NestingLimitAndHostileNesting) {
+    // The body block is one level; each parenthesis one more.
+    auto parens = [](int n) {
+        return "kernel vec4 k() { return vec4(" + std::string(n, '(') + "1." + std::string(n, ')') +
+               "); }";
+    };
+    const std::string nested = "expressions and statements nested more than 64 deep";
+    // The body and the constructor's argument list are two levels.
+    EXPECT_EQ(errorOf(parens(62)), "compiled");
+    EXPECT_NE(errorOf(parens(63)).find(nested), std::string::npos);
+    auto blocks = [](int n) {
+        return "kernel vec4 k() " + std::string(n, '{') + "return vec4(1.);" + std::string(n, '}');
+    };
+    EXPECT_EQ(errorOf(blocks(63)), "compiled");  // plus the body: 64
+    EXPECT_NE(errorOf(blocks(64)).find(nested), std::string::npos);
+    auto chain = [](int n) {
+        std::string s = "kernel vec4 k() { float a = 1.";
+        for (int i = 0; i < n; ++i)
+            s += "+1.";
+        return s + "; return vec4(a); }";
+    };
+    EXPECT_EQ(errorOf(chain(63)), "compiled");
+    EXPECT_NE(errorOf(chain(64)).find(nested), std::string::npos);
+    // Hostile input of the whole allowed size: a diagnostic, not a crash.
+    EXPECT_NE(errorOf("kernel vec4 k() { return " + std::string(60000, '(')).find(nested),
+              std::string::npos);
+    EXPECT_NE(errorOf("kernel vec4 k() { return " + std::string(60000, '-') + "x; }").find(nested),
+              std::string::npos);
+    EXPECT_NE(
+        errorOf("kernel vec4 k() { return vec4(1.)" + std::string(60000, '+')).find("kernel:"),
+        std::string::npos);
+}
+
+TEST(KernelCompilerTest, CallDepthLimitAndRecursion) {
+    // f0 calls nothing; fi calls f(i-1); the kernel calls f(n-1): n nested calls.
+    auto chain = [](int n) {
+        std::string s = "float f0(float x) { return x + 1.; }";
+        for (int i = 1; i < n; ++i)
+            s += "float f" + std::to_string(i) + "(float x) { return f" + std::to_string(i - 1) +
+                 "(x); }";
+        return s + "kernel vec4 k() { return vec4(f" + std::to_string(n - 1) + "(1.)); }";
+    };
+    const auto programs = compileOk(chain(50));
+    ASSERT_EQ(programs.size(), 1u);
+    EXPECT_PIXEL(runPixel(programs[0], 0, 0), 2, 2, 2, 2);
+    EXPECT_NE(errorOf(chain(51)).find("function calls nested more than 50 deep"),
+              std::string::npos);
+
+    EXPECT_EQ(errorOf("float f(float x) { return f(x); } kernel vec4 k() { return vec4(f(1.)); }"),
+              "kernel:1:27: function 'f' calls itself");
+    EXPECT_EQ(errorOf("float g(float x);"), "kernel:1:17: expected '{' to begin the body of 'g'");
+    EXPECT_EQ(errorOf("float f(float x) { return g(x); } float g(float x) { return f(x); }"
+                      " kernel vec4 k() { return vec4(f(1.)); }"),
+              "kernel:1:61: function 'f' calls itself through 'g'");
+}
+
+TEST(KernelCompilerTest, LoopAndWorkLimits) {
+    auto loop = [](const std::string& header) {
+        return "kernel vec4 k() { float s = 0.; for (" + header +
+               ") { s += 1.; } return vec4(s); }";
+    };
+    const auto programs = compileOk(loop("int i = 0; i < 99999; i++"));
+    ASSERT_EQ(programs.size(), 1u);
+    EXPECT_PIXEL(runPixel(programs[0], 0, 0), 99999, 99999, 99999, 99999);
+    EXPECT_EQ(errorOf(loop("int i = 0; i < 100000; i++")),
+              "kernel:1:33: loop must run fewer than 100000 times");
+    EXPECT_EQ(errorOf(loop("float i = 0.; i < 1.; i -= 1.")),
+              "kernel:1:33: loop must run fewer than 100000 times");
+
+    // Work is counted before anything is unrolled: one per statement, one
+    // per operator and component, the body of a loop once per iteration.
+    // Here 1 + 2 * iterations + (1 + extra) + 1.
+    auto work = [](int iterations, int extra) {
+        std::string s = "kernel vec4 k(float p) { float s = p; for (int i = 0; i < " +
+                        std::to_string(iterations) + "; i++) s += p; s = s";
+        for (int i = 0; i < extra; ++i)
+            s += "+p";
+        return s + "; return vec4(s); }";
+    };
+    const std::string tooMuch = "kernel does more than 200000 operations per pixel";
+    const auto atLimit = compileOk(work(99990, 17));
+    ASSERT_EQ(atLimit.size(), 1u);
+    EXPECT_PIXEL(runPixel(atLimit[0], 0, 0, {{"p", {1.0f}}}), 100008, 100008, 100008, 100008);
+    EXPECT_EQ(errorOf(work(99990, 18)), "kernel:1:13: " + tooMuch);
+    // A helper's work counts at every call.
+    EXPECT_EQ(errorOf("float f(float x) { float s = x; for (int i = 0; i < 99999; i++) s += x;"
+                      " return s; } kernel vec4 k(float p) { return vec4(f(p) + f(p)); }"),
+              "kernel:1:97: " + tooMuch);
+}
+
+// ---- meaning of the language, through the reference interpreter ----
+
+TEST(KernelCompilerTest, ExpressionsConstructorsAndSwizzles) {
+    EXPECT_PIXEL(eval("", "vec4 v = vec4(1., 2., 3., 4.); return v.wzyx;"), 4, 3, 2, 1);
+    EXPECT_PIXEL(eval("", "vec4 v = vec4(1.); v.rb = vec2(5., 6.); return v;"), 5, 1, 6, 1);
+    EXPECT_PIXEL(eval("", "vec3 v = vec3(vec4(1., 2., 3., 4.)); return vec4(v.zy, v.x, p);"), 3, 2,
+                 1, 2);
+    EXPECT_PIXEL(eval("", "vec2 s = vec2(.5, 1e-1); return vec4(s.st, s.ts);"), .5, .1, .1, .5);
+    EXPECT_PIXEL(eval("const float kk = -1; ",
+                      "float a = p, b = 1.; a += 3.; a *= 2.; a -= b; "
+                      "a /= 9.; b = a++; float c = --a; return vec4(a, b, c, kk);"),
+                 1, 1, 1, -1);
+    EXPECT_PIXEL(eval("", "vec4 v = vec4(1.) * p + vec4(0., 1., 2., 3.) / 2.; return -v;"), -2,
+                 -2.5, -3, -3.5);
+    EXPECT_PIXEL(eval("",
+                      "bool b = p > 1. && !(p >= 3.) || p == 0.; "
+                      "return b ? vec4(p != 3., p == 3., p < p, p > -p) : vec4(0.5);"),
+                 1, 0, 0, 1);
+    // A vec2 assigned to a vec4 widens to (x, y, 0, 1).
+    EXPECT_PIXEL(eval("", "vec4 v = destCoord(); return v;"), 3, 4, 0, 1);
+    EXPECT_PIXEL(eval("", "vec4 v; v = vec2(7., 8.); return v;"), 7, 8, 0, 1);
+    EXPECT_PIXEL(eval("__color white = __color(1., 1., 1., 1.); const vec2 h = vec2(.5);",
+                      "return white * h.x;"),
+                 .5, .5, .5, .5);
+}
+
+TEST(KernelCompilerTest, ControlFlowAndHelpers) {
+    const char* helper =
+        "float pick(float x) { if (x > 1.) { if (x > 5.) return 50.; return 10.; } return 1.; }";
+    EXPECT_PIXEL(eval(helper, "return vec4(pick(p), pick(0.), pick(p * 4.), pick(-p));"), 10, 1, 50,
+                 1);
+    // The first return executed wins, including inside loops.
+    EXPECT_PIXEL(eval("",
+                      "for (int i = 0; i < 10; i++) { if (float(i) > p) return vec4(i); } "
+                      "return vec4(-1.);"),
+                 3, 3, 3, 3);
+    EXPECT_PIXEL(eval("",
+                      "float s = 0.; for (float i = 10.; i > 0.; i -= 2.5) { s += i; } "
+                      "if (s < 0.) { s = 1.; } else s = s * 2.; return vec4(s);"),
+                 50, 50, 50, 50);
+    // Both sides of an if run as selects: a division by zero in the branch
+    // not taken must not leak.
+    EXPECT_PIXEL(eval("",
+                      "float d = p - 2.; float r = 5.; if (d != 0.) r = 1. / d; "
+                      "return vec4(r);"),
+                 5, 5, 5, 5);
+    // Parameters are copies; helpers may take samplers.
+    EXPECT_PIXEL(
+        eval("float twice(float x) { x *= 2.; return x; } "
+             "vec4 at(sampler s, vec2 o) { return sample(s, samplerCoord(s) + o); }",
+             "float q = p; float t = twice(q); return vec4(q, t, at(image, vec2(1., 0.)).rg);"),
+        2, 4, 0.04f, 0.08f);
+}
+
+TEST(KernelCompilerTest, BuiltinFunctions) {
+    EXPECT_PIXEL(eval("", "return vec4(abs(-p), sign(-p), floor(1.5), ceil(1.5));"), 2, -1, 1, 2);
+    EXPECT_PIXEL(eval("", "return vec4(fract(1.25), mod(7., 3.), min(vec2(1., 5.), p));"), .25, 1,
+                 1, 2);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(clamp(vec2(-1., 3.), 0., p), mix(0., 10., .25), "
+                      "step(1., p));"),
+                 0, 2, 2.5, 1);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(smoothstep(0., 4., p), length(vec2(3., 4.)), "
+                      "distance(vec3(1.), vec3(1., 1., 3.)), dot(vec2(1., 2.), vec2(3., 4.)));"),
+                 .5, 5, 2, 11);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(cross(vec3(1., 0., 0.), vec3(0., 1., 0.)), "
+                      "normalize(vec2(3., 4.)).y);"),
+                 0, 0, 1, .8);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(sqrt(4.) + inversesqrt(4.), pow(2., 3.), exp2(3.), "
+                      "log2(8.));"),
+                 2.5, 8, 8, 3);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(atan(1., 1.) * 4., degrees(radians(90.)), "
+                      "compare(vec2(-1., 1.), vec2(5.), vec2(6.)));"),
+                 static_cast<float>(M_PI), 90, 5, 6);
+    EXPECT_PIXEL(eval("", "return premultiply(vec4(1., .5, .25, .5));"), .5, .25, .125, .5);
+    EXPECT_PIXEL(eval("",
+                      "return unpremultiply(vec4(.5, .25, .125, .5)) + "
+                      "unpremultiply(vec4(p, p, p, 0.));"),
+                 1, .5, .25, .5);
+    EXPECT_PIXEL(
+        eval("",
+             "return vec4(samplerExtent(image).zw, samplerOrigin(image).x, "
+             "samplerSize(image).y) + vec4(samplerTransform(image, vec2(1., 2.)), 0., 0.);"),
+        101, 52, 0, 50);
+    EXPECT_PIXEL(eval("", "return sample(image, destCoord() * 2.);"), .06f, .16f, 22, .5);
+}
+
+}  // namespace
+}  // namespace cif::kernel

@@ -1,0 +1,640 @@
+// The kernel runtime: the vector evaluator against its scalar twin on random
+// programs, sampler semantics, and kernels applied through the engine.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QTemporaryDir>
+#include <QtGlobal>
+#include <atomic>
+
+#include "platform/CIPlatform.h"
+#include "platform/image/CIPlugIn.h"
+#include "platform/kernel/KernelFilterFile.h"
+
+#include "platform/image/CIContext.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/ColorSpace.h"
+#include "platform/kernel/CIKernel.h"
+#include "platform/kernel/CISampler.h"
+#include "platform/kernel/KernelEvaluator.h"
+
+#if __has_include("platform/kernel/KernelCompiler.h")
+#define CIF_TEST_HAVE_COMPILER 1
+#else
+#define CIF_TEST_HAVE_COMPILER 0
+#endif
+
+namespace {
+
+using namespace cif::kernel;
+using cif::engine::IRect;
+using cif::engine::PixelBuffer;
+
+constexpr float kInf = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Same bits, or both NaN (payloads may differ between library calls).
+bool sameValue(float a, float b) {
+    if (std::isnan(a) && std::isnan(b)) return true;
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+Instruction ins(Op op, Reg dst, Reg a = 0, Reg b = 0, Reg c = 0, float imm = 0.0f) {
+    Instruction i;
+    i.op = op;
+    i.dst = dst;
+    i.a = a;
+    i.b = b;
+    i.c = c;
+    i.imm = imm;
+    return i;
+}
+
+// A program with one sampler whose result is registers 0..3 after `code`.
+Program oneSamplerProgram(int registerCount, std::vector<Instruction> code, Reg result0) {
+    Program p;
+    p.name = "test";
+    p.samplers.resize(1);
+    p.registerCount = registerCount;
+    p.code = std::move(code);
+    for (int k = 0; k < 4; ++k)
+        p.result[k] = Reg(result0 + k);
+    return p;
+}
+
+// A random program: positions, uniforms and constants first, then random
+// operations over the registers defined so far, with samples both on pixel
+// centres (the copy path) and between them (the bilinear path).
+Program randomProgram(std::mt19937& rng, int length) {
+    static const float kSpecial[] = {0.0f,   -0.0f, 1.0f, -1.0f, 0.5f, 2.0f, 0.25f,
+                                     -3.75f, 1e30f, kInf, -kInf, kNaN, 7.0f, 1e-40f};
+    std::vector<Op> ops;
+#define CIF_TEST_OP(name, arity) ops.push_back(Op::name);
+    CIF_KERNEL_OPS(CIF_TEST_OP)
+#undef CIF_TEST_OP
+    Program p;
+    p.samplers.resize(1);
+    Parameter uniforms;
+    uniforms.name = "u";
+    uniforms.type = ParamType::Vec2;
+    uniforms.registers = {2, 3};
+    p.parameters.push_back(uniforms);
+    std::vector<Instruction>& code = p.code;
+    code.push_back(ins(Op::DestX, 0));
+    code.push_back(ins(Op::DestY, 1));
+    // Registers 2 and 3 are uniforms.
+    int next = 4;
+    auto pick = [&] { return Reg(std::uniform_int_distribution<int>(0, next - 1)(rng)); };
+    for (int i = 0; i < length; ++i) {
+        const int kind = std::uniform_int_distribution<int>(0, 9)(rng);
+        if (kind == 0) {
+            code.push_back(ins(
+                Op::Const, Reg(next++), 0, 0, 0,
+                kSpecial[std::uniform_int_distribution<size_t>(0, std::size(kSpecial) - 1)(rng)]));
+        } else if (kind <= 2) {
+            // A sample near the pixel: whole or fractional offsets.
+            static const float kOffsets[] = {-1.0f, 0.0f, 2.0f, 0.5f, -0.25f, 40.0f};
+            const auto off = [&] {
+                return kOffsets[std::uniform_int_distribution<size_t>(0, 5)(rng)];
+            };
+            const Reg ox = Reg(next++), oy = Reg(next++), sx = Reg(next++), sy = Reg(next++);
+            code.push_back(ins(Op::Const, ox, 0, 0, 0, off()));
+            code.push_back(ins(Op::Const, oy, 0, 0, 0, kind == 1 ? 0.0f : off()));
+            code.push_back(ins(Op::Add, sx, 0, ox));
+            code.push_back(ins(Op::Add, sy, 1, oy));
+            Instruction s = ins(Op::Sample, Reg(next), sx, sy);
+            next += 4;
+            code.push_back(s);
+        } else {
+            const Op op = ops[std::uniform_int_distribution<size_t>(0, ops.size() - 1)(rng)];
+            if (op == Op::Sample || op == Op::Const) continue;
+            // Sometimes overwrite a register, as a lowering that reuses them does.
+            const bool reuse = std::uniform_int_distribution<int>(0, 4)(rng) == 0;
+            const Reg a = pick(), b = pick(), c = pick();
+            const Reg dst = reuse ? pick() : Reg(next++);
+            code.push_back(ins(op, dst, a, b, c));
+        }
+    }
+    p.registerCount = next;
+    for (int k = 0; k < 4; ++k)
+        p.result[k] = Reg(std::uniform_int_distribution<int>(0, next - 1)(rng));
+    return p;
+}
+
+// An input buffer of random values, some of them special.
+PixelBuffer randomBuffer(std::mt19937& rng, const IRect& rect) {
+    PixelBuffer buffer(rect);
+    std::uniform_real_distribution<float> value(-2.0f, 2.0f);
+    std::uniform_int_distribution<int> rare(0, 200);
+    const size_t count = size_t(rect.w) * size_t(rect.h) * 4;
+    for (size_t i = 0; i < count; ++i) {
+        const int r = rare(rng);
+        buffer.data()[i] = r == 0 ? kInf : r == 1 ? kNaN : r == 2 ? -0.0f : value(rng);
+    }
+    return buffer;
+}
+
+TEST(KernelEvaluator, VectorMatchesScalarOnRandomProgramsForEveryTailLength) {
+    std::mt19937 rng(1234);
+    const PixelBuffer image = randomBuffer(rng, IRect{-7, 3, 150, 9});
+    for (int trial = 0; trial < 60; ++trial) {
+        const Program program = randomProgram(rng, 60);
+        std::string why;
+        ASSERT_TRUE(validateProgram(program, &why)) << why;
+        const PreparedProgram prepared = prepareProgram(program);
+        EXPECT_LE(prepared.program.code.size(), program.code.size());
+        ASSERT_TRUE(validateProgram(prepared.program, &why)) << why;
+        EvalContext context;
+        context.uniforms = {{2, 0.75f}, {3, float(trial) - 20.5f}};
+        context.images = {&image};
+        // The prepared program runs with its constants as uniforms.
+        // The prepared program renames registers: its uniforms are where its
+        // parameter says, and its constants come as uniforms too.
+        EvalContext preparedContext = context;
+        const std::vector<Reg>& moved = prepared.program.parameters[0].registers;
+        preparedContext.uniforms = {{moved[0], 0.75f}, {moved[1], float(trial) - 20.5f}};
+        preparedContext.uniforms.insert(preparedContext.uniforms.end(), prepared.constants.begin(),
+                                        prepared.constants.end());
+        preparedContext.uniformsReadOnly = prepared.uniformsReadOnly;
+        preparedContext.sampleChannelMasks = prepared.sampleChannelMasks;
+        EXPECT_TRUE(prepared.uniformsReadOnly && prepared.sampleChannelMasks);
+        const int y = 2 + trial % 10;
+        for (int n = 1; n <= 2 * kSpan + 1; ++n) {
+            const int x0 = -10 + (n * 7) % 23;
+            std::vector<float> vec(size_t(n) * 4), ref(size_t(n) * 4), dce(size_t(n) * 4);
+            runProgram(program, context, x0, y, n, vec.data());
+            runProgramScalar(program, context, x0, y, n, ref.data());
+            runProgram(prepared.program, preparedContext, x0, y, n, dce.data());
+            for (size_t i = 0; i < vec.size(); ++i) {
+                ASSERT_TRUE(sameValue(vec[i], ref[i]))
+                    << "trial " << trial << " n " << n << " value " << i << ": " << vec[i] << " vs "
+                    << ref[i];
+                ASSERT_TRUE(sameValue(dce[i], ref[i])) << "preparing the program changed a value";
+            }
+        }
+    }
+}
+
+TEST(KernelEvaluator, ArithmeticIsIeeeAndSamplingIsBilinear) {
+    PixelBuffer image(IRect{0, 0, 2, 2});
+    const float pixels[16] = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, kInf, 4, 4, 4};
+    std::memcpy(image.data(), pixels, sizeof pixels);
+    // r0 = 1 / 0, r1 = 0 / 0; r2..r5 = sample at the uniform position (6, 7).
+    Program p =
+        oneSamplerProgram(8,
+                          {ins(Op::Const, 0, 0, 0, 0, 1.0f), ins(Op::Const, 1),
+                           ins(Op::Div, 0, 0, 1), ins(Op::Div, 1, 1, 1), ins(Op::Sample, 2, 6, 7)},
+                          0);
+    p.result[2] = 2;
+    p.result[3] = 5;
+    EvalContext context{{{6, 1.0f}, {7, 0.5f}}, {&image}};
+    float out[4];
+    for (auto run : {&runProgram, &runProgramScalar}) {
+        context.uniforms = {{6, 1.0f}, {7, 0.5f}};  // between pixels (0,0) and (1,0)
+        run(p, context, 0, 0, 1, out);
+        EXPECT_EQ(out[0], kInf);
+        EXPECT_TRUE(std::isnan(out[1]));
+        EXPECT_FLOAT_EQ(out[2], 0.5f);
+        context.uniforms = {{6, 0.5f}, {7, 1.5f}};  // on pixel (0,1), beside an infinity
+        run(p, context, 0, 0, 1, out);
+        EXPECT_EQ(out[2], 2.0f);
+        context.uniforms = {{6, 0.0f}, {7, 0.5f}};  // half outside: half transparent
+        run(p, context, 0, 0, 1, out);
+        EXPECT_FLOAT_EQ(out[2], 0.0f);
+        EXPECT_FLOAT_EQ(out[3], 0.0f);
+        context.uniforms = {{6, 1.5f}, {7, 0.0f}};
+        run(p, context, 0, 0, 1, out);
+        EXPECT_FLOAT_EQ(out[3], 0.5f);
+        context.uniforms = {{6, kNaN}, {7, 1e30f}};  // nowhere: transparent
+        run(p, context, 0, 0, 1, out);
+        EXPECT_EQ(out[2], 0.0f);
+    }
+}
+
+TEST(KernelEvaluator, ValidationRefusesOutOfRangeRegisters) {
+    std::string why;
+    Program p = oneSamplerProgram(4, {ins(Op::Sample, 1, 0, 0)}, 0);
+    EXPECT_FALSE(validateProgram(p, &why));  // writes registers 1..4 of 4
+    p.code = {ins(Op::Add, 0, 1, 9)};
+    EXPECT_FALSE(validateProgram(p, &why));
+    p.code = {ins(Op::Sample, 0, 1, 2)};
+    p.code[0].sampler = 1;
+    EXPECT_FALSE(validateProgram(p, &why));
+    p.code[0].sampler = 0;
+    EXPECT_TRUE(validateProgram(p, &why)) << why;
+}
+
+// ---------------------------------------------------------------- applied kernels
+
+using cif::CIColor;
+using cif::CIContext;
+using cif::CIFilter;
+using cif::CIFloatBitmap;
+using cif::CIImage;
+using cif::CIKernel;
+using cif::CISampler;
+using cif::CIVector;
+
+// Collects the warnings logged while it lives.
+class WarningCatcher {
+public:
+    WarningCatcher() {
+        s_lines.clear();
+        m_previous = qInstallMessageHandler(&WarningCatcher::handle);
+    }
+    ~WarningCatcher() { qInstallMessageHandler(m_previous); }
+    static QStringList& lines() { return s_lines; }
+
+private:
+    static void handle(QtMsgType, const QMessageLogContext&, const QString& text) {
+        s_lines << text;
+    }
+    static inline QStringList s_lines;
+    QtMessageHandler m_previous = nullptr;
+};
+
+// Builds programs the way the lowering lays them out: one sampler slot with
+// extent registers 0..3 and transform registers 4..9, then parameters.
+struct ProgramBuilder {
+    Program p;
+    int next = 10;
+    Reg x = 0, y = 0;  // samplerCoord
+
+    explicit ProgramBuilder(double reach) {
+        p.name = "k";
+        p.samplers.resize(1);
+        p.samplers[0].parameterName = "image";
+        p.samplers[0].reach = reach;
+        for (int k = 0; k < 4; ++k)
+            p.samplers[0].extent[k] = Reg(k);
+        for (int k = 0; k < 6; ++k)
+            p.samplers[0].transform[k] = Reg(4 + k);
+        Parameter image;
+        image.name = "image";
+        image.type = ParamType::Sampler;
+        image.sampler = 0;
+        p.parameters.push_back(image);
+        const Reg dx = reg(), dy = reg(), t0 = reg(), t1 = reg();
+        x = reg();
+        y = reg();
+        push(ins(Op::DestX, dx));
+        push(ins(Op::DestY, dy));
+        // samplerCoord = (a x + c y + tx, b x + d y + ty)
+        push(ins(Op::Mul, t0, 4, dx));
+        push(ins(Op::Mul, t1, 6, dy));
+        push(ins(Op::Add, x, t0, t1));
+        push(ins(Op::Add, x, x, 8));
+        push(ins(Op::Mul, t0, 5, dx));
+        push(ins(Op::Mul, t1, 7, dy));
+        push(ins(Op::Add, y, t0, t1));
+        push(ins(Op::Add, y, y, 9));
+    }
+    Reg reg(int count = 1) {
+        const Reg r = Reg(next);
+        next += count;
+        return r;
+    }
+    void push(const Instruction& i) { p.code.push_back(i); }
+    Reg constant(float v) {
+        const Reg r = reg();
+        push(ins(Op::Const, r, 0, 0, 0, v));
+        return r;
+    }
+    Reg parameter(const std::string& name, ParamType type, int components) {
+        Parameter q;
+        q.name = name;
+        q.type = type;
+        const Reg first = reg(components);
+        for (int k = 0; k < components; ++k)
+            q.registers.push_back(Reg(first + k));
+        p.parameters.push_back(q);
+        return first;
+    }
+    Reg sample(Reg sx, Reg sy) {
+        const Reg r = reg(4);
+        push(ins(Op::Sample, r, sx, sy));
+        return r;
+    }
+    CIKernel finish(Reg result) {
+        for (int k = 0; k < 4; ++k)
+            p.result[k] = Reg(result + k);
+        p.registerCount = next;
+        return CIKernel::kernelWithProgram(p);
+    }
+};
+
+// (left + right neighbour) * gain + colour: reach 1.
+CIKernel neighbourKernel() {
+    ProgramBuilder b(1.0);
+    const Reg gain = b.parameter("gain", ParamType::Float, 1);
+    const Reg color = b.parameter("tint", ParamType::Color, 4);
+    const Reg lx = b.reg(), rx = b.reg();
+    b.push(ins(Op::Add, lx, b.x, b.constant(-1.0f)));
+    b.push(ins(Op::Add, rx, b.x, b.constant(1.0f)));
+    const Reg left = b.sample(lx, b.y), right = b.sample(rx, b.y), out = b.reg(4);
+    for (int k = 0; k < 4; ++k) {
+        b.push(ins(Op::Add, Reg(out + k), Reg(left + k), Reg(right + k)));
+        b.push(ins(Op::Mul, Reg(out + k), Reg(out + k), gain));
+        b.push(ins(Op::Add, Reg(out + k), Reg(out + k), Reg(color + k)));
+    }
+    return b.finish(out);
+}
+
+// The image mirrored left to right inside its extent: reads anywhere.
+CIKernel mirrorKernel() {
+    ProgramBuilder b(std::numeric_limits<double>::infinity());
+    // x' = 2 extent.x + extent.w - x
+    const Reg mx = b.reg();
+    b.push(ins(Op::Add, mx, 0, 0));
+    b.push(ins(Op::Add, mx, mx, 2));
+    b.push(ins(Op::Sub, mx, mx, b.x));
+    return b.finish(b.sample(mx, b.y));
+}
+
+QImage testPicture(int w, int h) {
+    QImage image(w, h, QImage::Format_RGBA8888_Premultiplied);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            uchar* p = image.scanLine(y) + 4 * x;
+            const int a = 128 + (x * 37 + y * 11) % 128;
+            p[0] = uchar((x * 29 + y * 7) % 256 * a / 255);
+            p[1] = uchar((x * 3 + y * 53) % 256 * a / 255);
+            p[2] = uchar((x * y) % 256 * a / 255);
+            p[3] = uchar(a);
+        }
+    return image;
+}
+
+CIFloatBitmap renderFloat(const CIImage& image, const QRectF& rect, int tile, int threads) {
+    CIContext::Options o;
+    o.workingSpace = cif::engine::WorkingSpace::None;
+    o.tileSize = tile;
+    o.threads = threads;
+    CIContext context(o);
+    CIFloatBitmap out;
+    EXPECT_TRUE(context.renderToFloat(image, rect, out)) << context.lastError().toStdString();
+    return out;
+}
+
+// A filter to call apply on (CIFilter's constructor is protected).
+class ApplyingFilter final : public CIFilter {};
+
+TEST(KernelApply, ComputesPixelsAndBindsArgumentsInOrder) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(40, 30));
+    const ApplyingFilter filter;
+    const CIColor tint(0.25, 0.5, 0.75, 1.0);
+    const CIImage out = filter.apply(neighbourKernel(),
+                                     {QVariant::fromValue(input), 0.5, QVariant::fromValue(tint)});
+    ASSERT_FALSE(out.isNull());
+    EXPECT_EQ(out.extent(), input.extent());
+    const QRectF rect(0, 0, 40, 30);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+    const CIFloatBitmap got = renderFloat(out, rect, 256, 1);
+    const double rgba[4] = {tint.red(), tint.green(), tint.blue(), tint.alpha()};
+    float working[4];
+    cif::engine::colorToWorking(rgba, working, cif::engine::WorkingSpace::None);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 40; ++x)
+            for (int k = 0; k < 4; ++k) {
+                const float l = x > 0 ? in.at(x - 1, y)[k] : 0.0f;
+                const float r = x < 39 ? in.at(x + 1, y)[k] : 0.0f;
+                ASSERT_EQ(got.at(x, y)[k], (l + r) * 0.5f + working[k]) << x << "," << y;
+            }
+
+    // The definition option sets the extent.
+    const CIImage small = CIImage::imageWithQImage(testPicture(5, 6));
+    const CIImage defined = filter.apply(
+        neighbourKernel(), {QVariant::fromValue(input), 1.0, QVariant::fromValue(tint)},
+        {{cif::kCIApplyOptionDefinition, QVariant::fromValue(CISampler::samplerWithImage(small))}});
+    EXPECT_EQ(defined.extent(), QRectF(0, 0, 5, 6));
+}
+
+TEST(KernelApply, WrongArgumentsLogOneLineAndGiveNull) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(4, 4));
+    const ApplyingFilter filter;
+    const CIKernel kernel = neighbourKernel();
+    const QList<QVariantList> bad = {
+        {QVariant::fromValue(input), 0.5},  // count
+        {QVariant::fromValue(input), QStringLiteral("0.5"), QVariant::fromValue(CIColor())},
+        {0.5, 0.5, QVariant::fromValue(CIColor())},                                 // sampler
+        {QVariant::fromValue(input), 0.5, QVariant::fromValue(CIVector{1, 2, 3})},  // colour
+        {QVariant::fromValue(CIImage()), 0.5, QVariant::fromValue(CIColor())},      // null image
+    };
+    for (const QVariantList& args : bad) {
+        const WarningCatcher catcher;
+        EXPECT_TRUE(filter.apply(kernel, args).isNull());
+        EXPECT_EQ(WarningCatcher::lines().size(), 1);
+    }
+    const WarningCatcher catcher;
+    EXPECT_TRUE(filter
+                    .apply(kernel,
+                           {QVariant::fromValue(input), 0.5, QVariant::fromValue(CIColor())},
+                           {{cif::kCIApplyOptionDefinition, 3}})
+                    .isNull());
+    EXPECT_TRUE(CIKernel::kernelsWithString(QStringLiteral("kernel vec4 k( {")).isEmpty());
+    EXPECT_EQ(WarningCatcher::lines().size(), 2);
+}
+
+// Passes its input through, counting how often it is rendered.
+class CountingNode final : public cif::engine::Node {
+public:
+    explicit CountingNode(cif::engine::NodePtr input) : Node({input}, input->extent()) {}
+    void render(PixelBuffer& dst, const cif::engine::RenderState& state) const override {
+        ++renders;
+        cif::engine::renderNode(*inputs()[0], dst, state);
+    }
+    const char* kind() const override { return "counting"; }
+    mutable std::atomic<int> renders{0};
+};
+
+TEST(KernelApply, OutputIsTheSameForAnyTileSizeAndThreadCount) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(70, 45));
+    const ApplyingFilter filter;
+    const CIImage neighbours = filter.apply(
+        neighbourKernel(), {QVariant::fromValue(input), 0.75, QVariant::fromValue(CIColor())});
+    const auto counting = std::make_shared<CountingNode>(input.node());
+    const CIImage mirrored =
+        filter.apply(mirrorKernel(), {QVariant::fromValue(CIImage::imageWithNode(counting))});
+    // Rendered over a rectangle larger than the picture, so tiles also fall
+    // outside the extent.
+    const QRectF rect(-5, -3, 80, 50);
+    for (const CIImage& image : {neighbours, mirrored}) {
+        const CIFloatBitmap reference = renderFloat(image, rect, 256, 1);
+        for (const int tile : {1, 7, 64}) {
+            for (const int threads : {1, 3}) {
+                counting->renders = 0;
+                const CIFloatBitmap got = renderFloat(image, rect, tile, threads);
+                ASSERT_EQ(std::memcmp(got.pixels.data(), reference.pixels.data(),
+                                      reference.pixels.size() * sizeof(float)),
+                          0)
+                    << "tile " << tile << " threads " << threads;
+            }
+        }
+        // An input read anywhere is rendered once per render, not per tile.
+        if (image.node() == mirrored.node()) {
+            EXPECT_EQ(counting->renders.load(), 1);
+        }
+    }
+    const CIFloatBitmap in = renderFloat(input, QRectF(0, 0, 70, 45), 256, 1);
+    const CIFloatBitmap out = renderFloat(mirrored, QRectF(0, 0, 70, 45), 16, 2);
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(out.at(0, 3)[k], in.at(69, 3)[k]);
+        EXPECT_EQ(out.at(10, 44)[k], in.at(59, 44)[k]);
+    }
+}
+
+// ---------------------------------------------------------------- filter files
+
+const QString kExamples = QStringLiteral(CIF_TEST_DATA "/../../resources/filters/examples");
+
+void writeFile(const QString& path, const QByteArray& text) {
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(text);
+}
+
+TEST(KernelFilterFiles, BrokenFilesAreRefusedWithAReason) {
+    cif::initializePlatform();
+    const QList<QByteArray> broken =
+    { "{ not json",
+      "[1, 2]",
+      R"({"name": "Bad Name", "inputs": [], "kernel": "", "arguments": []})",
+      R"({"name": "KFNoInputs", "kernel": "", "arguments": []})",
+      R"({"name": "KFBadKey", "inputs": [{"key": "radius", "class": "NSNumber"}],
+            "kernel": "", "arguments": []})",
+      R"({"name": "KFBadClass", "inputs": [{"key": "inputX", "class": "QFont"}],
+            "kernel": "", "arguments": []})",
+      R"({"name": "KFBadRange", "inputs": [{"key": "inputX", "class": "NSNumber",
+            "min": 2, "max": 1}], "kernel": "", "arguments": []})",
+      R"({"name": "KFNoKernel", "inputs": [], "arguments": []})",
+      R"({"name": "KFBadKernel", "inputs": [], "kernel": "kernel vec4 k( {", "arguments": []})",
+      R"({"name": "CIColorInvert", "inputs": [], "kernel": "kernel vec4 k() { return vec4(1.0); }",
+            "arguments": []})",
+#if CIF_TEST_HAVE_COMPILER
+      R"({"name": "KFArgCount", "inputs": [{"key": "inputImage", "class": "CIImage"}],
+            "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
+            "arguments": ["inputImage"]})",
+      R"({"name": "KFArgType", "inputs": [{"key": "inputImage", "class": "CIImage"},
+            {"key": "inputF", "class": "CIVector"}],
+            "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
+            "arguments": ["inputImage", "inputF"]})",
+#endif
+    };
+    const QTemporaryDir dir;
+    ASSERT_TRUE(dir.isValid());
+    int index = 0;
+    for (const QByteArray& text : broken) {
+        const QString path = dir.filePath(QStringLiteral("f%1.json").arg(index++));
+        writeFile(path, text);
+        QString error;
+        EXPECT_FALSE(cif::kernel::loadKernelFilterFile(path, &error)) << text.toStdString();
+        EXPECT_FALSE(error.isEmpty());
+        EXPECT_FALSE(error.contains(u'\n')) << error.toStdString();
+    }
+    EXPECT_FALSE(CIFilter::isRegistered(QStringLiteral("KFArgCount")));
+    // The built-in keeps its own definition.
+    EXPECT_TRUE(CIFilter::filterWithName(QStringLiteral("CIColorInvert"))->outputKeys().size() > 0);
+
+    // The plug-in scan reports each broken file with its path and goes on.
+    qputenv("CIF_FILTER_PATH", dir.path().toUtf8());
+    const WarningCatcher catcher;
+    const int loaded = cif::CIPlugIn::loadAllPlugIns();
+    qunsetenv("CIF_FILTER_PATH");
+    EXPECT_EQ(loaded, 0);
+    EXPECT_EQ(WarningCatcher::lines().size(), broken.size());
+    for (const QString& line : WarningCatcher::lines())
+        EXPECT_TRUE(line.contains(dir.path())) << line.toStdString();
+}
+
+#if CIF_TEST_HAVE_COMPILER
+// A 3x3 neighbourhood kernel compiled from source, against the same sums
+// written out in C++ (the operations in the source's order).
+TEST(KernelApply, CompiledSobelMatchesDirectComputationAndIsCached) {
+    const QString source = QStringLiteral(
+        "float mono(sampler image, vec2 xy, vec2 off) { return sample(image, xy + off).r; }\n"
+        "kernel vec4 sobel(sampler image, float param) {\n"
+        "  float v = 0.0; float h = 0.0; vec2 xy = samplerCoord(image);\n"
+        "  for (int j = 0; j < 3; j++) for (int i = 0; i < 3; i++) {\n"
+        "    float p = mono(image, xy, vec2(float(i) - 1.0, float(j) - 1.0));\n"
+        "    float wi = float(i) - 1.0; float wj = float(j) - 1.0;\n"
+        "    v += p * wj * (2.0 - abs(wi)); h += p * wi * (2.0 - abs(wj)); }\n"
+        "  float g = param * sqrt(h * h + v * v);\n"
+        "  return vec4(g, g, g, sample(image, samplerCoord(image)).a); }\n");
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(source);
+    ASSERT_EQ(kernels.size(), 1);
+    // The second compilation is the cached result.
+    EXPECT_EQ(&CIKernel::kernelsWithString(source).first().program(), &kernels.first().program());
+    EXPECT_EQ(kernels.first().program().samplers[0].reach, 1.0);
+
+    const CIImage input = CIImage::imageWithQImage(testPicture(33, 21));
+    const ApplyingFilter filter;
+    const CIImage out = filter.apply(kernels.first(), {QVariant::fromValue(input), 1.5});
+    ASSERT_FALSE(out.isNull());
+    const QRectF rect(0, 0, 33, 21);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+    const CIFloatBitmap got = renderFloat(out, rect, 16, 2);
+    auto red = [&](int x, int y) {
+        return x < 0 || y < 0 || x >= 33 || y >= 21 ? 0.0f : in.at(x, y)[0];
+    };
+    for (int y = 0; y < 21; ++y)
+        for (int x = 0; x < 33; ++x) {
+            float v = 0.0f, h = 0.0f;
+            for (int j = 0; j < 3; ++j)
+                for (int i = 0; i < 3; ++i) {
+                    const float p = red(x + i - 1, y + j - 1);
+                    const float wi = float(i) - 1.0f, wj = float(j) - 1.0f;
+                    v = v + p * wj * (2.0f - std::fabs(wi));
+                    h = h + p * wi * (2.0f - std::fabs(wj));
+                }
+            const float g = 1.5f * std::sqrt(h * h + v * v);
+            ASSERT_FLOAT_EQ(got.at(x, y)[0], g) << x << "," << y;
+            ASSERT_EQ(got.at(x, y)[3], in.at(x, y)[3]);
+        }
+}
+
+TEST(KernelFilterFiles, ExamplesLoadAndRun) {
+    cif::initializePlatform();
+    qputenv("CIF_FILTER_PATH", kExamples.toUtf8());
+    const int loaded = cif::CIPlugIn::loadAllPlugIns();
+    qunsetenv("CIF_FILTER_PATH");
+    ASSERT_GE(loaded, 2);
+    const CIImage input = CIImage::imageWithQImage(testPicture(20, 10));
+    const QRectF rect(0, 0, 20, 10);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+
+    auto swap = CIFilter::filterWithName(QStringLiteral("CIFExampleChannelSwap"));
+    ASSERT_TRUE(swap);
+    EXPECT_TRUE(swap->outputImage().isNull());  // no image yet
+    swap->setValueForKey(QVariant::fromValue(input), cif::kCIInputImageKey);
+    const CIFloatBitmap swapped = renderFloat(swap->outputImage(), rect, 256, 1);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 20; ++x) {
+            EXPECT_EQ(swapped.at(x, y)[0], in.at(x, y)[2]);
+            EXPECT_EQ(swapped.at(x, y)[2], in.at(x, y)[0]);
+            EXPECT_EQ(swapped.at(x, y)[3], in.at(x, y)[3]);
+        }
+
+    auto vignette = CIFilter::filterWithName(QStringLiteral("CIFExampleVignette"));
+    ASSERT_TRUE(vignette);
+    EXPECT_EQ(vignette->inputKeys().size(), 4);
+    vignette->setValueForKey(QVariant::fromValue(input), cif::kCIInputImageKey);
+    vignette->setValueForKey(QVariant::fromValue(CIVector{10.5, 5.5}),
+                             QStringLiteral("inputCenter"));
+    vignette->setValueForKey(10.0, QStringLiteral("inputRadius"));
+    const CIFloatBitmap dark = renderFloat(vignette->outputImage(), rect, 256, 1);
+    EXPECT_EQ(dark.at(10, 5)[1], in.at(10, 5)[1]);  // the centre is untouched
+    EXPECT_EQ(dark.at(0, 5)[0], 0.0f);              // a radius away: black
+    EXPECT_EQ(dark.at(0, 5)[3], in.at(0, 5)[3]);
+}
+#endif
+
+}  // namespace
