@@ -17,6 +17,7 @@
 
 #include <QGuiApplication>
 #include <QImage>
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -114,13 +115,18 @@ public:
         const int w = area.w;
         std::vector<float> red(size_t(w + 2) * 3);
         std::vector<float> alpha(static_cast<size_t>(w));
-        auto redAt = [&](int x, int y) {
-            return region.contains(IRect{x, y, 1, 1}) ? in->at(x, y)[0] : 0.0f;
-        };
         for (int y = area.y; y < area.top(); ++y) {
-            for (int r = 0; r < 3; ++r)
-                for (int i = 0; i < w + 2; ++i)
-                    red[size_t(r) * size_t(w + 2) + size_t(i)] = redAt(area.x - 1 + i, y - 1 + r);
+            for (int r = 0; r < 3; ++r) {
+                float* row = red.data() + size_t(r) * size_t(w + 2);
+                const int yy = y - 1 + r, x0 = area.x - 1;
+                std::fill(row, row + (w + 2), 0.0f);
+                if (yy < region.y || yy >= region.top()) continue;
+                const int lo = std::max(0, region.x - x0);
+                const int hi = std::min(w + 2, region.right() - x0);
+                const float* src = in->at(x0 + lo, yy);
+                for (int i = lo; i < hi; ++i)
+                    row[i] = src[size_t(i - lo) * 4];
+            }
             for (int i = 0; i < w; ++i)
                 alpha[size_t(i)] = in->at(area.x + i, y)[3];
             const float* lo = red.data();

@@ -25,6 +25,13 @@ float truth(bool v) {
     return v ? 1.0f : 0.0f;
 }
 
+// The registers an instruction reads: its arity, plus the product's second
+// factor of a fused Add or Sub.
+int sourceCount(const Instruction& in, bool fused) {
+    if (fused && (in.op == Op::Add || in.op == Op::Sub) && in.imm == kFusedProduct) return 3;
+    return opArity(in.op);
+}
+
 // The registers an instruction writes: four for Sample, one otherwise.
 int writtenCount(Op op) {
     return op == Op::Sample ? 4 : 1;
@@ -39,6 +46,7 @@ void runProgramScalar(const Program& program, const EvalContext& context, int x0
     if (regs.size() < size_t(program.registerCount)) regs.resize(size_t(program.registerCount));
     float* r = regs.data();
     const float py = float(y) + 0.5f;
+    const bool fused = context.fusedProducts;
     for (int i = 0; i < n; ++i) {
         for (const Uniform& u : context.uniforms)
             r[u.reg] = u.value;
@@ -53,10 +61,10 @@ void runProgramScalar(const Program& program, const EvalContext& context, int x0
                     d = a;
                     break;
                 case Op::Add:
-                    d = a + b;
+                    d = fused && in.imm == kFusedProduct ? a + b * c : a + b;
                     break;
                 case Op::Sub:
-                    d = a - b;
+                    d = fused && in.imm == kFusedProduct ? a - b * c : a - b;
                     break;
                 case Op::Mul:
                     d = a * b;
@@ -274,7 +282,7 @@ bool compactRegisters(PreparedProgram& prepared) {
         const Reg sources[3] = {in.a, in.b, in.c};
         for (int s = 0; s < 3; ++s) {
             uses[i].src[s] = -1;
-            if (s >= opArity(in.op)) continue;
+            if (s >= sourceCount(in, prepared.fusedProducts)) continue;
             const int v = entryValue(sources[s]);
             lastUse[size_t(v)] = int(i);
             uses[i].src[s] = v;
@@ -400,12 +408,12 @@ uint32_t floatBits(float v) {
 //   constant and sampler) -> the earlier result.
 // Programs too large to renumber within the register index range are left
 // as they are.
-void simplify(Program& p) {
+bool simplify(Program& p) {
     const size_t count = size_t(p.registerCount);
     size_t written = 0;
     for (const Instruction& in : p.code)
         written += size_t(writtenCount(in.op));
-    if (count + written > size_t(std::numeric_limits<Reg>::max())) return;
+    if (count + written > size_t(std::numeric_limits<Reg>::max())) return false;
 
     std::vector<int> current(count);  // original register -> value holding it now
     for (size_t r = 0; r < count; ++r)
@@ -500,6 +508,43 @@ void simplify(Program& p) {
         r = Reg(current[r]);
     p.code = std::move(out);
     p.registerCount = std::max(next, 1);
+    return true;
+}
+
+// Folds a product read once, as the second operand of an Add or Sub, into
+// that instruction: a + (x * y) then runs as one instruction with the
+// product in c (see EvalContext::fusedProducts), saving a pass over the
+// chunk. The product is still rounded before the addition, so the result
+// has the same bits. Needs single assignment (x and y cannot change between
+// the multiply and the addition).
+void fuseProducts(Program& p) {
+    std::vector<int> reads(size_t(p.registerCount), 0);
+    std::vector<int> definedAt(size_t(p.registerCount), -1);
+    for (size_t i = 0; i < p.code.size(); ++i) {
+        const Instruction& in = p.code[i];
+        const Reg sources[3] = {in.a, in.b, in.c};
+        for (int s = 0; s < opArity(in.op); ++s)
+            ++reads[sources[s]];
+        if (in.op == Op::Mul) definedAt[in.dst] = int(i);
+    }
+    for (const Reg r : p.result)
+        ++reads[r];
+    std::vector<char> removed(p.code.size(), 0);
+    for (Instruction& in : p.code) {
+        if ((in.op != Op::Add && in.op != Op::Sub) || reads[in.b] != 1) continue;
+        const int at = definedAt[in.b];
+        if (at < 0) continue;
+        const Instruction& product = p.code[size_t(at)];
+        removed[size_t(at)] = 1;
+        in.b = product.a;
+        in.c = product.b;
+        in.imm = kFusedProduct;
+    }
+    std::vector<Instruction> kept;
+    kept.reserve(p.code.size());
+    for (size_t i = 0; i < p.code.size(); ++i)
+        if (!removed[i]) kept.push_back(p.code[i]);
+    p.code = std::move(kept);
 }
 
 }  // namespace
@@ -507,8 +552,12 @@ void simplify(Program& p) {
 PreparedProgram prepareProgram(const Program& program) {
     PreparedProgram out;
     out.program = withoutDeadCode(program);
-    simplify(out.program);
+    const bool singleAssignment = simplify(out.program);
     out.program = withoutDeadCode(out.program);
+    if (singleAssignment) {
+        fuseProducts(out.program);
+        out.fusedProducts = true;
+    }
     std::vector<Instruction>& code = out.program.code;
     // How often each register is written, and whether it is read before
     // its first write (then its earlier value matters and it stays in code).
@@ -517,7 +566,7 @@ PreparedProgram prepareProgram(const Program& program) {
     std::vector<char> readBeforeWrite(count, 0);
     for (const Instruction& in : code) {
         const Reg sources[3] = {in.a, in.b, in.c};
-        for (int s = 0; s < opArity(in.op); ++s)
+        for (int s = 0; s < sourceCount(in, out.fusedProducts); ++s)
             if (writes[sources[s]] == 0) readBeforeWrite[sources[s]] = 1;
         for (int k = 0; k < writtenCount(in.op); ++k)
             ++writes[size_t(in.dst) + size_t(k)];
@@ -544,12 +593,15 @@ PreparedProgram prepareProgram(const Program& program) {
         kept.push_back(in);
     }
     code = std::move(kept);
-    // Renaming can only fail on a pathological program (more registers
-    // than an index holds); it then runs as it is.
+    // Renaming fails only on pathological programs (more registers than the
+    // limit); those run as compiled, without dead code.
     PreparedProgram compacted = out;
     if (compactRegisters(compacted)) {
         out = std::move(compacted);
         out.sampleChannelMasks = true;
+    } else {
+        out = PreparedProgram{};
+        out.program = withoutDeadCode(program);
     }
     // After renaming every write goes to a fresh register; otherwise check
     // that no instruction writes a uniform or constant.

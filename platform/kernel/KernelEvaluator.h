@@ -50,7 +50,14 @@ struct EvalContext {
     // holds the channels later read (bit k for channel k; 0 for all), and
     // runProgram may leave the other channels' registers unwritten.
     bool sampleChannelMasks = false;
+    // Set for programs from prepareProgram: an Add or Sub whose imm is
+    // kFusedProduct computes a + (b * c), resp. a - (b * c), the product
+    // rounded first (the same bits as a Mul followed by the Add).
+    bool fusedProducts = false;
 };
+
+// The imm of a fused Add or Sub (see EvalContext::fusedProducts).
+inline constexpr float kFusedProduct = 1.0f;
 
 // Evaluates n pixels of row y starting at column x0 (pixel centres at
 // x + 0.5, y + 0.5) and writes n premultiplied RGBA pixels to outRGBA. The
@@ -71,17 +78,21 @@ bool validateProgram(const Program& program, std::string* error);
 // later instruction or the result). Registers and results are unchanged.
 Program withoutDeadCode(const Program& program);
 
-// A program made ready to run many times: dead code removed, constants that
-// are set once taken out of the code (filled like uniforms, once per call),
-// registers renamed so the register file holds only values live at the same
-// time (the parameters' and sampler slots' registers move with them), and
-// each Sample marked with the channels that are read. Run it with the
+// A program made ready to run many times, computing the same bits for every
+// pixel: dead code removed; repeated computations and rewrites that IEEE
+// arithmetic allows without rounding differently (x * 1, x + (-y) as x - y,
+// ...) folded; products read once merged into the Add or Sub that reads
+// them; constants set once taken out of the code (filled like uniforms, once
+// per call); registers renamed so the register file holds only values live
+// at the same time (the parameters' and sampler slots' registers move with
+// them); each Sample marked with the channels that are read. Run it with the
 // constants added to the uniforms and the EvalContext flags copied.
 struct PreparedProgram {
     Program program;
     std::vector<Uniform> constants;   // add to EvalContext::uniforms
     bool uniformsReadOnly = false;    // for EvalContext::uniformsReadOnly
     bool sampleChannelMasks = false;  // for EvalContext::sampleChannelMasks
+    bool fusedProducts = false;       // for EvalContext::fusedProducts
 };
 PreparedProgram prepareProgram(const Program& program);
 

@@ -25,6 +25,15 @@ static_assert(kSpan * sizeof(float) % HWY_MAX_BYTES == 0, "a chunk is whole vect
 using DF = hn::ScalableTag<float>;
 using VF = hn::Vec<DF>;
 
+// floor and ceil keep the sign of their argument (floor(-0) = -0, ceil(-0.5)
+// = -0); some targets emulate rounding and lose it, so the sign is put back.
+HWY_INLINE VF FloorExact(VF v) {
+    return hn::CopySign(hn::Floor(v), v);
+}
+HWY_INLINE VF CeilExact(VF v) {
+    return hn::CopySign(hn::Ceil(v), v);
+}
+
 // a != b with C++'s meaning (true when either is NaN). Highway's Ne may be
 // an ordered comparison on some targets, so it is spelled as not-equal.
 HWY_INLINE auto NotEqual(VF a, VF b) {
@@ -70,6 +79,14 @@ HWY_INLINE void ExtractChannel(const float* src, float* d, int lo, int hi) {
         d[i] = src[size_t(i - lo) * 4 + size_t(kChannel)];
 }
 #endif
+
+template <class F>
+HWY_INLINE void Ternary(float* d, const float* a, const float* b, const float* c, const F& f) {
+    const DF df;
+    const size_t lanes = hn::Lanes(df);
+    for (size_t i = 0; i < size_t(kSpan); i += lanes)
+        hn::Store(f(hn::Load(df, a + i), hn::Load(df, b + i), hn::Load(df, c + i)), df, d + i);
+}
 
 // Sample for a whole chunk. When the positions are consecutive pixel centres
 // of one row (the common case: samplerCoord plus a whole-pixel offset under
@@ -197,6 +214,7 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
     const VF iota = hn::Iota(df, 0.0f);
     auto reg = [regs](Reg r) { return regs + size_t(r) * size_t(kSpan); };
     const float py = float(y) + 0.5f;
+    const bool fused = context.fusedProducts;
     auto fillUniforms = [&] {
         for (const Uniform& u : context.uniforms)
             std::fill_n(reg(u.reg), kSpan, u.value);
@@ -218,10 +236,18 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
                     if (d != a) std::copy_n(a, kSpan, d);
                     break;
                 case Op::Add:
-                    Binary(d, a, b, [](VF v, VF w) { return hn::Add(v, w); });
+                    if (fused && in.imm == kFusedProduct)
+                        Ternary(d, a, b, c,
+                                [](VF u, VF v, VF w) { return hn::Add(u, hn::Mul(v, w)); });
+                    else
+                        Binary(d, a, b, [](VF v, VF w) { return hn::Add(v, w); });
                     break;
                 case Op::Sub:
-                    Binary(d, a, b, [](VF v, VF w) { return hn::Sub(v, w); });
+                    if (fused && in.imm == kFusedProduct)
+                        Ternary(d, a, b, c,
+                                [](VF u, VF v, VF w) { return hn::Sub(u, hn::Mul(v, w)); });
+                    else
+                        Binary(d, a, b, [](VF v, VF w) { return hn::Sub(v, w); });
                     break;
                 case Op::Mul:
                     Binary(d, a, b, [](VF v, VF w) { return hn::Mul(v, w); });
@@ -248,17 +274,17 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
                     });
                     break;
                 case Op::Floor:
-                    Unary(d, a, [](VF v) { return hn::Floor(v); });
+                    Unary(d, a, [](VF v) { return FloorExact(v); });
                     break;
                 case Op::Ceil:
-                    Unary(d, a, [](VF v) { return hn::Ceil(v); });
+                    Unary(d, a, [](VF v) { return CeilExact(v); });
                     break;
                 case Op::Fract:
-                    Unary(d, a, [](VF v) { return hn::Sub(v, hn::Floor(v)); });
+                    Unary(d, a, [](VF v) { return hn::Sub(v, FloorExact(v)); });
                     break;
                 case Op::Mod:
                     Binary(d, a, b, [](VF v, VF w) {
-                        return hn::Sub(v, hn::Mul(w, hn::Floor(hn::Div(v, w))));
+                        return hn::Sub(v, hn::Mul(w, FloorExact(hn::Div(v, w))));
                     });
                     break;
                 case Op::Sqrt:

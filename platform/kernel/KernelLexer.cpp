@@ -20,6 +20,39 @@ bool isIdentChar(char c) {
     return isIdentStart(c) || isDigit(c);
 }
 
+// The value of a decimal literal that from_chars reports as out of range,
+// which it does both for overflow and for underflow: the power of ten of
+// its first significant digit tells which, and gives infinity or zero.
+double outOfRangeValue(std::string_view literal) {
+    long intDigits = 0;             // integer digits from the first nonzero one
+    long leadingFractionZeros = 0;  // zeros after the point before a nonzero digit
+    bool seenPoint = false, seenFractionDigit = false;
+    size_t k = 0;
+    for (; k < literal.size() && (isDigit(literal[k]) || literal[k] == '.'); ++k) {
+        if (literal[k] == '.') {
+            seenPoint = true;
+        } else if (!seenPoint) {
+            if (intDigits > 0 || literal[k] != '0') ++intDigits;
+        } else if (!seenFractionDigit && literal[k] == '0') {
+            ++leadingFractionZeros;
+        } else {
+            seenFractionDigit = true;
+        }
+    }
+    const long magnitude = intDigits > 0 ? intDigits - 1 : -(leadingFractionZeros + 1);
+    long exponent = 0;
+    bool negative = false;
+    if (k < literal.size()) ++k;  // 'e' or 'E'
+    if (k < literal.size() && (literal[k] == '+' || literal[k] == '-'))
+        negative = literal[k++] == '-';
+    for (; k < literal.size() && isDigit(literal[k]); ++k) {
+        if (exponent < 100000000) exponent = exponent * 10 + (literal[k] - '0');
+    }
+    return magnitude + (negative ? -exponent : exponent) < 0
+               ? 0.0
+               : std::numeric_limits<double>::infinity();
+}
+
 // Two-character operators first so that the longest match wins.
 constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||",
                                                "++", "--", "+=", "-=", "*=", "/=",
@@ -106,7 +139,7 @@ std::vector<Token> tokenizeKernel(std::string_view src) {
             const auto [ptr, ec] =
                 std::from_chars(src.data() + start, src.data() + numberEnd, value);
             if (ec == std::errc::result_out_of_range) {
-                value = std::numeric_limits<double>::infinity();
+                value = outOfRangeValue(src.substr(start, numberEnd - start));
             } else if (ec != std::errc() || ptr != src.data() + numberEnd) {
                 fail(line, column,
                      "invalid number '" + std::string(src.substr(start, j - start)) + "'");

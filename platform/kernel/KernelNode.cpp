@@ -70,6 +70,7 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
     context.uniforms = prepared.constants;
     context.uniformsReadOnly = prepared.uniformsReadOnly;
     context.sampleChannelMasks = prepared.sampleChannelMasks;
+    context.fusedProducts = prepared.fusedProducts;
     for (const Value& v : m_values) {
         float comps[4] = {float(v.components[0]), float(v.components[1]), float(v.components[2]),
                           float(v.components[3])};

@@ -436,6 +436,12 @@ TEST(KernelCompilerTest, ExpressionsConstructorsAndSwizzles) {
                  .5, .5, .5, .5);
 }
 
+TEST(KernelCompilerTest, LiteralsBeyondDoubleRange) {
+    // Too small for a double is zero, too large is infinity.
+    EXPECT_PIXEL(eval("", "return vec4(1e-400, 0.001e-320, 100e-402, float(1e400 > 1e38));"), 0, 0,
+                 0, 1);
+}
+
 TEST(KernelCompilerTest, ControlFlowAndHelpers) {
     const char* helper =
         "float pick(float x) { if (x > 1.) { if (x > 5.) return 50.; return 10.; } return 1.; }";

@@ -2,6 +2,7 @@
 // programs, sampler semantics, and kernels applied through the engine.
 
 #include <gtest/gtest.h>
+#include <hwy/targets.h>
 
 #include <cmath>
 #include <cstring>
@@ -143,7 +144,25 @@ PixelBuffer randomBuffer(std::mt19937& rng, const IRect& rect) {
     return buffer;
 }
 
+void checkRandomPrograms();
+
+// Runs check once for each vector target compiled in and supported here,
+// then restores the normal choice.
+template <typename Check>
+void forEachTarget(const Check& check) {
+    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        SCOPED_TRACE(hwy::TargetName(target));
+        check();
+    }
+    hwy::SetSupportedTargetsForTest(0);
+}
+
 TEST(KernelEvaluator, VectorMatchesScalarOnRandomProgramsForEveryTailLength) {
+    forEachTarget([] { checkRandomPrograms(); });
+}
+
+void checkRandomPrograms() {
     std::mt19937 rng(1234);
     const PixelBuffer image = randomBuffer(rng, IRect{-7, 3, 150, 9});
     for (int trial = 0; trial < 60; ++trial) {
@@ -166,7 +185,9 @@ TEST(KernelEvaluator, VectorMatchesScalarOnRandomProgramsForEveryTailLength) {
                                         prepared.constants.end());
         preparedContext.uniformsReadOnly = prepared.uniformsReadOnly;
         preparedContext.sampleChannelMasks = prepared.sampleChannelMasks;
-        EXPECT_TRUE(prepared.uniformsReadOnly && prepared.sampleChannelMasks);
+        preparedContext.fusedProducts = prepared.fusedProducts;
+        EXPECT_TRUE(prepared.uniformsReadOnly && prepared.sampleChannelMasks &&
+                    prepared.fusedProducts);
         const int y = 2 + trial % 10;
         for (int n = 1; n <= 2 * kSpan + 1; ++n) {
             const int x0 = -10 + (n * 7) % 23;
