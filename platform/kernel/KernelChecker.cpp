@@ -96,12 +96,23 @@ public:
         while (globalIndex < m_unit.globals.size())
             checkGlobal(*m_unit.globals[globalIndex++]);
         checkCallGraph();
+        // Each kernel is bounded, and so is their sum: every kernel of a
+        // source is lowered when it compiles, so a source packed with many
+        // kernels at the limit would otherwise cost seconds and gigabytes.
+        long total = 0;
         for (auto& fn : m_unit.functions) {
             if (!fn->isKernel) continue;
-            if (functionCost(*fn) > static_cast<long>(kMaxInstructions)) {
+            const long cost = functionCost(*fn);
+            if (cost > static_cast<long>(kMaxInstructions)) {
                 fail(fn->line, fn->column,
                      "kernel does more than " + std::to_string(kMaxInstructions) +
                          " operations per pixel");
+            }
+            total += cost;
+            if (total > static_cast<long>(kMaxSourceInstructions)) {
+                fail(fn->line, fn->column,
+                     "the kernels of this source do more than " +
+                         std::to_string(kMaxSourceInstructions) + " operations in all");
             }
         }
     }

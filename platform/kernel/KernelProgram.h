@@ -123,8 +123,9 @@ struct Program {
 inline constexpr size_t kMaxSourceBytes = 64 * 1024;
 inline constexpr int kMaxNesting = 64;  // expressions and statements
 inline constexpr int kMaxCallDepth = 50;
-inline constexpr long kMaxLoopIterations = 100000;  // per loop, strictly fewer
-inline constexpr size_t kMaxInstructions = 200000;  // static bound on work per pixel
+inline constexpr long kMaxLoopIterations = 100000;         // per loop, strictly fewer
+inline constexpr size_t kMaxInstructions = 200000;         // static bound on work per pixel
+inline constexpr size_t kMaxSourceInstructions = 1000000;  // all kernels of one source together
 inline constexpr int kMaxRegisters = 60000;
 
 }  // namespace cif::kernel

@@ -408,6 +408,18 @@ TEST(KernelCompilerTest, LoopAndWorkLimits) {
     EXPECT_EQ(errorOf("float f(float x) { float s = x; for (int i = 0; i < 99999; i++) s += x;"
                       " return s; } kernel vec4 k(float p) { return vec4(f(p) + f(p)); }"),
               "kernel:1:97: " + tooMuch);
+    // All kernels of one source share a larger budget: five kernels of about
+    // 180000 operations each fit, a sixth does not.
+    auto many = [](int count) {
+        std::string s;
+        for (int k = 0; k < count; ++k)
+            s += "kernel vec4 k" + std::to_string(k) +
+                 "(float p) { float s = p; for (int i = 0; i < 90000; i++) s += p; return "
+                 "vec4(s); }";
+        return s;
+    };
+    EXPECT_EQ(compileOk(many(5)).size(), 5u);
+    EXPECT_NE(errorOf(many(6)).find("operations in all"), std::string::npos);
 }
 
 // ---- meaning of the language, through the reference interpreter ----
