@@ -12,12 +12,7 @@
 
 // The compiler front end is a separate unit; until it is part of the build,
 // every source fails with a diagnostic that says so.
-#if __has_include("platform/kernel/KernelCompiler.h")
 #include "platform/kernel/KernelCompiler.h"
-#define CIF_HAVE_KERNEL_COMPILER 1
-#else
-#define CIF_HAVE_KERNEL_COMPILER 0
-#endif
 
 namespace cif {
 
@@ -45,7 +40,6 @@ const kernel::Program& emptyProgram() {
 // Compiles source into programs; false with the diagnostics' texts on failure.
 bool compile(const QString& source, std::vector<kernel::Program>& programs,
              QStringList& diagnostics) {
-#if CIF_HAVE_KERNEL_COMPILER
     const QByteArray utf8 = source.toUtf8();
     std::vector<kernel::Diagnostic> found;
     const bool ok = kernel::compileKernelSource(
@@ -55,13 +49,6 @@ bool compile(const QString& source, std::vector<kernel::Program>& programs,
     if (ok && programs.empty())
         diagnostics << QCoreApplication::translate("CIKernel", "the source defines no kernel");
     return ok && !programs.empty();
-#else
-    Q_UNUSED(source);
-    Q_UNUSED(programs);
-    diagnostics << QCoreApplication::translate("CIKernel",
-                                               "the kernel language compiler is not available");
-    return false;
-#endif
 }
 
 }  // namespace

@@ -8,12 +8,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
-#if __has_include("platform/kernel/KernelCompiler.h")
-#define CIF_TEST_HAVE_COMPILER 1
-#else
-#define CIF_TEST_HAVE_COMPILER 0
-#endif
-
 namespace {
 
 const QString kCifx = QStringLiteral(CIF_BINARY_DIR "/hosts/cli/cifx");
@@ -81,7 +75,6 @@ TEST_F(CliKernelTest, CheckReportsDiagnosticsAndFailuresWriteNothing) {
     EXPECT_FALSE(QFile::exists(path("out.png")));
 }
 
-#if CIF_TEST_HAVE_COMPILER
 TEST_F(CliKernelTest, RunsFilterFilesAndBareKernels) {
     const QString swap = kExamples + QStringLiteral("/ChannelSwap.json");
     Result r = runCifx({QStringLiteral("kernel"), QStringLiteral("--check"), swap});
@@ -109,6 +102,5 @@ TEST_F(CliKernelTest, RunsFilterFilesAndBareKernels) {
                  QStringLiteral("--set"), QStringLiteral("nothing=1")});
     EXPECT_EQ(r.exitCode, 2);
 }
-#endif
 
 }  // namespace

@@ -28,12 +28,6 @@
 #include "platform/kernel/CISampler.h"
 #include "platform/kernel/KernelEvaluator.h"
 
-#if __has_include("platform/kernel/KernelCompiler.h")
-#define CIF_TEST_HAVE_COMPILER 1
-#else
-#define CIF_TEST_HAVE_COMPILER 0
-#endif
-
 namespace {
 
 using namespace cif::kernel;
@@ -525,30 +519,28 @@ void writeFile(const QString& path, const QByteArray& text) {
 
 TEST(KernelFilterFiles, BrokenFilesAreRefusedWithAReason) {
     cif::initializePlatform();
-    const QList<QByteArray> broken =
-    { "{ not json",
-      "[1, 2]",
-      R"({"name": "Bad Name", "inputs": [], "kernel": "", "arguments": []})",
-      R"({"name": "KFNoInputs", "kernel": "", "arguments": []})",
-      R"({"name": "KFBadKey", "inputs": [{"key": "radius", "class": "NSNumber"}],
+    const QList<QByteArray> broken = {
+        "{ not json",
+        "[1, 2]",
+        R"({"name": "Bad Name", "inputs": [], "kernel": "", "arguments": []})",
+        R"({"name": "KFNoInputs", "kernel": "", "arguments": []})",
+        R"({"name": "KFBadKey", "inputs": [{"key": "radius", "class": "NSNumber"}],
             "kernel": "", "arguments": []})",
-      R"({"name": "KFBadClass", "inputs": [{"key": "inputX", "class": "QFont"}],
+        R"({"name": "KFBadClass", "inputs": [{"key": "inputX", "class": "QFont"}],
             "kernel": "", "arguments": []})",
-      R"({"name": "KFBadRange", "inputs": [{"key": "inputX", "class": "NSNumber",
+        R"({"name": "KFBadRange", "inputs": [{"key": "inputX", "class": "NSNumber",
             "min": 2, "max": 1}], "kernel": "", "arguments": []})",
-      R"({"name": "KFNoKernel", "inputs": [], "arguments": []})",
-      R"({"name": "KFBadKernel", "inputs": [], "kernel": "kernel vec4 k( {", "arguments": []})",
-      R"({"name": "CIColorInvert", "inputs": [], "kernel": "kernel vec4 k() { return vec4(1.0); }",
+        R"({"name": "KFNoKernel", "inputs": [], "arguments": []})",
+        R"({"name": "KFBadKernel", "inputs": [], "kernel": "kernel vec4 k( {", "arguments": []})",
+        R"({"name": "CIColorInvert", "inputs": [], "kernel": "kernel vec4 k() { return vec4(1.0); }",
             "arguments": []})",
-#if CIF_TEST_HAVE_COMPILER
-      R"({"name": "KFArgCount", "inputs": [{"key": "inputImage", "class": "CIImage"}],
+        R"({"name": "KFArgCount", "inputs": [{"key": "inputImage", "class": "CIImage"}],
             "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
             "arguments": ["inputImage"]})",
-      R"({"name": "KFArgType", "inputs": [{"key": "inputImage", "class": "CIImage"},
+        R"({"name": "KFArgType", "inputs": [{"key": "inputImage", "class": "CIImage"},
             {"key": "inputF", "class": "CIVector"}],
             "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
             "arguments": ["inputImage", "inputF"]})",
-#endif
     };
     const QTemporaryDir dir;
     ASSERT_TRUE(dir.isValid());
@@ -576,7 +568,6 @@ TEST(KernelFilterFiles, BrokenFilesAreRefusedWithAReason) {
         EXPECT_TRUE(line.contains(dir.path())) << line.toStdString();
 }
 
-#if CIF_TEST_HAVE_COMPILER
 // A 3x3 neighbourhood kernel compiled from source, against the same sums
 // written out in C++ (the operations in the source's order).
 TEST(KernelApply, CompiledSobelMatchesDirectComputationAndIsCached) {
@@ -656,6 +647,5 @@ TEST(KernelFilterFiles, ExamplesLoadAndRun) {
     EXPECT_EQ(dark.at(0, 5)[0], 0.0f);              // a radius away: black
     EXPECT_EQ(dark.at(0, 5)[3], in.at(0, 5)[3]);
 }
-#endif
 
 }  // namespace
