@@ -11,7 +11,7 @@
 namespace {
 
 const QString kCifx = QStringLiteral(CIF_BINARY_DIR "/hosts/cli/cifx");
-const QString kExamples = QStringLiteral(CIF_TEST_DATA "/../../resources/filters/examples");
+const QString kExamples = QStringLiteral(CIF_SOURCE_DIR "/resources/filters/examples");
 
 struct Result {
     int exitCode = -1;

@@ -509,7 +509,7 @@ TEST(KernelApply, OutputIsTheSameForAnyTileSizeAndThreadCount) {
 
 // ---------------------------------------------------------------- filter files
 
-const QString kExamples = QStringLiteral(CIF_TEST_DATA "/../../resources/filters/examples");
+const QString kExamples = QStringLiteral(CIF_SOURCE_DIR "/resources/filters/examples");
 
 void writeFile(const QString& path, const QByteArray& text) {
     QFile f(path);
