@@ -57,18 +57,9 @@ TableEntry entryFromJson(const QJsonObject& f) {
         a.insert(kCIAttributeClass, cls);
         if (!type.isEmpty()) a.insert(kCIAttributeType, type);
         a.insert(kCIAttributeDisplayName, in.value("displayName").toString());
-        const struct {
-            const char* json;
-            const QString& attr;
-        } fields[] = {{"default", kCIAttributeDefault},
-                      {"identity", kCIAttributeIdentity},
-                      {"min", kCIAttributeMin},
-                      {"max", kCIAttributeMax},
-                      {"sliderMin", kCIAttributeSliderMin},
-                      {"sliderMax", kCIAttributeSliderMax}};
-        for (const auto& fld : fields) {
+        for (const CIJsonAttributeField& fld : kCIJsonAttributeFields) {
             const QVariant v = tableValue(in.value(QLatin1String(fld.json)), cls, type);
-            if (v.isValid()) a.insert(fld.attr, v);
+            if (v.isValid()) a.insert(fld.attribute, v);
         }
         e.classAttributes.insert(key, a);
         e.inputKeys << key;

@@ -71,6 +71,19 @@ inline const QString kCIOutputImageKey = QStringLiteral("outputImage");
 // CIFilter::apply option: the CISampler or CIImage whose extent the result has.
 inline const QString kCIApplyOptionDefinition = QStringLiteral("definition");
 
+// The numeric and value attributes of one input as JSON descriptions name
+// them (the built-in table and filter files share this spelling).
+struct CIJsonAttributeField {
+    const char* json;
+    const QString& attribute;
+};
+inline const CIJsonAttributeField kCIJsonAttributeFields[] = {{"default", kCIAttributeDefault},
+                                                              {"identity", kCIAttributeIdentity},
+                                                              {"min", kCIAttributeMin},
+                                                              {"max", kCIAttributeMax},
+                                                              {"sliderMin", kCIAttributeSliderMin},
+                                                              {"sliderMax", kCIAttributeSliderMax}};
+
 // Attribute classes as the dictionaries name them.
 inline const QString kCIClassNumber = QStringLiteral("NSNumber");
 inline const QString kCIClassVector = QStringLiteral("CIVector");

@@ -108,16 +108,7 @@ bool parseInput(const QJsonObject& in, QString& key, QVariantMap& attribute, QSt
     attribute.insert(kCIAttributeDisplayName, display.isEmpty() ? key : display.left(200));
 
     if (cls == kCIClassNumber) {
-        const struct {
-            const char* json;
-            const QString& attr;
-        } fields[] = {{"default", kCIAttributeDefault},
-                      {"identity", kCIAttributeIdentity},
-                      {"min", kCIAttributeMin},
-                      {"max", kCIAttributeMax},
-                      {"sliderMin", kCIAttributeSliderMin},
-                      {"sliderMax", kCIAttributeSliderMax}};
-        for (const auto& f : fields) {
+        for (const CIJsonAttributeField& f : kCIJsonAttributeFields) {
             const QJsonValue v = in.value(QLatin1String(f.json));
             if (v.isUndefined()) continue;
             if (!finiteNumber(v)) {
@@ -126,7 +117,7 @@ bool parseInput(const QJsonObject& in, QString& key, QVariantMap& attribute, QSt
                         .arg(key, QLatin1String(f.json));
                 return false;
             }
-            attribute.insert(f.attr, v.toDouble());
+            attribute.insert(f.attribute, v.toDouble());
         }
         if (attribute.contains(kCIAttributeMin) && attribute.contains(kCIAttributeMax) &&
             attribute.value(kCIAttributeMin).toDouble() >

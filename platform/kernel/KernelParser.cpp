@@ -61,19 +61,20 @@ public:
             const Token& start = peek();
             const bool isKernel = acceptWord("kernel");
             bool isConst = acceptWord("const");
-            TypeSpec spec = parseType("at global scope");
+            DeclaredType declared = parseType("at global scope");
             if (!isConst && acceptWord("const")) isConst = true;
             const Token& nameTok = expectIdentifier("expected a name");
             if (peek().is("(")) {
                 auto fn = std::make_unique<ast::Function>();
                 fn->isKernel = isKernel;
-                fn->returnType = spec.type;
+                fn->returnType = declared.type;
                 fn->name = std::string(nameTok.text);
                 fn->line = nameTok.line;
                 fn->column = nameTok.column;
                 fn->globalsBefore = unit.globals.size();
                 if (isConst) fail(start.line, start.column, "a function cannot be const");
-                if (spec.isInt) fail(spec.line, spec.column, "functions cannot return int");
+                if (declared.isInt)
+                    fail(declared.line, declared.column, "functions cannot return int");
                 parseParams(*fn);
                 if (!peek().is("{"))
                     fail(peek().line, peek().column,
@@ -82,7 +83,7 @@ public:
                 unit.functions.push_back(std::move(fn));
             } else {
                 if (isKernel) fail(start.line, start.column, "'kernel' must introduce a function");
-                auto decl = parseDeclaratorList(spec, isConst, nameTok, start);
+                auto decl = parseDeclaratorList(declared, isConst, nameTok, start);
                 expect(";", "after declaration");
                 unit.globals.push_back(std::move(decl));
             }
@@ -91,7 +92,7 @@ public:
     }
 
 private:
-    struct TypeSpec {
+    struct DeclaredType {
         Type type = Type::Void;
         bool isColor = false;
         bool isInt = false;
@@ -161,45 +162,45 @@ private:
         return w == "float" || w == "vec2" || w == "vec3" || w == "vec4" || w == "bool" ||
                w == "sampler" || w == "__color" || w == "int" || w == "void";
     }
-    static bool typeFromWord(std::string_view w, TypeSpec& spec) {
-        spec.isColor = spec.isInt = false;
+    static bool typeFromWord(std::string_view w, DeclaredType& declared) {
+        declared.isColor = declared.isInt = false;
         if (w == "float") {
-            spec.type = Type::Float;
+            declared.type = Type::Float;
         } else if (w == "vec2") {
-            spec.type = Type::Vec2;
+            declared.type = Type::Vec2;
         } else if (w == "vec3") {
-            spec.type = Type::Vec3;
+            declared.type = Type::Vec3;
         } else if (w == "vec4") {
-            spec.type = Type::Vec4;
+            declared.type = Type::Vec4;
         } else if (w == "__color") {
-            spec.type = Type::Vec4;
-            spec.isColor = true;
+            declared.type = Type::Vec4;
+            declared.isColor = true;
         } else if (w == "bool") {
-            spec.type = Type::Bool;
+            declared.type = Type::Bool;
         } else if (w == "sampler") {
-            spec.type = Type::Sampler;
+            declared.type = Type::Sampler;
         } else if (w == "int") {
-            spec.type = Type::Float;
-            spec.isInt = true;
+            declared.type = Type::Float;
+            declared.isInt = true;
         } else if (w == "void") {
-            spec.type = Type::Void;
+            declared.type = Type::Void;
         } else {
             return false;
         }
         return true;
     }
 
-    TypeSpec parseType(const char* where) {
+    DeclaredType parseType(const char* where) {
         const Token& t = peek();
         checkUnsupported(t);
-        TypeSpec spec;
-        spec.line = t.line;
-        spec.column = t.column;
-        if (t.kind != TokenKind::Identifier || !typeFromWord(t.text, spec)) {
+        DeclaredType declared;
+        declared.line = t.line;
+        declared.column = t.column;
+        if (t.kind != TokenKind::Identifier || !typeFromWord(t.text, declared)) {
             fail(t.line, t.column, std::string("expected a type ") + where);
         }
         next();
-        return spec;
+        return declared;
     }
 
     void parseParams(ast::Function& fn) {
@@ -210,15 +211,16 @@ private:
                 ast::Param param;
                 param.isConst = acceptWord("const");
                 acceptWord("in");
-                TypeSpec spec = parseType("for a parameter");
-                if (spec.type == Type::Void)
-                    fail(spec.line, spec.column, "a parameter cannot be void");
-                if (spec.isInt) fail(spec.line, spec.column, "int parameters are not supported");
+                DeclaredType declared = parseType("for a parameter");
+                if (declared.type == Type::Void)
+                    fail(declared.line, declared.column, "a parameter cannot be void");
+                if (declared.isInt)
+                    fail(declared.line, declared.column, "int parameters are not supported");
                 if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
                 const Token& name = expectIdentifier("expected a parameter name");
                 if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
-                param.type = spec.type;
-                param.isColor = spec.isColor;
+                param.type = declared.type;
+                param.isColor = declared.isColor;
                 param.name = std::string(name.text);
                 param.line = name.line;
                 param.column = name.column;
@@ -228,15 +230,15 @@ private:
         }
     }
 
-    StmtPtr parseDeclaratorList(const TypeSpec& spec, bool isConst, const Token& firstName,
+    StmtPtr parseDeclaratorList(const DeclaredType& declared, bool isConst, const Token& firstName,
                                 const Token& start) {
         auto decl = std::make_unique<Stmt>();
         decl->kind = Stmt::Kind::Decl;
         decl->line = start.line;
         decl->column = start.column;
-        decl->declType = spec.type;
-        decl->isColor = spec.isColor;
-        decl->isInt = spec.isInt;
+        decl->declType = declared.type;
+        decl->isColor = declared.isColor;
+        decl->isInt = declared.isInt;
         decl->isConst = isConst;
         const Token* name = &firstName;
         for (;;) {
@@ -283,9 +285,10 @@ private:
     bool startsDeclaration() const {
         const Token& t = peek();
         if (t.isWord("const")) return true;
-        TypeSpec spec;
+        DeclaredType declared;
         // `vec4(...)` at the start of a statement is a constructor expression.
-        return t.kind == TokenKind::Identifier && typeFromWord(t.text, spec) && !peek(1).is("(");
+        return t.kind == TokenKind::Identifier && typeFromWord(t.text, declared) &&
+               !peek(1).is("(");
     }
 
     // Returns null for an empty statement.
@@ -346,11 +349,12 @@ private:
     StmtPtr parseDeclaration() {
         const Token& start = peek();
         bool isConst = acceptWord("const");
-        TypeSpec spec = parseType("in a declaration");
+        DeclaredType declared = parseType("in a declaration");
         if (!isConst && acceptWord("const")) isConst = true;
-        if (spec.type == Type::Void) fail(spec.line, spec.column, "a variable cannot be void");
+        if (declared.type == Type::Void)
+            fail(declared.line, declared.column, "a variable cannot be void");
         const Token& name = expectIdentifier("expected a variable name");
-        return parseDeclaratorList(spec, isConst, name, start);
+        return parseDeclaratorList(declared, isConst, name, start);
     }
 
     // ---- expressions, lowest precedence first ----
@@ -514,8 +518,8 @@ private:
         }
         if (t.kind == TokenKind::Identifier && !isReserved(t.text)) {
             next();
-            TypeSpec spec;
-            if (typeFromWord(t.text, spec) && !peek().is("("))
+            DeclaredType declared;
+            if (typeFromWord(t.text, declared) && !peek().is("("))
                 fail(t.line, t.column,
                      "expected '(' after type name '" + std::string(t.text) + "'");
             if (peek().is("(")) {
