@@ -30,6 +30,11 @@ private:
 std::vector<BuiltinDef> colorBuiltins();
 std::vector<BuiltinDef> compositeBuiltins();
 std::vector<BuiltinDef> generatorBuiltins();
+std::vector<BuiltinDef> transitionBuiltins();
+std::vector<BuiltinDef> blurBuiltins();
+std::vector<BuiltinDef> stylizeBuiltins();
+std::vector<BuiltinDef> halftoneBuiltins();
+std::vector<BuiltinDef> distortionBuiltins();
 std::vector<BuiltinDef> geometryBuiltins();
 std::vector<BuiltinDef> tileBuiltins();
 

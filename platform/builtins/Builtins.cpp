@@ -11,7 +11,8 @@ QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
     for (auto list :
-         {colorBuiltins, compositeBuiltins, generatorBuiltins, geometryBuiltins, tileBuiltins}) {
+         {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
+          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
