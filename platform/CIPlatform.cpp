@@ -1,5 +1,6 @@
 #include "platform/CIPlatform.h"
 
+#include <atomic>
 #include <mutex>
 
 #include "platform/builtins/Builtins.h"
@@ -28,6 +29,18 @@ void initializePlatform() {
                                          return kernel::loadKernelFilterFile(path, error);
                                      });
     });
+}
+
+namespace {
+std::atomic<double> g_appKitVersion{kAppKitVersionNumber};
+}
+
+double appKitVersionNumber() {
+    return g_appKitVersion.load();
+}
+
+void setAppKitVersionNumber(double version) {
+    g_appKitVersion.store(version);
 }
 
 }  // namespace cif

@@ -7,4 +7,11 @@ namespace cif {
 
 void initializePlatform();
 
+// The version number of the windowing platform (the AppKit version number the
+// plug-in tests to choose between its older and newer catalogs). Ours counts
+// as the newer platform; tests set another value to build the older catalog.
+inline constexpr double kAppKitVersionNumber = 1038.0;
+double appKitVersionNumber();
+void setAppKitVersionNumber(double version);
+
 }  // namespace cif

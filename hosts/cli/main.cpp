@@ -7,6 +7,7 @@
 #include <QLocale>
 #include <QTranslator>
 
+#include "hosts/cli/CatalogCommand.h"
 #include "hosts/cli/Commands.h"
 #include "hosts/cli/Gallery.h"
 #include "hosts/cli/KernelCommand.h"
@@ -44,6 +45,7 @@ int dispatch(const QStringList& args) {
         printOut(QStringLiteral("cifx %1\n").arg(QCoreApplication::applicationVersion()));
         return kExitSuccess;
     }
+    if (command == QLatin1String("list")) return runList(rest);
     if (command == QLatin1String("filters")) return runFilters(rest);
     if (command == QLatin1String("attributes")) return runAttributes(rest);
     if (command == QLatin1String("render")) return runRender(rest);

@@ -1,0 +1,22 @@
+#pragma once
+// NetDistortion: bends the picture along a sine net. Registered as "CIFNetDistortion".
+
+#include <QString>
+#include <memory>
+
+#include "filters/CIFCustomFilter.h"
+
+namespace cif {
+
+class NetDistortion final : public CIFCustomFilter {
+public:
+    // Registers the class with the filter registry on the first call.
+    static void touchClass();
+    // A new instance; the name is ignored.
+    static std::unique_ptr<CIFilter> filterWithName(const QString& name);
+
+private:
+    NetDistortion() = default;
+};
+
+}  // namespace cif

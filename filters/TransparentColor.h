@@ -1,0 +1,23 @@
+#pragma once
+// TransparentColor: makes pixels near a key colour transparent. Registered as
+// "CIFTransparentColorFilter".
+
+#include <QString>
+#include <memory>
+
+#include "filters/CIFCustomFilter.h"
+
+namespace cif {
+
+class TransparentColor final : public CIFCustomFilter {
+public:
+    // Registers the class with the filter registry on the first call.
+    static void touchClass();
+    // A new instance; the name is ignored.
+    static std::unique_ptr<CIFilter> filterWithName(const QString& name);
+
+private:
+    TransparentColor() = default;
+};
+
+}  // namespace cif

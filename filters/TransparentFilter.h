@@ -1,0 +1,23 @@
+#pragma once
+// TransparentFilter: fades the picture towards full transparency. Registered as
+// "CIFTransparentFilter".
+
+#include <QString>
+#include <memory>
+
+#include "filters/CIFCustomFilter.h"
+
+namespace cif {
+
+class TransparentFilter final : public CIFCustomFilter {
+public:
+    // Registers the class with the filter registry on the first call.
+    static void touchClass();
+    // A new instance; the name is ignored.
+    static std::unique_ptr<CIFilter> filterWithName(const QString& name);
+
+private:
+    TransparentFilter() = default;
+};
+
+}  // namespace cif

@@ -1,0 +1,161 @@
+#pragma once
+// The interface a host uses to talk to the CIF Effects plug-in.
+//
+// The bundle CIFEffects.plugin holds a Qt plug-in (lib/libcifeffects.so)
+// whose root object implements CIFPlugInFactory; the factory hands out
+// principal objects (CIFPlugIn), one per host document or window. Find and
+// load the bundle with the helpers of CIFPlugInLoader.h, which refuse a
+// bundle of another interface version with a message.
+//
+// Conventions of every operation below:
+// - All calls are made on the host's main thread.
+// - Catalog data travel as Qt dictionaries and arrays: a category descriptor
+//   is a QVariantMap with "CIFCategoryName" (QString) and "CIFFilterList"
+//   (QVariantList of filter descriptors); a filter descriptor is a
+//   QVariantMap keyed by "CIFFilterName", "CIFFilterIdentifier",
+//   "CIFFilterIcon", "CIFFilterStyle", "CIFTag" and, where present,
+//   "CIFFilterDefValue1".."CIFFilterDefValue4", "CIFFilterMaxValue",
+//   "CIFMultiPoints", "CIFBits", "GROUP_TAG" and "DESC_LIST". Numbers keep
+//   their kind (int or double); a tag may be an int or its decimal string.
+// - "No answer" is a null QString, an empty std::optional or an empty list,
+//   as each operation says. Category and entry indexes out of range throw
+//   std::out_of_range; nothing else throws.
+// - Display names and category names are English keys; pass them through
+//   localizedString() before showing them.
+
+#include <QColor>
+#include <QObject>
+#include <QRectF>
+#include <QSizeF>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <QVariantList>
+#include <QVariantMap>
+#include <QtPlugin>
+#include <memory>
+#include <optional>
+
+#include "platform/host/HostImage.h"
+
+namespace cif {
+
+// The interface version: a host accepts only a bundle with equal numbers.
+inline constexpr unsigned kCIFPlugInMajorVersion = 2;
+inline constexpr unsigned kCIFPlugInMinorVersion = 3;
+
+// The principal object.
+class CIFPlugIn {
+public:
+    virtual ~CIFPlugIn() = default;
+
+    // ---- settings and identity
+
+    // Chooses the catalog every later query answers from: 0 filters,
+    // 1 generators. Any other index is logged and changes nothing.
+    virtual void CIFSetEffectsSet(unsigned index) = 0;
+    // The backdrop colour of previews; stored opaque whatever its alpha.
+    virtual void CIFSetBackgroundColor(const QColor& color) = 0;
+    virtual unsigned CIFMajorPlugInVersion() const = 0;
+    virtual unsigned CIFMinorPlugInVersion() const = 0;
+    virtual QString CIFCopyrightString() const = 0;
+    // The key translated into the plug-in's language; the key itself when the
+    // strings table has no translation.
+    virtual QString localizedString(const QString& key) const = 0;
+
+    // ---- categories of the current catalog
+
+    virtual int CIFFilterCategoriesCount() const = 0;
+    virtual QString CIFCategoryNameAtIndex(int index) const = 0;
+    virtual QStringList CIFCategories() const = 0;
+    // Entries of one category; a group counts as one entry.
+    virtual int CIFFilterCountForCategoryAtIndex(int index) const = 0;
+    virtual int CIFFilterCount() const = 0;
+    // Length of the flat list with one separator slot between categories.
+    virtual int CIFFilterCountBySkipCategory() const = 0;
+
+    // ---- one entry by category index and index within it (entry first)
+
+    virtual QString CIFFilterNameAtIndexForCategoryIndex(int index, int categoryIndex) const = 0;
+    virtual QString CIFFilterIdentifierAtIndexForCategoryIndex(int index,
+                                                               int categoryIndex) const = 0;
+    // The icon's resource name (a file name without suffix under the bundle's
+    // Resources/icons), not a picture.
+    virtual QString CIFFilterIconAtIndexForCategoryIndex(int index, int categoryIndex) const = 0;
+
+    // ---- the flat list. With skipCategories false one separator slot follows
+    // each category; separator slots and indexes past the end answer null.
+
+    virtual QString CIFFilterNameAtIndexSkipCategories(int index, bool skipCategories) const = 0;
+    virtual QString CIFFilterIdentifierAtIndexSkipCategories(int index,
+                                                             bool skipCategories) const = 0;
+    // {"filterName", "filterCategory"} of the entry.
+    virtual std::optional<QVariantMap> CIFFilterDescAtIndexSkipCategories(
+        int index, bool skipCategories) const = 0;
+    // For the separator slot after category i, the name of category i + 1.
+    // Any other index reaches past the categories and throws
+    // std::out_of_range: callers pass separator slots only.
+    virtual QString CIFCategoryNameWithinFilterNameAtIndex(int index) const = 0;
+    // Every identifier in flat order with the toolbar separator identifier
+    // between categories: usable as a toolbar's item list.
+    virtual QStringList CIFAllFilterIdentifiers() const = 0;
+    virtual QString CIFFilterNameForID(const QString& identifier) const = 0;
+    // The current catalog: a QVariantList of category descriptors.
+    virtual QVariantList CIFAllFilterDescriptors() const = 0;
+
+    // ---- descriptors by identifier
+
+    // Group members are not searched; a group's own identifier finds it.
+    virtual std::optional<QVariantMap> CIFDescriptorForFilterName(
+        const QString& identifier) const = 0;
+    // Groups are replaced by their members.
+    virtual std::optional<QVariantMap> CIFDescriptorForFilterNameWithGroups(
+        const QString& identifier) const = 0;
+    // The members of the group entry with that identifier.
+    virtual std::optional<QVariantList> CIFFiltersDescriptorForGroup(
+        const QString& identifier) const = 0;
+
+    // ---- a filter's or generator's inputs (empty when the identifier names
+    // nothing that can be made)
+
+    virtual QStringList CIFQueryInputKeysForFilter(const QString& identifier) = 0;
+    virtual QStringList CIFQueryOutputKeysForFilter(const QString& identifier) = 0;
+    virtual QVariantMap CIFQueryAttributesForFilter(const QString& identifier) = 0;
+
+    // ---- the editor. Each call runs the modal editor and answers true when
+    // the user accepted; without an editor it logs and answers false.
+
+    // rect is the selection in picture coordinates (origin bottom-left);
+    // sourceSize is accepted for the host's convenience and not used.
+    virtual bool CIFShowDialogUseSelectionWithRectSourceSize(const HostImage& image,
+                                                             bool useSelection, const QRectF& rect,
+                                                             const QSizeF& sourceSize) = 0;
+    virtual bool CIFShowDialogUseSelectionWithRect(const HostImage& image, bool useSelection,
+                                                   const QRectF& rect) = 0;
+    // Opens the editor on a new picture of rect's size for the generators.
+    virtual bool GLIFShowDialogWithRect(const QVariant& object, const QRectF& rect) = 0;
+
+    // The last editor result: the picture, whether it was made for a
+    // selection, and that selection.
+    virtual HostImage CIFOutputImage() const = 0;
+    virtual bool CIFIsSelected() const = 0;
+    virtual QRectF CIFSelectionRect() const = 0;
+};
+
+// The bundle's root object.
+class CIFPlugInFactory {
+public:
+    virtual ~CIFPlugInFactory() = default;
+    // A new principal object, owned by the caller.
+    virtual std::unique_ptr<CIFPlugIn> createMain() = 0;
+    // Chooses the language of localizedString() ("de", "de_DE"; empty for
+    // the system's languages). Takes effect for catalogs built afterwards.
+    virtual void setLanguage(const QString& language) = 0;
+    // The bundle folder the plug-in was loaded from.
+    virtual QString bundlePath() const = 0;
+};
+
+}  // namespace cif
+
+#define CIFPlugInFactory_iid "org.cif-effects.CIFPlugIn/2.3"
+Q_DECLARE_INTERFACE(cif::CIFPlugInFactory, CIFPlugInFactory_iid)
