@@ -67,7 +67,7 @@ int runList(const QStringList& args) {
                                                {"generators", 0, false, false},
                                                {"json", 0, false, false},
                                                {"lang", 0, true, false},
-                                               {"plugin", 0, true, false}};
+                                               {"bundle", 0, true, false}};
     ParsedArguments parsed;
     int exitCode = kExitSuccess;
     if (!parseCommandArguments(args, optionDefs, parsed, exitCode)) return exitCode;
@@ -76,7 +76,7 @@ int runList(const QStringList& args) {
                                     .arg(parsed.positionals.first()));
 
     QString error;
-    const QString bundle = locateBundle(parsed.value(QStringLiteral("plugin")));
+    const QString bundle = locateBundle(parsed.value(QStringLiteral("bundle")));
     const cif::CIFLoadedPlugIn plugin = cif::CIFLoadedPlugIn::load(bundle, &error);
     if (!plugin) return fail(kExitInputUnreadable, error);
     if (parsed.has(QStringLiteral("lang")))

@@ -5,7 +5,7 @@
 
 namespace cifx {
 
-// cifx list [--generators] [--json] [--lang L] [--plugin PATH]
+// cifx list [--generators] [--json] [--lang L] [--bundle PATH]
 int runList(const QStringList& args);
 
 }  // namespace cifx

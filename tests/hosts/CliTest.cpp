@@ -327,4 +327,25 @@ TEST_F(CliTest, ProgressAppearsAfterOneSecond) {
     EXPECT_FALSE(QFile::exists(path("big.png")));
 }
 
+TEST_F(CliTest, ListPrintsTheCatalogThroughTheBundle) {
+    Result r = runCifx({QStringLiteral("list"), QStringLiteral("--json")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QJsonArray categories =
+        QJsonDocument::fromJson(r.out.toUtf8()).object().value("categories").toArray();
+    ASSERT_GE(categories.size(), 11);
+    const QJsonObject focus = categories.at(3).toObject();
+    EXPECT_EQ(focus.value("CIFCategoryName").toString(), "Focus");
+    EXPECT_EQ(focus.value("CIFFilterList").toArray().size(), 7);
+
+    r = runCifx({QStringLiteral("list"), QStringLiteral("--generators"), QStringLiteral("--lang"),
+                 QStringLiteral("de")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_TRUE(r.out.startsWith("Sonstiges\n")) << r.out.left(40).toStdString();
+    EXPECT_TRUE(r.out.contains("GLIF_Plasma"));
+
+    r = runCifx({QStringLiteral("list"), QStringLiteral("--bundle"), path("nowhere")});
+    EXPECT_EQ(r.exitCode, 3);
+    EXPECT_TRUE(r.out.isEmpty());
+}
+
 }  // namespace
