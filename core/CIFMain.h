@@ -5,6 +5,7 @@
 // One thread: the host's main thread.
 
 #include <QColor>
+#include <QPointF>
 #include <QRectF>
 #include <QString>
 #include <QStringList>
@@ -18,6 +19,7 @@
 #include "platform/host/HostImage.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
+#include "platform/image/CIVector.h"
 
 namespace cif {
 
@@ -88,6 +90,79 @@ public:
     HostImage CIFOutputImage() const override { return _outputImage; }
     bool CIFIsSelected() const override { return _isSelected; }
     QRectF CIFSelectionRect() const override { return _selectionRect; }
+
+    // ---- default parameters and point helpers
+    // The bundle's default parameters for an identifier (input key -> value
+    // as the property list holds it); nullopt when it has none or the list
+    // cannot be read.
+    std::optional<QVariantMap> CIFDefaultParametersForFilterName(
+        const QString& identifier) const override;
+    // Converts the identifier's default parameters into filter input values
+    // and stores them in dictionary, replacing what was there.
+    void addDefaultParametersToDictionaryWithFilterName(QVariantMap& dictionary,
+                                                        const QString& identifier) const;
+    // Input key -> default position (QPointF) of a platform filter's position
+    // inputs; nullopt when it has none.
+    std::optional<QVariantMap> CIFDefaultPointsForFilterName(
+        const QString& filterName) const override;
+    static QPointF CIFValueForCIVector(const CIVector& vector);
+    static CIVector CIFVectorFromPointValue(const QPointF& point);
+    static CIVector CIFMergeNewPointValueAndOldCIVector(const QPointF& point, const CIVector& old);
+    static CIVector CIFMergeCIVectorWithComponentNumValueInOldCIVector(int component, float value,
+                                                                       const CIVector& old);
+    // Turns the editor's parameter dictionary into input values for the
+    // filter named by _currFilterName (see cachedFilterInstance).
+    QVariantMap prepareAttributes(const QVariantMap& parameters) const;
+
+    // The configured instance of the filter named identifier: the cached one
+    // when the identifier is the current one, else a new one with its
+    // defaults set (nullptr for an unknown name), which becomes current.
+    CIFilter* cachedFilterInstance(const QString& identifier);
+
+    // ---- resource libraries
+    // The folder holding the six picture libraries: $CIF_SHARED_CONTENT, the
+    // first XDG data folder with cif-effects/SharedContent, or the bundle's
+    // Resources/SharedContent.
+    static QString sharedContentLibraryPath();
+    static QString sharedGlassTexturesPath();
+    static QString sharedBrushTexturesPath();
+    static QString sharedShadingMaterialsPath();
+    static QString sharedMaskPath();
+    static QString sharedGradientsPath();
+    static QString sharedBackgroundsPath();
+    // Lower-case suffixes of the picture files we can read.
+    static QStringList imageFileTypes();
+    // Names (file names without suffix) of the picture files at the top
+    // level of dir, in listing order.
+    static QStringList resourceContentDirectoryAtPath(const QString& dir);
+    // The picture of that name in dir, registered under "CIF_RES_<dir>/<name>"
+    // so that later requests answer the same picture.
+    static HostImage resourceImageWithNamePath(const QString& name, const QString& dir);
+    // True when a comes before b: "Sand" first, else case-insensitive order.
+    static bool sortShadingMaterialNames(const QString& a, const QString& b);
+
+    QStringList CIFGlassTextureNames() const override;
+    HostImage CIFGlassTextureWithName(const QString& name) const override;
+    QStringList CIFBrushNames() const override;
+    HostImage CIFBrushWithName(const QString& name) const override;
+    QStringList CIFShadingMaterialNames() const override;
+    HostImage CIFShadingMaterialWithName(const QString& name) const override;
+    // Paths below the mask folder that begin with "Images" (any case); read
+    // once per process.
+    QStringList CIFMaskNames() const override;
+    HostImage CIFMaskWithName(const QString& name) const override;
+    QStringList CIFGradientNames() const override;
+    HostImage CIFGradientWithName(const QString& name) const override;
+    QStringList CIFBackgroundNames() const override;
+    HostImage CIFBackgroundWithName(const QString& name) const override;
+    // Names without suffix of the files in the bundle's Resources/<folder>;
+    // nullopt when the folder is missing or empty.
+    static std::optional<QStringList> resourceNamesOfKind(const QString& folder);
+    // The registered picture of that name, else the first of name.jpg,
+    // .jpeg, .tif, .tiff in the bundle's Resources/<folder>, registered.
+    static HostImage resourceImageWithNameOfKind(const QString& name, const QString& folder);
+    // Default secondary pictures: the first of each library.
+    QVariantMap CIFImageStorage() const override;
 
     // ---- catalogs
     // The composition list: nil (nullopt) when the platform has no

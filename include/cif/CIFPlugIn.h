@@ -122,6 +122,37 @@ public:
     virtual QStringList CIFQueryOutputKeysForFilter(const QString& identifier) = 0;
     virtual QVariantMap CIFQueryAttributesForFilter(const QString& identifier) = 0;
 
+    // ---- default parameters from the bundle's property list
+
+    // Input key -> value as the list holds it; nullopt when it has none.
+    virtual std::optional<QVariantMap> CIFDefaultParametersForFilterName(
+        const QString& identifier) const = 0;
+    // Input key -> default position (QPointF) of a filter's position inputs;
+    // nullopt when it has none.
+    virtual std::optional<QVariantMap> CIFDefaultPointsForFilterName(
+        const QString& filterName) const = 0;
+
+    // ---- the picture libraries of the shared content folder. Glass
+    // textures, brushes and shading materials are named by file name without
+    // suffix; masks, gradients and backgrounds by their path below the
+    // library folder. Unknown names answer the null picture.
+
+    virtual QStringList CIFGlassTextureNames() const = 0;
+    virtual HostImage CIFGlassTextureWithName(const QString& name) const = 0;
+    virtual QStringList CIFBrushNames() const = 0;
+    virtual HostImage CIFBrushWithName(const QString& name) const = 0;
+    virtual QStringList CIFShadingMaterialNames() const = 0;
+    virtual HostImage CIFShadingMaterialWithName(const QString& name) const = 0;
+    virtual QStringList CIFMaskNames() const = 0;
+    virtual HostImage CIFMaskWithName(const QString& name) const = 0;
+    virtual QStringList CIFGradientNames() const = 0;
+    virtual HostImage CIFGradientWithName(const QString& name) const = 0;
+    virtual QStringList CIFBackgroundNames() const = 0;
+    virtual HostImage CIFBackgroundWithName(const QString& name) const = 0;
+    // Input key -> HostImage: the first picture of each library for the
+    // secondary picture inputs.
+    virtual QVariantMap CIFImageStorage() const = 0;
+
     // ---- the editor. Each call runs the modal editor and answers true when
     // the user accepted; without an editor it logs and answers false.
 
