@@ -1,5 +1,5 @@
 #pragma once
-// AffineTransform1: an affine transform built from scale, angle, stretch and skew. Registered as
+// AffineTransform1: rotates, squeezes and skews the picture about its centre. Registered as
 // "CIFAffineTransform2Filter".
 
 #include <QString>
@@ -16,8 +16,14 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    AffineTransform1() = default;
+    AffineTransform1();
 };
 
 }  // namespace cif

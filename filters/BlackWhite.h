@@ -1,6 +1,6 @@
 #pragma once
-// BlackWhite: splits the picture into two colours at a luminance level. Registered as
-// "CIFBlackWhiteFilter".
+// BlackWhite: two colours split at a luminance level: pixels brighter than the level take
+// inputColor0, the others inputColor1. Registered as "CIFBlackWhiteFilter".
 
 #include <QString>
 #include <memory>
@@ -16,8 +16,15 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    BlackWhite() = default;
+    BlackWhite();
+    std::unique_ptr<CIFilter> m_falseColor;
 };
 
 }  // namespace cif

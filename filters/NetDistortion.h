@@ -15,8 +15,14 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    NetDistortion() = default;
+    NetDistortion();
 };
 
 }  // namespace cif

@@ -1,5 +1,5 @@
 #pragma once
-// Offset: tiles the picture in squares. Registered as "CIFOffset".
+// Offset: tiles the picture under a translation, rotation and scale. Registered as "CIFOffset".
 
 #include <QString>
 #include <memory>
@@ -15,8 +15,15 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    Offset() = default;
+    Offset();
+    std::unique_ptr<CIFilter> m_tile;
 };
 
 }  // namespace cif

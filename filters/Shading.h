@@ -1,5 +1,6 @@
 #pragma once
-// Shading: shades the picture's relief with a material picture. Registered as "CIFShadingFilter".
+// Shading: shades the relief of the picture's shape with a material picture. Registered as
+// "CIFShadingFilter".
 
 #include <QString>
 #include <memory>
@@ -15,8 +16,16 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    Shading() = default;
+    Shading();
+    std::unique_ptr<CIFilter> m_heightField;
+    std::unique_ptr<CIFilter> m_shadedMaterial;
 };
 
 }  // namespace cif

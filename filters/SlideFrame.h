@@ -1,5 +1,5 @@
 #pragma once
-// SlideFrame: stretches the picture's border outwards from a frame. Registered as
+// SlideFrame: keeps a centred box and smears its edge outwards. Registered as
 // "CIFSlideFrameFilter".
 
 #include <QString>
@@ -16,8 +16,14 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    SlideFrame() = default;
+    SlideFrame();
 };
 
 }  // namespace cif

@@ -1,5 +1,6 @@
 #pragma once
-// Sobel: edge magnitude of the red channel by the Sobel operator. Registered as "CIFSobel".
+// Sobel: the Sobel edge magnitude of the red channel, times an intensity; alpha kept. Registered as
+// "CIFSobel".
 
 #include <QString>
 #include <memory>
@@ -15,8 +16,14 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    Sobel() = default;
+    Sobel();
 };
 
 }  // namespace cif

@@ -16,8 +16,15 @@ public:
     // A new instance; the name is ignored.
     static std::unique_ptr<CIFilter> filterWithName(const QString& name);
 
+    CIImage outputImage() const override;
+
+protected:
+    QList<Input> declaredInputs() const override;
+    QVariantMap ownAttributes() const override;
+
 private:
-    TransparentFilter() = default;
+    TransparentFilter();
+    std::unique_ptr<CIFilter> m_dissolve;
 };
 
 }  // namespace cif
