@@ -164,6 +164,27 @@ public:
     // Default secondary pictures: the first of each library.
     QVariantMap CIFImageStorage() const override;
 
+    // ---- applying an effect
+    // The picture with the effect applied, at the working size (vector
+    // pictures four times their size); null when no filter of that name can
+    // be made.
+    HostImage CIFApplyFilterAttributesForImage(const QString& identifier,
+                                               const QVariantMap& parameters,
+                                               const HostImage& image) override;
+    // The preview: the effect over a backdrop of the background colour
+    // (opaque white when none is set); null when no filter can be made.
+    CIImage CIFOutputImageForFilterAttributesForImage(const QString& identifier,
+                                                      const QVariantMap& parameters,
+                                                      const HostImage& image) override;
+    // image added onto background, drawn at the background's extent size.
+    HostImage performAdditionalCompositingWithBackground(const CIImage& image,
+                                                         const CIImage& background) const;
+    // image added onto background, cropped to (0, 0, background size).
+    CIImage outputAdditionalCompositingWithBackground(const CIImage& image,
+                                                      const CIImage& background) const;
+    // The fully transparent constant image, made once.
+    CIImage constantColorImage();
+
     // ---- catalogs
     // The composition list: nil (nullopt) when the platform has no
     // composition repository class, else one entry per image-filter
@@ -187,6 +208,11 @@ private:
     void initGLIFList();
     void initCIFList();
     QVariantList discoveredCategories() const;
+    // Steps shared by both apply operations: the cached or new filter
+    // configured for the picture and parameters, and its output. For a
+    // generating filter *background receives the picture as an image.
+    CIImage prepareFilterOutput(const QString& identifier, const QVariantMap& parameters,
+                                const HostImage& image, CIImage* background);
     // The entry at a flat index, or nullopt on a separator or past the end.
     std::optional<std::pair<int, int>> resolveFlatIndex(int index, bool skipCategories) const;
     QVariantMap categoryAt(int index) const;
@@ -205,6 +231,9 @@ private:
     QRectF _selectionRect;
     CIImage _constColorImage;
     QColor _backgroundColor;
+    // The picture at its working size, made when the picture or the filter
+    // changes and reused while only parameters change.
+    CIImage m_workingImage;
 };
 
 }  // namespace cif

@@ -37,6 +37,7 @@
 #include <optional>
 
 #include "platform/host/HostImage.h"
+#include "platform/image/CIImage.h"
 
 namespace cif {
 
@@ -152,6 +153,20 @@ public:
     // Input key -> HostImage: the first picture of each library for the
     // secondary picture inputs.
     virtual QVariantMap CIFImageStorage() const = 0;
+
+    // ---- applying an effect. A picture stays converted while only the
+    // parameters change, so a slider can be dragged cheaply.
+
+    // The picture with the effect applied, at its working size (vector
+    // pictures at four times their size); null when no filter of that
+    // identifier can be made. parameters maps input keys to editor values.
+    virtual HostImage CIFApplyFilterAttributesForImage(const QString& identifier,
+                                                       const QVariantMap& parameters,
+                                                       const HostImage& image) = 0;
+    // The live preview over a backdrop of the background colour.
+    virtual CIImage CIFOutputImageForFilterAttributesForImage(const QString& identifier,
+                                                              const QVariantMap& parameters,
+                                                              const HostImage& image) = 0;
 
     // ---- the editor. Each call runs the modal editor and answers true when
     // the user accepted; without an editor it logs and answers false.

@@ -62,6 +62,9 @@ public:
     static HostImage load(const QString& path, QString* error);
 
     bool isNull() const;
+    // True when both are copies of one picture (not merely equal pixels);
+    // never for null pictures.
+    bool isSameObject(const HostImage& other) const { return m_data && m_data == other.m_data; }
     Representation bestRepresentation() const;
     bool isVector() const;  // Pdf or Drawing
 
