@@ -100,7 +100,7 @@ public:
     // Converts the identifier's default parameters into filter input values
     // and stores them in dictionary, replacing what was there.
     void addDefaultParametersToDictionaryWithFilterName(QVariantMap& dictionary,
-                                                        const QString& identifier) const;
+                                                        const QString& identifier) const override;
     // Input key -> default position (QPointF) of a platform filter's position
     // inputs; nullopt when it has none.
     std::optional<QVariantMap> CIFDefaultPointsForFilterName(

@@ -26,6 +26,14 @@ QString locateBundle(const QString& named) {
     return {};
 }
 
+}  // namespace
+
+cif::CIFLoadedPlugIn loadPlugIn(const QString& bundle, QString* error) {
+    return cif::CIFLoadedPlugIn::load(locateBundle(bundle), error);
+}
+
+namespace {
+
 QString text(const QVariantMap& d, const char* key) {
     return d.value(QString::fromLatin1(key)).toString();
 }
@@ -76,8 +84,7 @@ int runList(const QStringList& args) {
                                     .arg(parsed.positionals.first()));
 
     QString error;
-    const QString bundle = locateBundle(parsed.value(QStringLiteral("bundle")));
-    const cif::CIFLoadedPlugIn plugin = cif::CIFLoadedPlugIn::load(bundle, &error);
+    const cif::CIFLoadedPlugIn plugin = loadPlugIn(parsed.value(QStringLiteral("bundle")), &error);
     if (!plugin) return fail(kExitInputUnreadable, error);
     if (parsed.has(QStringLiteral("lang")))
         plugin.factory()->setLanguage(parsed.value(QStringLiteral("lang")));

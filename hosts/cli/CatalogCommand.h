@@ -3,7 +3,14 @@
 
 #include <QStringList>
 
+#include "cif/CIFPlugInLoader.h"
+
 namespace cifx {
+
+// Loads the bundle named (a path; empty: $CIF_PLUGIN_PATH, the XDG data
+// folders, then the bundle beside this program). Empty with *error on
+// failure.
+cif::CIFLoadedPlugIn loadPlugIn(const QString& bundle, QString* error);
 
 // cifx list [--generators] [--json] [--lang L] [--bundle PATH]
 int runList(const QStringList& args);

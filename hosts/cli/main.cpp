@@ -7,6 +7,7 @@
 #include <QLocale>
 #include <QTranslator>
 
+#include "hosts/cli/ApplyCommand.h"
 #include "hosts/cli/CatalogCommand.h"
 #include "hosts/cli/Commands.h"
 #include "hosts/cli/Gallery.h"
@@ -46,6 +47,7 @@ int dispatch(const QStringList& args) {
         return kExitSuccess;
     }
     if (command == QLatin1String("list")) return runList(rest);
+    if (command == QLatin1String("apply")) return runApply(rest);
     if (command == QLatin1String("filters")) return runFilters(rest);
     if (command == QLatin1String("attributes")) return runAttributes(rest);
     if (command == QLatin1String("render")) return runRender(rest);

@@ -128,6 +128,10 @@ public:
     // Input key -> value as the list holds it; nullopt when it has none.
     virtual std::optional<QVariantMap> CIFDefaultParametersForFilterName(
         const QString& identifier) const = 0;
+    // The identifier's default parameters converted into input values and
+    // stored into dictionary, replacing what it held under those keys.
+    virtual void addDefaultParametersToDictionaryWithFilterName(
+        QVariantMap& dictionary, const QString& identifier) const = 0;
     // Input key -> default position (QPointF) of a filter's position inputs;
     // nullopt when it has none.
     virtual std::optional<QVariantMap> CIFDefaultPointsForFilterName(
