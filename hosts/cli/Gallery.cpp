@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 
+#include "hosts/cli/CatalogCommand.h"
 #include "hosts/cli/Commands.h"
 #include "hosts/cli/Output.h"
 #include "hosts/cli/Progress.h"
@@ -254,6 +255,67 @@ QString htmlPage(const QList<Cell>& cells, int failures) {
     return html;
 }
 
+// Every entry of the plug-in's effect catalog (group members included),
+// applied to the sample through the plug-in as its editor applies it: the
+// entry's default parameters and the first picture of each library for
+// secondary picture inputs. Nothing when the bundle cannot be loaded.
+void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, int& failures) {
+    QString error;
+    const cif::CIFLoadedPlugIn plugin = loadPlugIn(QString(), &error);
+    if (!plugin) {
+        printErr(QCoreApplication::translate("cifx", "catalog entries left out: %1\n").arg(error));
+        return;
+    }
+    const std::unique_ptr<cif::CIFPlugIn> main = plugin.factory()->createMain();
+    const cif::HostImage picture = cif::HostImage::fromQImage(sample);
+    const QVariantMap storage = main->CIFImageStorage();
+    for (const QVariant& c : main->CIFAllFilterDescriptors()) {
+        const QVariantMap category = c.toMap();
+        QVariantList entries;
+        for (const QVariant& e : category.value(QStringLiteral("CIFFilterList")).toList()) {
+            const QVariantMap d = e.toMap();
+            if (d.contains(QStringLiteral("DESC_LIST")))
+                entries += d.value(QStringLiteral("DESC_LIST")).toList();
+            else
+                entries << e;
+        }
+        for (const QVariant& e : entries) {
+            const QVariantMap d = e.toMap();
+            const QString id = d.value(QStringLiteral("CIFFilterIdentifier")).toString();
+            const QVariantMap attributes = main->CIFQueryAttributesForFilter(id);
+            if (attributes.isEmpty()) continue;  // not a filter this build runs
+            QVariantMap parameters;
+            main->addDefaultParametersToDictionaryWithFilterName(parameters, id);
+            for (auto it = storage.cbegin(); it != storage.cend(); ++it)
+                if (attributes.contains(it.key()) && !parameters.contains(it.key()))
+                    parameters.insert(it.key(), it.value());
+            Cell cell;
+            cell.name = id;
+            cell.displayName =
+                main->localizedString(d.value(QStringLiteral("CIFFilterName")).toString());
+            cell.caption = QCoreApplication::translate("cifx", "catalog: %1")
+                               .arg(main->localizedString(
+                                   category.value(QStringLiteral("CIFCategoryName")).toString()));
+            takeLastWarning();
+            const cif::HostImage out =
+                main->CIFApplyFilterAttributesForImage(id, parameters, picture);
+            const QString file = QStringLiteral("catalog-%1.png").arg(id);
+            if (out.isNull()) {
+                const QString why = takeLastWarning();
+                cell.error = QCoreApplication::translate("cifx", "no image was produced") +
+                             (why.isEmpty() ? QString() : QStringLiteral(": ") + why);
+            } else if (!out.savePNG(dir.filePath(file), &error)) {
+                cell.error = error;
+            } else {
+                cell.file = file;
+                cell.size = QSize(out.pixelsWide(), out.pixelsHigh());
+            }
+            if (!cell.error.isEmpty()) ++failures;
+            cells << cell;
+        }
+    }
+}
+
 }  // namespace
 
 QImage makeSamplePicture() {
@@ -395,6 +457,8 @@ int runGallery(const QStringList& args) {
             }
         }
     }
+
+    addCatalogCells(dir, sample, cells, failures);
 
     const QString indexPath = dir.filePath(QStringLiteral("index.html"));
     QSaveFile index(indexPath);
