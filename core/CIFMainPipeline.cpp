@@ -2,7 +2,6 @@
 // live preview for the editor, and the additive compositing of generating
 // filters over the picture.
 
-#include <QPainter>
 #include <cmath>
 
 #include "core/CIFMain.h"
@@ -48,22 +47,31 @@ CIContext& softwareContext() {
 }
 
 // A new picture of `size` pixels with `source` (engine rectangle) of the
-// image drawn into `target` (engine rectangle, origin bottom-left).
+// image mapped onto `target` (engine rectangle, origin bottom-left). The
+// mapping is part of the render, so the picture has exactly the pixels the
+// preview shows for the same mapping.
 HostImage drawnPicture(const CIImage& image, QSizeF size, const QRectF& target,
                        const QRectF& source) {
     const QSize pixels = pixelSize(size);
     if (pixels.isEmpty()) return {};
-    QImage canvas(pixels, QImage::Format_RGBA8888_Premultiplied);
-    if (canvas.isNull()) return {};
-    canvas.fill(Qt::transparent);
-    if (!image.isNull()) {
-        QPainter painter(&canvas);
-        const QRectF flipped(target.x(), pixels.height() - target.y() - target.height(),
-                             target.width(), target.height());
-        if (!softwareContext().drawImageInRectFromRect(painter, image, flipped, source))
-            qWarning("%s", qUtf8Printable(softwareContext().lastError()));
+    if (image.isNull() || !(source.width() > 0 && source.height() > 0)) {
+        QImage blank(pixels, QImage::Format_RGBA8888_Premultiplied);
+        if (blank.isNull()) return {};
+        blank.fill(Qt::transparent);
+        return HostImage::fromQImage(blank, size);
     }
-    return HostImage::fromQImage(canvas, size);
+    const QTransform place =
+        QTransform::fromTranslate(-source.x(), -source.y()) *
+        QTransform::fromScale(target.width() / source.width(), target.height() / source.height()) *
+        QTransform::fromTranslate(target.x(), target.y());
+    const CIImage placed = place.isIdentity() ? image : image.imageByApplyingTransform(place);
+    const QImage rendered =
+        softwareContext().createQImage(placed, QRectF(QPointF(0, 0), QSizeF(pixels)));
+    if (rendered.isNull()) {
+        qWarning("%s", qUtf8Printable(softwareContext().lastError()));
+        return {};
+    }
+    return HostImage::fromQImage(rendered, size);
 }
 
 CIImage filtered(const char* name, const QVariantMap& inputs) {

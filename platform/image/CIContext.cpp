@@ -126,21 +126,18 @@ bool CIContext::renderToFloat(const CIImage& image, const QRectF& fromRect, CIFl
 
 bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image,
                                         const QRectF& inRect, const QRectF& fromRect) {
-    if (inRect.isEmpty()) return false;
-    // Render at the target's device resolution so nothing is resampled twice
-    // when the target is larger than the source rectangle.
+    if (inRect.isEmpty() || !(fromRect.width() > 0 && fromRect.height() > 0)) return false;
+    // Render at the target's device resolution, with fromRect mapped exactly
+    // onto that pixel grid, so nothing is resampled twice and a source
+    // rectangle that is not pixel-aligned lands where it belongs.
     const QRectF device = painter.transform().mapRect(inRect);
-    const double sx = std::max(1.0, device.width()) / fromRect.width();
-    const double sy = std::max(1.0, device.height()) / fromRect.height();
-    CIImage scaled = image;
-    QRectF from = fromRect;
-    if (std::isfinite(sx) && std::isfinite(sy) &&
-        (std::abs(sx - 1) > 1e-9 || std::abs(sy - 1) > 1e-9)) {
-        scaled = image.imageByApplyingTransform(QTransform::fromScale(sx, sy));
-        from = QRectF(fromRect.x() * sx, fromRect.y() * sy, fromRect.width() * sx,
-                      fromRect.height() * sy);
-    }
-    const QImage pixels = createQImage(scaled, from);
+    const QSize size(std::max(1, int(std::lround(device.width()))),
+                     std::max(1, int(std::lround(device.height()))));
+    const QTransform place = QTransform::fromTranslate(-fromRect.x(), -fromRect.y()) *
+                             QTransform::fromScale(size.width() / fromRect.width(),
+                                                   size.height() / fromRect.height());
+    const CIImage placed = place.isIdentity() ? image : image.imageByApplyingTransform(place);
+    const QImage pixels = createQImage(placed, QRectF(QPointF(0, 0), QSizeF(size)));
     if (pixels.isNull()) return false;
     painter.save();
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

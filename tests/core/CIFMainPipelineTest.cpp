@@ -127,5 +127,57 @@ TEST_F(PipelineTest, PreviewWithoutOutputIsTheBackdrop) {
     EXPECT_EQ(main.constantColorImage().isInfinite(), true);
 }
 
+// Users judge an effect by its preview: wherever the applied result is
+// opaque, the preview must show the same pixels, for every catalog effect.
+TEST_F(PipelineTest, PreviewAndResultAgreeForEveryCatalogEffect) {
+    QImage pixels(48, 32, QImage::Format_RGBA8888);
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 48; ++x)
+            pixels.setPixelColor(x, y, QColor(x * 5, y * 7, (x * y) % 256));
+    const HostImage picture = HostImage::fromQImage(pixels);
+    CIFMain main;
+    const QVariantMap storage = main.CIFImageStorage();
+    CIContext context;
+    int compared = 0;
+    for (const QVariant& c : main.CIFAllFilterDescriptors())
+        for (const QVariant& e : c.toMap().value("CIFFilterList").toList()) {
+            const QVariantMap d = e.toMap();
+            const QVariantList members =
+                d.contains("DESC_LIST") ? d.value("DESC_LIST").toList() : QVariantList{e};
+            for (const QVariant& m : members) {
+                const QString id = m.toMap().value("CIFFilterIdentifier").toString();
+                if (!CIFilter::isRegistered(id)) continue;
+                QVariantMap parameters;
+                main.addDefaultParametersToDictionaryWithFilterName(parameters, id);
+                const QVariantMap attributes = main.CIFQueryAttributesForFilter(id);
+                for (auto it = storage.cbegin(); it != storage.cend(); ++it)
+                    if (attributes.contains(it.key())) parameters.insert(it.key(), it.value());
+                const HostImage applied =
+                    main.CIFApplyFilterAttributesForImage(id, parameters, picture);
+                const CIImage preview =
+                    main.CIFOutputImageForFilterAttributesForImage(id, parameters, picture);
+                ASSERT_FALSE(applied.isNull()) << id.toStdString();
+                ASSERT_FALSE(preview.isNull()) << id.toStdString();
+                const QImage a = applied.bitmap().convertToFormat(QImage::Format_RGBA8888);
+                const QImage p = context.createQImage(preview, QRectF(0, 0, 48, 32))
+                                     .convertToFormat(QImage::Format_RGBA8888);
+                ASSERT_EQ(a.size(), p.size()) << id.toStdString();
+                int worst = 0;
+                for (int y = 0; y < 32; ++y)
+                    for (int x = 0; x < 48; ++x) {
+                        const QColor ca = a.pixelColor(x, y);
+                        if (ca.alpha() != 255) continue;
+                        const QColor cp = p.pixelColor(x, y);
+                        worst = std::max({worst, std::abs(ca.red() - cp.red()),
+                                          std::abs(ca.green() - cp.green()),
+                                          std::abs(ca.blue() - cp.blue())});
+                    }
+                EXPECT_LE(worst, 1) << id.toStdString();
+                ++compared;
+            }
+        }
+    EXPECT_GE(compared, 15);
+}
+
 }  // namespace
 }  // namespace cif
