@@ -8,8 +8,11 @@
 #include <QVariant>
 #include <cmath>
 #include <memory>
+#include <random>
+#include <vector>
 
 #include "platform/CIPlatform.h"
+#include "platform/builtins/generator/GeneratorSimd.h"
 #include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 
@@ -277,6 +280,33 @@ TEST_F(Generators, SpotLightStraightDownLightsTheSpotBelowByItsBrightness) {
     EXPECT_FLOAT_EQ(edge, pixel(b, rect, 20, 40).v[0]);
     for (size_t i = 3; i < b.pixels.size(); i += 4)
         ASSERT_EQ(b.pixels[i], 0.5f);
+}
+
+// The vectorised spans against their scalar twins, bit for bit, for every
+// tail length and starting column.
+TEST(GeneratorSpans, VectorAndScalarPathsAgreeBitForBit) {
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> u(-2, 2);
+    const float c0[4] = {0.9f, 0.2f, 0.1f, 1}, c1[4] = {0.05f, 0.3f, 0.25f, 0.5f};
+    for (int n = 0; n <= 40; ++n) {
+        const int x = int(u(rng) * 1000);
+        const float off = u(rng) * 100, dy2 = u(rng) * u(rng) * 900, r0 = u(rng) * 5 + 5;
+        for (float k : {0.05f, -0.2f, 1e6f}) {
+            std::vector<float> a(size_t(n) * 4, -1), b(size_t(n) * 4, -1);
+            builtins::radialGradientSpan(a.data(), n, x, off, dy2, r0, k, c0, c1);
+            builtins::radialGradientSpanScalar(b.data(), n, x, off, dy2, r0, k, c0, c1);
+            ASSERT_EQ(a, b) << n;
+        }
+        std::vector<float> target(size_t(n) * 4), src(size_t(n) * 4);
+        for (float& v : target)
+            v = u(rng);
+        for (float& v : src)
+            v = u(rng);
+        std::vector<float> a = src, b = src;
+        builtins::dissolveSpan(target.data(), a.data(), n, 0.37f);
+        builtins::dissolveSpanScalar(target.data(), b.data(), n, 0.37f);
+        ASSERT_EQ(a, b) << n;
+    }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <memory>
 
+#include "platform/builtins/generator/GeneratorSimd.h"
 #include "platform/builtins/generator/GeneratorSupport.h"
 #include "platform/builtins/generator/Generators.h"
 
@@ -27,10 +28,9 @@ inline float centreOffset(double origin) {
     return float(0.5 - origin);
 }
 
-// Weights t in [0, 1] for colour c0 + t (c1 - c0).
+// Weights t in [0, 1] for colour c0 (1 - t) + c1 t, exact at both ends.
 template <typename Weight>
 void fillByWeight(float* px, int n, int x, Pixel4 c0, Pixel4 c1, Weight&& weight) {
-    const Pixel4 d = c1 - c0;
     float t[kChunk];
     for (int i0 = 0; i0 < n; i0 += kChunk) {
         const int m = std::min(kChunk, n - i0);
@@ -38,7 +38,7 @@ void fillByWeight(float* px, int n, int x, Pixel4 c0, Pixel4 c1, Weight&& weight
             t[i] = weight(x + i0 + i);
         float* out = px + 4 * i0;
         for (int i = 0; i < m; ++i)
-            storePixel(out + 4 * i, c0 + d * t[i]);
+            storePixel(out + 4 * i, c0 * (1 - t[i]) + c1 * t[i]);
     }
 }
 
@@ -54,13 +54,11 @@ public:
         m_scale = float(std::abs(span) < 1e-6 ? (span < 0 ? -1e6 : 1e6) : 1.0 / span);
     }
     void fillSpan(float* px, int n, int x, int y, const RenderState& s) const override {
-        const float dy = float(y) + m_offY, dy2 = dy * dy;
-        const float offX = m_offX, r0 = m_r0, k = m_scale;
-        fillByWeight(px, n, x, m_c0.in(s.space), m_c1.in(s.space), [=](int xi) {
-            const float dx = float(xi) + offX;
-            const float t = (std::sqrt(dx * dx + dy2) - r0) * k;
-            return std::min(std::max(t, 0.0f), 1.0f);
-        });
+        const float dy = float(y) + m_offY;
+        float c0[4], c1[4];
+        engine::storePixel(c0, m_c0.in(s.space));
+        engine::storePixel(c1, m_c1.in(s.space));
+        radialGradientSpan(px, n, x, m_offX, dy * dy, m_r0, m_scale, c0, c1);
     }
     const char* kind() const override { return "radial-gradient"; }
 

@@ -7,6 +7,7 @@
 #include <memory>
 #include <numbers>
 
+#include "platform/builtins/generator/GeneratorSimd.h"
 #include "platform/builtins/generator/GeneratorSupport.h"
 #include "platform/builtins/transition/TransitionSupport.h"
 #include "platform/builtins/transition/Transitions.h"
@@ -31,9 +32,7 @@ public:
     DissolveNode(NodePtr target, NodePtr source, float t)
         : BinaryPointNode(target, source, source->extent()), m_t(t) {}
     void combineSpan(const float* target, float* source, int n) const override {
-        const float t = m_t, s = 1 - m_t;
-        for (int i = 0; i < 4 * n; ++i)
-            source[i] = source[i] * s + target[i] * t;
+        dissolveSpan(target, source, n, m_t);
     }
     const char* kind() const override { return "dissolve"; }
 
