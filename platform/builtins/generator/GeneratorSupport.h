@@ -70,4 +70,10 @@ inline double clampInput(double v, double lo, double hi) {
     return v >= lo ? (v <= hi ? v : hi) : lo;
 }
 
+// A position input limited to a billion pixels either way, far beyond any
+// picture, so that arithmetic in float stays finite.
+inline double coord(double v) {
+    return clampInput(v, -1e9, 1e9);
+}
+
 }  // namespace cif::builtins

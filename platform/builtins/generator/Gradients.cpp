@@ -198,15 +198,15 @@ CIImage radialGradient(const CIFilter& f) {
     const double r0 = f.numberForKey("inputRadius0"), r1 = f.numberForKey("inputRadius1");
     if (!finite(c.X()) || !finite(c.Y()) || !finite(r0) || !finite(r1)) return {};
     return CIImage::imageWithNode(std::make_shared<RadialGradientNode>(
-        c.X(), c.Y(), std::max(r0, 0.0), std::max(r1, 0.0), f.colorForKey("inputColor0"),
-        f.colorForKey("inputColor1")));
+        coord(c.X()), coord(c.Y()), clampInput(r0, 0, 1e7), clampInput(r1, 0, 1e7),
+        f.colorForKey("inputColor0"), f.colorForKey("inputColor1")));
 }
 
 CIImage linearGradient(const CIFilter& f) {
     const CIVector p0 = f.vectorForKey("inputPoint0"), p1 = f.vectorForKey("inputPoint1");
     if (!finite(p0.X()) || !finite(p0.Y()) || !finite(p1.X()) || !finite(p1.Y())) return {};
     return CIImage::imageWithNode(std::make_shared<LinearGradientNode>(
-        p0.X(), p0.Y(), p1.X(), p1.Y(), f.colorForKey("inputColor0"),
+        coord(p0.X()), coord(p0.Y()), coord(p1.X()), coord(p1.Y()), f.colorForKey("inputColor0"),
         f.colorForKey("inputColor1")));
 }
 
@@ -215,7 +215,8 @@ CIImage gaussianGradient(const CIFilter& f) {
     const double r = f.numberForKey("inputRadius");
     if (!finite(c.X()) || !finite(c.Y()) || !finite(r)) return {};
     return CIImage::imageWithNode(std::make_shared<GaussianGradientNode>(
-        c.X(), c.Y(), r, f.colorForKey("inputColor0"), f.colorForKey("inputColor1")));
+        coord(c.X()), coord(c.Y()), clampInput(r, 0, 1e7), f.colorForKey("inputColor0"),
+        f.colorForKey("inputColor1")));
 }
 
 namespace {
@@ -224,9 +225,9 @@ CIImage cellPattern(const CIFilter& f, bool twoAxes) {
     const CIVector c = f.vectorForKey("inputCenter");
     const double w = f.numberForKey("inputWidth"), sharp = f.numberForKey("inputSharpness");
     if (!finite(c.X()) || !finite(c.Y()) || !finite(w) || !finite(sharp)) return {};
-    return CIImage::imageWithNode(std::make_shared<CellPatternNode>(twoAxes, c.X(), c.Y(), w, sharp,
-                                                                    f.colorForKey("inputColor0"),
-                                                                    f.colorForKey("inputColor1")));
+    return CIImage::imageWithNode(std::make_shared<CellPatternNode>(
+        twoAxes, coord(c.X()), coord(c.Y()), w, sharp, f.colorForKey("inputColor0"),
+        f.colorForKey("inputColor1")));
 }
 
 }  // namespace

@@ -212,7 +212,8 @@ CIImage lenticularHalo(const CIFilter& f) {
         f.numberForKey("inputStriationStrength"), f.numberForKey("inputTime")};
     if (!finiteCenter(c) || !std::all_of(std::begin(v), std::end(v), finite)) return {};
     return CIImage::imageWithNode(std::make_shared<LenticularHaloNode>(
-        c.X(), c.Y(), f.colorForKey("inputColor"), v[0], v[1], v[2], v[3], v[4], v[5]));
+        coord(c.X()), coord(c.Y()), f.colorForKey("inputColor"), v[0], v[1], v[2], v[3], v[4],
+        v[5]));
 }
 
 CIImage starShine(const CIFilter& f) {
@@ -221,8 +222,9 @@ CIImage starShine(const CIFilter& f) {
                         f.numberForKey("inputCrossOpacity"), f.numberForKey("inputCrossScale"),
                         f.numberForKey("inputCrossWidth"),   f.numberForKey("inputEpsilon")};
     if (!finiteCenter(c) || !std::all_of(std::begin(v), std::end(v), finite)) return {};
-    return CIImage::imageWithNode(std::make_shared<StarShineNode>(
-        c.X(), c.Y(), f.colorForKey("inputColor"), v[0], v[1], v[2], v[3], v[4], v[5]));
+    return CIImage::imageWithNode(std::make_shared<StarShineNode>(coord(c.X()), coord(c.Y()),
+                                                                  f.colorForKey("inputColor"), v[0],
+                                                                  v[1], v[2], v[3], v[4], v[5]));
 }
 
 CIImage sunbeams(const CIFilter& f) {
@@ -237,8 +239,8 @@ CIImage sunbeams(const CIFilter& f) {
     shape.strength = float(std::max(v[2], 0.0));
     shape.contrast = float(std::max(v[3], 0.0));
     shape.time = float(clampInput(v[4], 0, 1));
-    return CIImage::imageWithNode(
-        std::make_shared<SunbeamsNode>(c.X(), c.Y(), f.colorForKey("inputColor"), shape));
+    return CIImage::imageWithNode(std::make_shared<SunbeamsNode>(
+        coord(c.X()), coord(c.Y()), f.colorForKey("inputColor"), shape));
 }
 
 CIImage spotLight(const CIFilter& f) {
@@ -254,7 +256,7 @@ CIImage spotLight(const CIFilter& f) {
         !finite(concentration))
         return in;
     return CIImage::imageWithNode(std::make_shared<SpotLightNode>(
-        in.node(), pos, at, std::max(brightness, 0.0), std::clamp(concentration, 0.0, 1e4),
+        in.node(), pos, at, clampInput(brightness, 0, 1e6), clampInput(concentration, 0, 1e4),
         f.colorForKey("inputColor")));
 }
 

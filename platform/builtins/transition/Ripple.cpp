@@ -124,7 +124,7 @@ CIImage ripple(const CIFilter& f) {
             reach = std::max(reach, std::hypot(px - c.X(), py - c.Y()));
     const double w = clampInput(width, 1, 1e5);
     return CIImage::imageWithNode(std::make_shared<RippleNode>(
-        s.node(), t.node(), shading.isNull() ? nullptr : shading.node(), c.X(), c.Y(),
+        s.node(), t.node(), shading.isNull() ? nullptr : shading.node(), coord(c.X()), coord(c.Y()),
         clampInput(time, 0, 1) * (reach + w + 1), w, clampInput(scale, -1000, 1000)));
 }
 

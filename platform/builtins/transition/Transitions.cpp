@@ -181,11 +181,13 @@ private:
     double m_cos, m_sin, m_width, m_offset, m_start;
 };
 
-// Holes opening in a brick pattern of cells turned by the angle about the
-// centre: cells 2 radius wide and `compression` tall, alternate rows offset
-// by half a cell. Each cell's hole is an ellipse filling the cell as time
-// goes on, opening at a time that varies from cell to cell; the target shows
-// through the holes.
+// Holes opening in a pattern turned by the angle about the centre. The
+// pattern is a lattice of holes `radius` in size (rows offset by half a
+// cell, cells 2.5 radii wide), seen through a lens that shrinks the plane by
+// 1 / (1 + rho / compression) at distance rho from the centre, so holes near
+// the centre keep their shape and those further out grow and stretch
+// outwards. Each hole opens at a time that varies from hole to hole and
+// grows until it fills its cell; the target shows through the holes.
 class ModNode final : public PairNode {
 public:
     ModNode(NodePtr s, NodePtr t, double cx, double cy, double angle, double radius,
@@ -195,38 +197,46 @@ public:
           m_cy(cy),
           m_cos(std::cos(angle)),
           m_sin(std::sin(angle)),
-          m_cellW(2 * radius),
-          m_cellH(compression) {
-        // The edge is about 1.5 pixels wide in cell units (d = 1 at a cell's
-        // side); kJitter is the largest delay of a cell's hole.
-        m_soft = 3.0 / std::min(m_cellW, m_cellH);
-        m_scale = time * (std::sqrt(2.0) + 2 * m_soft + kJitter);
+          m_invC(1 / compression),
+          m_cellW(2.5 * radius),
+          m_cellH(2.5 * radius * 0.8660254),
+          m_time(time) {
+        m_maxD = 0.5 * std::hypot(m_cellW, m_cellH);
     }
     void combineRow(float* src, const float* tgt, int n, int x, int y,
                     const RenderState&) const override {
+        if (m_time <= 0) return;
         const double dy = y + 0.5 - m_cy;
         for (int i = 0; i < n; ++i) {
-            const double dx = x + i + 0.5 - m_cx;
-            const double u = (dx * m_cos + dy * m_sin) / m_cellW;
-            const double v = (dy * m_cos - dx * m_sin) / m_cellH;
-            const double row = std::floor(v);
-            const double uu = u + 0.5 * (row - 2 * std::floor(row / 2));
-            const double col = std::floor(uu);
-            const double fu = 2 * (uu - col) - 1, fv = 2 * (v - row) - 1;
-            const double d = std::sqrt(fu * fu + fv * fv);
-            const uint32_t h = mixHash(uint32_t(int64_t(col)) * 0x9e3779b1U ^
-                                       mixHash(uint32_t(int64_t(row)) + 0x51ed27U));
-            const double delay = double(h >> 8) * (kJitter / 16777216.0);
-            const double open = m_scale - m_soft - delay;  // hole radius in cell units
-            const float w = clamp01(float((open - d) / m_soft));
+            float w = 1;
+            if (m_time < 1) {
+                const double dx = x + i + 0.5 - m_cx;
+                const double u = dx * m_cos + dy * m_sin, v = dy * m_cos - dx * m_sin;
+                const double lens = 1 / (1 + std::hypot(u, v) * m_invC);
+                const double pu = u * lens, pv = v * lens;
+                const double row = std::floor(pv / m_cellH);
+                const double shift = 0.5 * (row - 2 * std::floor(row / 2));
+                const double col = std::floor(pu / m_cellW + shift);
+                const double fu = pu - (col + 0.5 - shift) * m_cellW;
+                const double fv = pv - (row + 0.5) * m_cellH;
+                // Distance from the hole's centre, 1 at the cell's corners.
+                const double d = std::hypot(fu, fv) / m_maxD;
+                const uint32_t h = mixHash(uint32_t(int64_t(col)) * 0x9e3779b1U ^
+                                           mixHash(uint32_t(int64_t(row)) + 0x51ed27U));
+                const double delay = double(h >> 8) * (kJitter / 16777216.0);
+                // A one-and-a-half-pixel edge, measured in the lens's units.
+                const double soft = 1.5 * lens / m_maxD;
+                const double open = m_time * (1 + kJitter + soft) - delay;
+                w = clamp01(float((open - d) / soft));
+            }
             storePixel(src + 4 * i, mix(loadPixel(src + 4 * i), loadPixel(tgt + 4 * i), w));
         }
     }
     const char* kind() const override { return "mod"; }
 
 private:
-    static constexpr double kJitter = 0.35;
-    double m_cx, m_cy, m_cos, m_sin, m_cellW, m_cellH, m_soft, m_scale;
+    static constexpr double kJitter = 0.35;  // the latest a hole starts opening
+    double m_cx, m_cy, m_cos, m_sin, m_invC, m_cellW, m_cellH, m_maxD, m_time;
 };
 
 // A flash of light: a sun (SunShape) in the colour grows from the centre
@@ -344,7 +354,7 @@ CIImage modTransition(const CIFilter& f) {
                  compression = f.numberForKey("inputCompression");
     if (!allFinite(c.X(), c.Y(), angle, radius, compression)) return s;
     return CIImage::imageWithNode(std::make_shared<ModNode>(
-        s.node(), t.node(), c.X(), c.Y(), angle, clampInput(radius, 1, 1e6),
+        s.node(), t.node(), coord(c.X()), coord(c.Y()), angle, clampInput(radius, 1, 1e6),
         clampInput(compression, 1, 1e6), timeOf(f)));
 }
 
@@ -362,8 +372,8 @@ CIImage flash(const CIFilter& f) {
     shape.contrast = float(clampInput(contrast, 0, 100));
     shape.strength = float(clampInput(strength, 0, 100));
     return CIImage::imageWithNode(std::make_shared<FlashNode>(
-        s.node(), t.node(), c.X(), c.Y(), motionRect(f, s, t), f.colorForKey("inputColor"),
-        timeOf(f), clampInput(fade, 0, 1), shape));
+        s.node(), t.node(), coord(c.X()), coord(c.Y()), motionRect(f, s, t),
+        f.colorForKey("inputColor"), timeOf(f), clampInput(fade, 0, 1), shape));
 }
 
 }  // namespace cif::builtins::transitions
