@@ -209,8 +209,9 @@ CIImage pageCurl(const CIFilter& f) {
     const double angle = f.numberForKey("inputAngle"), radius = f.numberForKey("inputRadius"),
                  time = f.numberForKey("inputTime");
     if (!allFinite(angle, radius, time)) return s;
-    // The roll's size bounds the region each tile reads.
-    const double r = clampInput(radius, 0.01, 2000);
+    // Each tile reads the material within pi radii of it; at most 400 (the
+    // largest radius the controls offer) keeps that a few megabytes.
+    const double r = clampInput(radius, 0.01, 400);
     const Sweep sweep(angle, motionRect(f, s, t));
     const double start = sweep.uMax + 1, end = sweep.uMin - 2 * r - 1;
     const double line = start + clampInput(time, 0, 1) * (end - start);

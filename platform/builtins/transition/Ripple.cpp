@@ -109,6 +109,10 @@ private:
 
 }  // namespace
 
+// Each tile reads its images this far around it; four times what the
+// controls offer.
+constexpr double kMaxScale = 200;
+
 CIImage ripple(const CIFilter& f) {
     CIImage s, t;
     if (!sourceAndTarget(f, s, t)) return s;
@@ -125,7 +129,7 @@ CIImage ripple(const CIFilter& f) {
     const double w = clampInput(width, 1, 1e5);
     return CIImage::imageWithNode(std::make_shared<RippleNode>(
         s.node(), t.node(), shading.isNull() ? nullptr : shading.node(), coord(c.X()), coord(c.Y()),
-        clampInput(time, 0, 1) * (reach + w + 1), w, clampInput(scale, -1000, 1000)));
+        clampInput(time, 0, 1) * (reach + w + 1), w, clampInput(scale, -kMaxScale, kMaxScale)));
 }
 
 }  // namespace cif::builtins::transitions
