@@ -18,6 +18,7 @@ namespace {
 using engine::loadPixel;
 using engine::Pixel4;
 using engine::RenderState;
+using engine::splat;
 using engine::storePixel;
 
 bool finite(double v) {
@@ -26,8 +27,9 @@ bool finite(double v) {
 
 // A lens halo: a ring of `radius` and `width` whose red, green and blue parts
 // sit at slightly different radii (red outermost) as a lens disperses light;
-// `overlap` 1 puts them on top of each other, 0 spreads them half a ring
-// width apart. Streaks (striation) modulate the ring's brightness.
+// `overlap` 1 puts them on top of each other (white for a white colour), 0
+// sets them a whole ring width apart so they no longer overlap. Streaks
+// (striation) modulate the ring's brightness.
 class LenticularHaloNode final : public GeneratorNode {
 public:
     LenticularHaloNode(double cx, double cy, const CIColor& color, double overlap, double radius,
@@ -37,7 +39,7 @@ public:
           m_color(color),
           m_radius(float(radius)),
           m_halfWidth(float(std::max(width * 0.5, 0.5))),
-          m_spread(float((1 - clampInput(overlap, 0, 1)) * std::max(width, 0.0) * 0.5)),
+          m_spread(float((1 - clampInput(overlap, 0, 1)) * std::max(width, 0.0))),
           m_contrast(float(contrast)),
           m_strength(float(strength)),
           m_time(float(time)) {}
@@ -79,13 +81,14 @@ private:
     float m_radius, m_halfWidth, m_spread, m_contrast, m_strength, m_time;
 };
 
-// A star: a bright core whose intensity is e / (e + (r / radius)^2) with
-// e = 10^epsilon (so epsilon sets the core's size: half intensity at
-// radius * 10^(epsilon / 2)), a glow 0.5 exp(-2 (r / radius)^2), and a
-// cross of two perpendicular rays at `crossAngle`. Each ray is
-// `crossWidth` wide (Gaussian profile) and fades as 1 / (1 + (d / L)^2)
-// along its length with L = crossScale * radius / 10; its brightness is
-// 2^(crossOpacity / 2).
+// A star: a round central flare of `radius` and a cross of two
+// perpendicular spikes at `crossAngle`. The flare's intensity is
+// 2 / (1 + 8 (r / radius)^2). Each spike is `crossWidth` wide (a Gaussian
+// across it), its length L = crossScale * radius, and along it the
+// intensity falls as e / (e + (d / L)^2) with e = 10^epsilon, so epsilon
+// sets how far the spikes reach (half intensity at L * 10^(epsilon / 2));
+// the spikes' opacity is 2^(crossOpacity / 2). Intensity up to 1 scales the
+// colour; beyond 1 the light turns towards white, as a hot centre does.
 class StarShineNode final : public GeneratorNode {
 public:
     StarShineNode(double cx, double cy, const CIColor& color, double radius, double angle,
@@ -96,25 +99,27 @@ public:
         m_e = float(std::pow(10.0, clampInput(epsilon, -8, 8)));
         m_cos = float(std::cos(angle));
         m_sin = float(std::sin(angle));
-        m_rayAmp = float(std::pow(2.0, clampInput(opacity, -8, 8) / 2));
+        m_rayAmp = float(std::pow(2.0, clampInput(opacity, -16, 16) / 2));
         const double w = std::max(width, 1e-3);
         m_invW2 = float(1 / (w * w));
-        const double len = std::max(scale * r / 10, 1e-3);
+        const double len = std::max(scale * r, 1e-3);
         m_invL2 = float(1 / (len * len));
     }
 
     void fillSpan(float* px, int n, int x, int y, const RenderState& s) const override {
         const Pixel4 c = m_color.in(s.space);
+        const Pixel4 white = splat(c[3]);
         const float dy = float(y + 0.5 - m_cy);
         for (int i = 0; i < n; ++i) {
             const float dx = float(x + i + 0.5 - m_cx);
             const float q2 = (dx * dx + dy * dy) * m_invR2;
-            float v = m_e / (m_e + q2) + 0.5f * std::exp(-2 * q2);
             const float a = dx * m_cos + dy * m_sin, b = dy * m_cos - dx * m_sin;
-            // Ray along the cross angle, then the perpendicular one.
-            v += m_rayAmp * (std::exp(-b * b * m_invW2) / (1 + a * a * m_invL2) +
-                             std::exp(-a * a * m_invW2) / (1 + b * b * m_invL2));
-            storePixel(px + 4 * i, c * std::min(v, 1.0f));
+            // The spike along the cross angle, then the perpendicular one.
+            const float spikes = std::exp(-b * b * m_invW2) * m_e / (m_e + a * a * m_invL2) +
+                                 std::exp(-a * a * m_invW2) * m_e / (m_e + b * b * m_invL2);
+            const float v = 2 / (1 + 8 * q2) + m_rayAmp * spikes;
+            const float lit = std::min(v, 1.0f), hot = std::clamp((v - 1) * 0.5f, 0.0f, 1.0f);
+            storePixel(px + 4 * i, (c * (1 - hot) + white * hot) * lit);
         }
     }
     const char* kind() const override { return "star-shine"; }
