@@ -179,6 +179,19 @@ TEST_F(Generators, CheckerboardHasItsPeriodColoursAndCentre) {
                                                 {"inputColor1", color(0, 0, 0)}}),
                rect);
     expectPixel(pixel(soft, rect, 0, 3), 0.5f, 0.5f, 0.5f, 1);
+    // One pixel (of 3) from the vertical edge, 2.5 from the horizontal one:
+    // 0.5 + 0.5 (1 / 3) (2.5 / 3).
+    const float v = 0.5f + 0.5f * (1.0f / 3) * (2.5f / 3);
+    expectPixel(pixel(soft, rect, 1, 3), v, v, v, 1);
+    // Sharp edges through pixel centres are anti-aliased: half of each colour.
+    const CIFloatBitmap sharp =
+        render(make("CICheckerboardGenerator", {{"inputCenter", vec({0.5, 0})},
+                                                {"inputWidth", w},
+                                                {"inputColor0", color(1, 1, 1)},
+                                                {"inputColor1", color(0, 0, 0)}}),
+               rect);
+    expectPixel(pixel(sharp, rect, 0, 3), 0.5f, 0.5f, 0.5f, 1);
+    expectPixel(pixel(sharp, rect, 1, 3), 1, 1, 1, 1);
 }
 
 TEST_F(Generators, StripesAreVerticalWithPeriodTwiceTheWidth) {

@@ -122,20 +122,21 @@ private:
 
 // Along one axis, +1 inside even cells and -1 inside odd ones (cells of
 // `width` starting at the origin), ramping linearly through 0 at each edge
-// over `soft` pixels on either side; a hard step when soft is 0.
-inline float cellSign(float u, float width, float invSoft) {
-    const float fl = std::floor(u);
-    const float f = u - fl;
-    const float parity = (int64_t(fl) & 1) ? -1.0f : 1.0f;
-    if (invSoft <= 0) return parity;
-    const float edge = std::min(f, 1.0f - f) * width;  // pixels to the nearest edge
-    return parity * std::min(edge * invSoft, 1.0f);
+// over 1 / invSoft pixels on either side. Worked in double so that pixels
+// the same distance from an edge get the same value in every cell.
+inline float cellSign(double u, double width, double invSoft) {
+    const double fl = std::floor(u);
+    const double f = u - fl;
+    const double parity = (int64_t(fl) & 1) ? -1.0 : 1.0;
+    const double edge = std::min(f, 1.0 - f) * width;  // pixels to the nearest edge
+    return float(parity * std::min(edge * invSoft, 1.0));
 }
 
 // Squares (two axes) or stripes (x only) of `width` pixels with a corner at
 // the centre; colour 0 fills the cell above and to the right of the centre.
-// Sharpness 1 gives hard edges; lower values blur each edge over
-// (1 - sharpness) of half a cell on either side.
+// Sharpness 1 gives edges anti-aliased over one pixel (exact colours at
+// every pixel when the edges fall on pixel boundaries); lower values blur
+// each edge over (1 - sharpness) of half a cell on either side.
 class CellPatternNode final : public GeneratorNode {
 public:
     CellPatternNode(bool twoAxes, double cx, double cy, double width, double sharpness,
@@ -143,15 +144,14 @@ public:
         : m_twoAxes(twoAxes), m_cx(cx), m_cy(cy), m_c0(c0), m_c1(c1) {
         m_width = std::max(std::abs(width), 1e-3);
         const double soft = (1.0 - clampInput(sharpness, 0, 1)) * m_width * 0.5;
-        m_invSoft = soft > 1e-4 ? float(1.0 / soft) : 0.0f;
+        m_invSoft = 1.0 / std::max(soft, 0.5);
     }
     void fillSpan(float* px, int n, int x, int y, const RenderState& s) const override {
-        const float w = float(m_width), invSoft = m_invSoft;
-        const float sy = m_twoAxes ? cellSign(float((y + 0.5 - m_cy) / m_width), w, invSoft) : 1.0f;
-        const double cx = m_cx, width = m_width;
+        const double cx = m_cx, width = m_width, invSoft = m_invSoft;
+        const float sy = m_twoAxes ? cellSign((y + 0.5 - m_cy) / width, width, invSoft) : 1.0f;
         // Weight of colour 1: 0 where the signs agree, 1 where they differ.
         fillByWeight(px, n, x, m_c0.in(s.space), m_c1.in(s.space), [=](int xi) {
-            const float sx = cellSign(float((xi + 0.5 - cx) / width), w, invSoft);
+            const float sx = cellSign((xi + 0.5 - cx) / width, width, invSoft);
             return 0.5f - 0.5f * sx * sy;
         });
     }
@@ -159,8 +159,7 @@ public:
 
 private:
     bool m_twoAxes;
-    double m_cx, m_cy, m_width;
-    float m_invSoft;
+    double m_cx, m_cy, m_width, m_invSoft;
     WorkingColor m_c0, m_c1;
 };
 
