@@ -23,7 +23,7 @@ std::vector<BuiltinDef> generatorBuiltins() {
         {"CIGaussianGradient", gaussianGradient},
         {"CICheckerboardGenerator", checkerboard},
         {"CIStripesGenerator", stripes},
-        {"CIRandomGenerator", random},
+        {"CIRandomGenerator", randomNoise},
         {"CILenticularHaloGenerator", lenticularHalo},
         {"CIStarShineGenerator", starShine},
         {"CISunbeamsGenerator", sunbeams},

@@ -11,7 +11,7 @@ CIImage linearGradient(const CIFilter& f);
 CIImage gaussianGradient(const CIFilter& f);
 CIImage checkerboard(const CIFilter& f);
 CIImage stripes(const CIFilter& f);
-CIImage random(const CIFilter& f);
+CIImage randomNoise(const CIFilter& f);
 CIImage lenticularHalo(const CIFilter& f);
 CIImage starShine(const CIFilter& f);
 CIImage sunbeams(const CIFilter& f);

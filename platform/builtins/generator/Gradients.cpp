@@ -239,7 +239,7 @@ CIImage stripes(const CIFilter& f) {
     return cellPattern(f, false);
 }
 
-CIImage random(const CIFilter&) {
+CIImage randomNoise(const CIFilter&) {
     return CIImage::imageWithNode(std::make_shared<RandomNode>());
 }
 
