@@ -173,14 +173,15 @@ TEST_F(Transitions, DissolveAndMaskBlendMixByHand) {
         CIImage::imageWithColor(CIColor(0.8, 0.2, 0.4, 1)).imageByCroppingToRect(kRect);
     const CIImage b =
         CIImage::imageWithColor(CIColor(0.2, 0.6, 0.0, 0.5)).imageByCroppingToRect(kRect);
-    const CIFloatBitmap d =
-        render(make("CIDissolveTransition",
-                    {{"inputImage", img(a)}, {"inputTargetImage", img(b)}, {"inputTime", 0.25}}));
     // Premultiplied: a = (0.8, 0.2, 0.4, 1), b = (0.1, 0.3, 0, 0.5).
-    const float want[4] = {0.75f * 0.8f + 0.25f * 0.1f, 0.75f * 0.2f + 0.25f * 0.3f, 0.75f * 0.4f,
-                           0.75f + 0.25f * 0.5f};
-    for (int k = 0; k < 4; ++k)
-        EXPECT_NEAR(at(d, 7, 9)[k], want[k], 1e-6f);
+    const float pa[4] = {0.8f, 0.2f, 0.4f, 1}, pb[4] = {0.1f, 0.3f, 0, 0.5f};
+    for (const double t : {0.25, 0.5}) {
+        const CIFloatBitmap d =
+            render(make("CIDissolveTransition",
+                        {{"inputImage", img(a)}, {"inputTargetImage", img(b)}, {"inputTime", t}}));
+        for (int k = 0; k < 4; ++k)
+            EXPECT_NEAR(at(d, 7, 9)[k], (1 - t) * pa[k] + t * pb[k], 1e-6) << t;
+    }
 
     // Mask green 0.25 (red and blue ignored): a quarter of the image.
     const CIImage mask =
