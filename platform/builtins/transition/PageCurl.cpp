@@ -10,7 +10,8 @@
 // half a turn (x > pi R) it lies flat again on top, folded back over the
 // sheet, at d = pi R - x. Seen from above at a point with distance d:
 //   d <= 0:     the folded flap (back side, material x = pi R - d) over the
-//               flat sheet (front side, material at the point itself);
+//               flat sheet (front side, material at the point itself),
+//               shadowed by the flap near the flap's edge;
 //   0 <= d <= R: the roll's upper half (back side, phi = pi - asin(d / R))
 //               over its lower half (front side seen from inside, phi =
 //               asin(d / R)) over the target;
@@ -46,6 +47,8 @@ using engine::RenderState;
 using engine::storePixel;
 
 constexpr double kPi = std::numbers::pi;
+// How dark the flap's shadow on the sheet is under a fully opaque flap.
+constexpr float kFlapShadow = 0.35f;
 
 class PageCurlNode final : public engine::Node {
 public:
@@ -108,8 +111,17 @@ public:
                 };
                 Pixel4 result;
                 if (d <= 0) {
-                    // The flap over the flat sheet.
-                    result = over(backAt(kPi * m_r - d), loadPixel(out + 4 * i));
+                    // The flap over the flat sheet, which it shadows just
+                    // beyond its edge: the flap's coverage a quarter, half and
+                    // three quarters of a radius towards the fold, averaged.
+                    float cover = 0;
+                    for (int k = 1; k <= 3; ++k) {
+                        const double s = m_r * k / 4;
+                        if (d + s <= 0) cover += material(kPi * m_r - d - s, *front)[3];
+                    }
+                    const float dark = 1 - kFlapShadow / 3 * cover;
+                    const Pixel4 sheet = loadPixel(out + 4 * i) * Pixel4{dark, dark, dark, 1};
+                    result = over(backAt(kPi * m_r - d), sheet);
                 } else {
                     Pixel4 t = loadPixel(tgt + 4 * i);
                     // The shadow of the roll, as strong as the sheet at its top is opaque.
@@ -148,9 +160,10 @@ public:
 
 private:
     // Bounding box of the material seen over `output` on the roll, on the
-    // flap and at the roll's top (for the shadow). Every such point lies on
-    // the line through an output point along n, at distance d in
-    // [0, pi R] (roll) or pi R - d (flap, d <= 0) past the fold line.
+    // flap (and near it, for its shadow) and at the roll's top (for the
+    // roll's shadow). Every such point lies on the line through an output
+    // point along n, at distance [0, pi R] (roll) or pi R - d - [0, R]
+    // (flap, d <= 0) past the fold line.
     Rect curlRegion(const Rect& output) const {
         const double xs[2] = {output.x, output.right()}, ys[2] = {output.y, output.top()};
         double dlo = 1e300, dhi = -1e300;
@@ -163,7 +176,8 @@ private:
         double targets[4];
         int count = 0;
         if (dlo <= 0) {
-            targets[count++] = kPi * m_r - std::min(dhi, 0.0);
+            // The flap, and the flap's shadow up to a radius towards the fold.
+            targets[count++] = kPi * m_r - std::min(dhi, 0.0) - m_r;
             targets[count++] = kPi * m_r - dlo;
         }
         if (dhi >= 0 && dlo <= 2 * m_r + 1) {
