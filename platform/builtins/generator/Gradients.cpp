@@ -19,7 +19,8 @@ using engine::RenderState;
 using engine::storePixel;
 
 // Spans are worked on in chunks: a first loop computes each pixel's
-// interpolation weight (vectorised), a second writes the colours.
+// interpolation weight, a second writes the colours, one 4-lane operation
+// per pixel. (The radial gradient, which is the hot one, has a Highway span.)
 constexpr int kChunk = 256;
 
 // Pixel centre coordinates relative to an origin, computed the same way for
