@@ -242,6 +242,28 @@ TEST_F(Generators, RandomNoiseIsTheSameForAnyTilingAndRenderAndUniform) {
     EXPECT_LT(equalNeighbours, 3);
 }
 
+TEST_F(Generators, EveryGeneratorIsTheSameForAnyTiling) {
+    const CIImage grey =
+        CIImage::imageWithColor(CIColor(0.4, 0.5, 0.6)).imageByCroppingToRect(QRectF(0, 0, 90, 70));
+    const QRectF rect(3, -5, 80, 60);
+    for (const char* name :
+         {"CIRadialGradient", "CILinearGradient", "CIGaussianGradient", "CICheckerboardGenerator",
+          "CIStripesGenerator", "CILenticularHaloGenerator", "CIStarShineGenerator",
+          "CISunbeamsGenerator", "CISpotLight"}) {
+        // Centres and sizes that put the interesting part inside the rect.
+        QVariantMap in{{"inputImage", QVariant::fromValue(grey)}};
+        const QVariantMap attrs = CIFilter::classAttributesForName(name);
+        if (attrs.contains("inputCenter")) in["inputCenter"] = vec({40.3, 20.7});
+        for (const char* key : {"inputRadius", "inputRadius1", "inputHaloRadius", "inputWidth"})
+            if (attrs.contains(key)) in[key] = 17.5;
+        if (attrs.contains("inputSunRadius")) in["inputSunRadius"] = 9.0;
+        const CIImage img = make(name, in);
+        const CIFloatBitmap ref = render(img, rect, 256, 1);
+        EXPECT_EQ(render(img, rect, 7, 2).pixels, ref.pixels) << name;
+        EXPECT_EQ(render(img, rect, 32, 2).pixels, ref.pixels) << name;
+    }
+}
+
 TEST_F(Generators, LightsAreTheirColourWhereFullAndClearFarAway) {
     const QRectF rect(0, 0, 300, 300);
     const QVariantMap centre{{"inputCenter", vec({150.5, 150.5})}};
