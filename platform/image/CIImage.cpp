@@ -84,6 +84,15 @@ CIImage CIImage::imageByApplyingTransform(const QTransform& transform) const {
     if (!m_node) return {};
     const Affine a = toAffine(transform);
     if (a.isIdentity()) return *this;
+    // A transform of a transform is one transform: the pixels are resampled
+    // once, not twice.
+    if (const auto* inner = dynamic_cast<const TransformNode*>(m_node.get())) {
+        const Affine combined = inner->transform().then(a);
+        const NodePtr& source = inner->inputs().front();
+        if (combined.isIdentity()) return CIImage(source);
+        if (!combined.isInvertible()) return emptyImage();
+        return CIImage(std::make_shared<TransformNode>(source, combined));
+    }
     if (!a.isInvertible()) return emptyImage();
     return CIImage(std::make_shared<TransformNode>(m_node, a));
 }
