@@ -133,9 +133,9 @@ bool CIContext::drawImageInRectFromRect(QPainter& painter, const CIImage& image,
     const QRectF device = painter.transform().mapRect(inRect);
     const QSize size(std::max(1, int(std::lround(device.width()))),
                      std::max(1, int(std::lround(device.height()))));
-    const QTransform place = QTransform::fromTranslate(-fromRect.x(), -fromRect.y()) *
-                             QTransform::fromScale(size.width() / fromRect.width(),
-                                                   size.height() / fromRect.height());
+    const QTransform place =
+        QTransform::fromTranslate(-fromRect.x(), -fromRect.y()) *
+        QTransform::fromScale(size.width() / fromRect.width(), size.height() / fromRect.height());
     const CIImage placed = place.isIdentity() ? image : image.imageByApplyingTransform(place);
     const QImage pixels = createQImage(placed, QRectF(QPointF(0, 0), QSizeF(size)));
     if (pixels.isNull()) return false;
