@@ -200,6 +200,10 @@ TEST(GLIFCoreObject, EveryFormDrawsWithTheOriginAtTheBottomLeft) {
         EXPECT_EQ(pixelAt(picture, 1, 10), qRgb(255, 0, 0));  // bottom-left: red
         EXPECT_EQ(qAlpha(pixelAt(picture, 1, 1)), 0);         // top-left: empty
         EXPECT_EQ(qAlpha(pixelAt(picture, 14, 10)), 0);       // bottom-right: empty
+        // Drawn twice as large, the mark stays in the same corner.
+        const QImage large = picture.rasterize(QSize(32, 24));
+        EXPECT_EQ(large.pixelColor(6, 20), QColor(Qt::red));
+        EXPECT_EQ(large.pixelColor(6, 3).alpha(), 0);
     }
     // The PDF recording keeps the orientation too and can be exported as it is.
     Probe probe;
