@@ -1,0 +1,231 @@
+#include "platform/builtins/distortion/WarpNode.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "platform/image/Pixel4.h"
+
+namespace cif::builtins {
+
+using engine::coveringPixels;
+using engine::IRect;
+using engine::Node;
+using engine::NodePtr;
+using engine::PixelBuffer;
+using engine::PooledBuffer;
+using engine::Rect;
+using engine::RenderState;
+
+namespace {
+
+int floorDiv(int v, int d) {
+    return v >= 0 ? v / d : -((-v + d - 1) / d);
+}
+
+// Source points beyond this are treated as unreadable: float coordinates
+// lose their fractional part long before it.
+constexpr float kFarthest = float(1 << 28);
+
+// Pixels that the source region may read from the input: its extent's
+// pixels, or the renderer's whole addressable box for infinite inputs.
+IRect readablePixels(const Node& input) {
+    const Rect& ext = input.extent();
+    if (ext.isInfinite())
+        return {-engine::kPixelLimit, -engine::kPixelLimit, 2 * engine::kPixelLimit,
+                2 * engine::kPixelLimit};
+    return coveringPixels(ext);
+}
+
+// Largest input region one block may render before it is split: a few
+// times the block, so torn maps (seams of tiles, wraps) stay cheap.
+bool worthSplitting(const IRect& block, const IRect& roi) {
+    if (block.w <= 1 && block.h <= 1) return false;
+    if (roi.area() > (int64_t(1) << 22)) return true;
+    return (block.w > 8 || block.h > 8) && roi.area() > 4 * block.area() + 4096;
+}
+
+}  // namespace
+
+WarpNode::WarpNode(std::vector<NodePtr> inputs, Rect extent, Rect warped)
+    : Node(std::move(inputs), extent), m_warped(warped) {}
+
+Rect WarpNode::regionOfInterest(size_t index, const Rect& output) const {
+    if (index == 0) return sourceBounds(output).inset(-1, -1);
+    return auxiliaryRegion(index, output);
+}
+
+Rect WarpNode::auxiliaryRegion(size_t, const Rect& output) const {
+    return output;
+}
+
+int WarpNode::supersampling(const IRect&) const {
+    return 1;
+}
+
+void WarpNode::mapBlock(const IRect& block, float fx, float fy, float* sx, float* sy,
+                        const RenderState&) const {
+    const size_t stride = size_t(paddedWidth(block.w));
+    for (int r = 0; r < block.h; ++r)
+        mapSpan(block.x, block.y + r, block.w, fx, fy, sx + size_t(r) * stride,
+                sy + size_t(r) * stride);
+}
+
+void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
+    const IRect out = dst.rect();
+    const Node& in = *inputs().front();
+    const IRect warped = m_warped.isInfinite() ? out : coveringPixels(m_warped);
+    if (out.intersected(warped).isEmpty()) {
+        renderNode(in, dst, state);
+        return;
+    }
+    // Blocks outside the extent are transparent without any mapping.
+    const IRect live = extent().isInfinite() ? out : out.intersected(coveringPixels(extent()));
+    const int gx0 = floorDiv(out.x, kBlock) * kBlock, gy0 = floorDiv(out.y, kBlock) * kBlock;
+    for (int gy = gy0; gy < out.top(); gy += kBlock) {
+        for (int gx = gx0; gx < out.right(); gx += kBlock) {
+            if (state.cancelled()) return;
+            const IRect grid{gx, gy, kBlock, kBlock};
+            const IRect block = grid.intersected(out);
+            if (block.intersected(live).isEmpty()) {
+                for (int y = block.y; y < block.top(); ++y)
+                    std::memset(dst.at(block.x, y), 0, size_t(block.w) * 4 * sizeof(float));
+                continue;
+            }
+            if (block.intersected(warped).isEmpty()) {
+                // The identity part of the map: a straight copy.
+                PooledBuffer copy(block);
+                renderNode(in, *copy, state);
+                for (int y = block.y; y < block.top(); ++y)
+                    std::memcpy(dst.at(block.x, y), copy->row(y),
+                                size_t(block.w) * 4 * sizeof(float));
+                continue;
+            }
+            warpBlock(block, std::clamp(supersampling(grid), 1, 4), dst, state);
+        }
+    }
+}
+
+void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,
+                         const RenderState& state) const {
+    if (samples <= 1) {
+        sampleRegion(block, 0.5f, 0.5f, 1.0f, false, dst, state);
+        return;
+    }
+    // Supersampling: the mean of a regular grid of samples inside each pixel.
+    const float weight = 1.0f / float(samples * samples);
+    for (int j = 0; j < samples; ++j)
+        for (int k = 0; k < samples; ++k)
+            sampleRegion(block, (float(k) + 0.5f) / float(samples),
+                         (float(j) + 0.5f) / float(samples), weight, j != 0 || k != 0, dst, state);
+}
+
+void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight, bool accumulate,
+                            PixelBuffer& dst, const RenderState& state) const {
+    const int pw = paddedWidth(block.w);
+    std::vector<float> sx(size_t(pw) * size_t(block.h)), sy(sx.size());
+    mapBlock(block, fx, fy, sx.data(), sy.data(), state);
+
+    // The bounding box of the finite source points.
+    float x0 = std::numeric_limits<float>::infinity(), y0 = x0, x1 = -x0, y1 = -x0;
+    for (int r = 0; r < block.h; ++r) {
+        float* px = sx.data() + size_t(r) * size_t(pw);
+        float* py = sy.data() + size_t(r) * size_t(pw);
+        for (int i = 0; i < block.w; ++i) {
+            if (!(std::abs(px[i]) < kFarthest && std::abs(py[i]) < kFarthest)) {
+                px[i] = py[i] = std::numeric_limits<float>::quiet_NaN();
+                continue;
+            }
+            x0 = std::min(x0, px[i]);
+            x1 = std::max(x1, px[i]);
+            y0 = std::min(y0, py[i]);
+            y1 = std::max(y1, py[i]);
+        }
+    }
+    IRect roi;
+    if (x0 <= x1 && y0 <= y1) {
+        // Bilinear reads pixels floor(p - 0.5) and the next one.
+        const int ix0 = int(std::floor(x0 - 0.5f)), iy0 = int(std::floor(y0 - 0.5f));
+        const int ix1 = int(std::floor(x1 - 0.5f)) + 1, iy1 = int(std::floor(y1 - 0.5f)) + 1;
+        roi = IRect{ix0, iy0, ix1 - ix0 + 1, iy1 - iy0 + 1}.intersected(
+            readablePixels(*inputs().front()));
+    }
+    if (!roi.isEmpty() && worthSplitting(block, roi)) {
+        const int hw = (block.w + 1) / 2, hh = (block.h + 1) / 2;
+        const IRect parts[4] = {{block.x, block.y, hw, hh},
+                                {block.x + hw, block.y, block.w - hw, hh},
+                                {block.x, block.y + hh, hw, block.h - hh},
+                                {block.x + hw, block.y + hh, block.w - hw, block.h - hh}};
+        for (const IRect& part : parts)
+            if (!part.isEmpty()) sampleRegion(part, fx, fy, weight, accumulate, dst, state);
+        return;
+    }
+    if (roi.isEmpty()) {
+        if (!accumulate)
+            for (int y = block.y; y < block.top(); ++y)
+                std::memset(dst.at(block.x, y), 0, size_t(block.w) * 4 * sizeof(float));
+        return;
+    }
+
+    PooledBuffer srcBuf(roi);
+    renderNode(*inputs().front(), *srcBuf, state);
+    const float* src = srcBuf->data();
+    const int sw = roi.w, sh = roi.h;
+    const size_t stride = size_t(sw) * 4;
+    const float ox = float(roi.x) + 0.5f, oy = float(roi.y) + 0.5f;
+    using engine::loadPixel;
+    using engine::Pixel4;
+    using engine::splat;
+    for (int r = 0; r < block.h; ++r) {
+        const float* px = sx.data() + size_t(r) * size_t(pw);
+        const float* py = sy.data() + size_t(r) * size_t(pw);
+        float* o = dst.at(block.x, block.y + r);
+        for (int i = 0; i < block.w; ++i, o += 4) {
+            // Relative to the region's first pixel centre; NaN fails the test.
+            const float u = px[i] - ox, v = py[i] - oy;
+            Pixel4 value = splat(0.0f);
+            if (u > -1.0f && v > -1.0f && u < float(sw) && v < float(sh)) {
+                const int tu = int(u), tv = int(v);
+                const int i0 = tu - (u < float(tu) ? 1 : 0), j0 = tv - (v < float(tv) ? 1 : 0);
+                const float fu = u - float(i0), fv = v - float(j0);
+                if (i0 >= 0 && j0 >= 0 && i0 + 1 < sw && j0 + 1 < sh) {
+                    // Two-step interpolation, exact on flat areas.
+                    const float* p00 = src + size_t(j0) * stride + size_t(i0) * 4;
+                    const float* p01 = p00 + stride;
+                    const Pixel4 a00 = loadPixel(p00), a01 = loadPixel(p01);
+                    const Pixel4 lo = a00 + (loadPixel(p00 + 4) - a00) * fu;
+                    const Pixel4 hi = a01 + (loadPixel(p01 + 4) - a01) * fu;
+                    value = lo + (hi - lo) * fv;
+                } else {
+                    Pixel4 t[4];
+                    for (int k = 0; k < 4; ++k) {
+                        const int ti = i0 + (k & 1), tj = j0 + (k >> 1);
+                        t[k] = (ti < 0 || tj < 0 || ti >= sw || tj >= sh)
+                                   ? splat(0.0f)
+                                   : loadPixel(src + size_t(tj) * stride + size_t(ti) * 4);
+                    }
+                    const Pixel4 lo = t[0] + (t[1] - t[0]) * fu, hi = t[2] + (t[3] - t[2]) * fu;
+                    value = lo + (hi - lo) * fv;
+                }
+            }
+            if (accumulate)
+                engine::storePixel(o, loadPixel(o) + value * weight);
+            else
+                engine::storePixel(o, weight == 1.0f ? value : value * weight);
+        }
+    }
+}
+
+Rect boundsWithFixedRegion(const Rect& output, const Rect& warped, const Rect& region) {
+    if (output.intersected(warped).isEmpty()) return output;
+    if (warped.contains(output)) return region;
+    return output.united(region);
+}
+
+Rect warpedExtent(const Rect& input, const Rect& warped, const Rect& region) {
+    if (region.intersected(input).isEmpty()) return input;
+    return input.united(warped);
+}
+
+}  // namespace cif::builtins
