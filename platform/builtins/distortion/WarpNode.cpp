@@ -105,6 +105,9 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
             warpBlock(block, std::clamp(supersampling(grid), 1, 4), dst, state);
         }
     }
+    // Bilinear reads may reach a little past the extent; what lies outside
+    // it is transparent whichever tile computes it.
+    if (!extent().isInfinite()) dst.clearOutside(live);
 }
 
 void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,

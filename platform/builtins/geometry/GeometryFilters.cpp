@@ -41,12 +41,11 @@ CIImage crop(const CIFilter& f) {
 // ---------------------------------------------------------------- Lanczos
 
 // The taps of one axis: output pixel k reads input pixels first[k] ..
-// first[k] + count - 1 (before clipping to the input) with weights
-// weights[k * count ..], which sum to 1.
+// first[k] + size[k] - 1 with weights weights[k * stride ..], which sum to 1.
 struct Taps {
-    std::vector<int> first;
+    std::vector<int> first, size;
     std::vector<float> weights;
-    int count = 0;
+    int stride = 0;
 };
 
 constexpr double kLobes = 3;
@@ -85,44 +84,39 @@ public:
         dst.fillTransparent();
         const IRect roi = inputRegion(0, out);
         if (roi.isEmpty()) return;
-        const Taps cols = taps(out.x, out.w, m_sx), rows = taps(out.y, out.h, m_sy);
-        // Column taps clipped to the region: weights of missing pixels read
-        // transparent black, as outside any extent.
-        std::vector<int> colFirst(size_t(out.w)), colCount(size_t(out.w)), colSkip(size_t(out.w));
-        for (int k = 0; k < out.w; ++k) {
-            const int a = std::max(cols.first[size_t(k)], roi.x);
-            const int b = std::min(cols.first[size_t(k)] + cols.count, roi.right());
-            colFirst[size_t(k)] = a;
-            colCount[size_t(k)] = std::max(0, b - a);
-            colSkip[size_t(k)] = a - cols.first[size_t(k)];
-        }
+        // Beyond a finite input the edge pixels are repeated, so a scaled
+        // picture stays opaque up to its edges.
+        const Rect& ext = inputs().front()->extent();
+        const IRect edges = ext.isInfinite() ? roi : coveringPixels(ext);
+        const Taps cols = taps(out.x, out.w, m_sx, edges.x, edges.right());
+        const Taps rows = taps(out.y, out.h, m_sy, edges.y, edges.top());
         // Bands of input rows, at most about a million pixels each.
         const int bandRows = std::clamp(int((int64_t(1) << 20) / std::max(1, roi.w)), 1, 32);
         std::vector<Pixel4> line(size_t(out.w));
-        int firstRow = 0;  // first output row whose window may still reach
+        int firstRow = 0;  // first output row whose window may still hold j
         for (int by = roi.y; by < roi.top(); by += bandRows) {
             if (state.cancelled()) return;
             const IRect band{roi.x, by, roi.w, std::min(bandRows, roi.top() - by)};
             PooledBuffer src(band);
             renderNode(*inputs().front(), *src, state);
             for (int j = band.y; j < band.top(); ++j) {
-                while (firstRow < out.h && rows.first[size_t(firstRow)] + rows.count <= j)
+                while (firstRow < out.h &&
+                       rows.first[size_t(firstRow)] + rows.size[size_t(firstRow)] <= j)
                     ++firstRow;
                 if (firstRow >= out.h || rows.first[size_t(firstRow)] > j) continue;
                 // Horizontal pass of input row j.
                 const float* in = src->row(j);
                 for (int k = 0; k < out.w; ++k) {
-                    const float* p = in + size_t(colFirst[size_t(k)] - roi.x) * 4;
-                    const float* w = cols.weights.data() + size_t(k) * size_t(cols.count) +
-                                     size_t(colSkip[size_t(k)]);
+                    const float* p = in + size_t(cols.first[size_t(k)] - roi.x) * 4;
+                    const float* w = cols.weights.data() + size_t(k) * size_t(cols.stride);
                     Pixel4 acc = splat(0.0f);
-                    for (int t = 0; t < colCount[size_t(k)]; ++t, p += 4)
+                    for (int t = 0; t < cols.size[size_t(k)]; ++t, p += 4)
                         acc += loadPixel(p) * w[t];
                     line[size_t(k)] = acc;
                 }
                 // Vertical pass: into every output row whose window holds j.
                 for (int r = firstRow; r < out.h && rows.first[size_t(r)] <= j; ++r) {
-                    const float w = rows.weights[size_t(r) * size_t(rows.count) +
+                    const float w = rows.weights[size_t(r) * size_t(rows.stride) +
                                                  size_t(j - rows.first[size_t(r)])];
                     if (w == 0.0f) continue;
                     float* o = dst.row(out.y + r);
@@ -131,6 +125,7 @@ public:
                 }
             }
         }
+        if (!extent().isInfinite()) dst.clearOutside(coveringPixels(extent()));
     }
 
 private:
@@ -149,26 +144,36 @@ private:
         hi = int(std::floor((start + n - 0.5) / scale - 0.5 + s)) + 1;
     }
 
-    static Taps taps(int start, int n, double scale) {
+    // Taps of output pixels start .. start+n-1, reading only input pixels
+    // lo .. hi-1: the weight of a tap beyond them goes to the nearest one.
+    static Taps taps(int start, int n, double scale, int lo, int hi) {
         Taps t;
         const double s = support(scale), stretch = std::max(1.0, 1.0 / scale);
-        t.count = int(std::ceil(2 * s)) + 1;
+        const int count = int(std::ceil(2 * s)) + 1;
+        t.stride = count;
         t.first.resize(size_t(n));
-        t.weights.assign(size_t(n) * size_t(t.count), 0.0f);
-        std::vector<double> w(size_t(t.count));
+        t.size.resize(size_t(n));
+        t.weights.assign(size_t(n) * size_t(count), 0.0f);
+        std::vector<double> raw(static_cast<size_t>(count)), w(static_cast<size_t>(count));
         for (int k = 0; k < n; ++k) {
             // Input pixel centres i + 0.5 around the mapped output centre.
             const double u = (start + k + 0.5) / scale;
             const int first = int(std::ceil(u - 0.5 - s));
             double sum = 0;
-            for (int i = 0; i < t.count; ++i) {
-                w[size_t(i)] = lanczos((first + i + 0.5 - u) / stretch);
-                sum += w[size_t(i)];
+            for (int i = 0; i < count; ++i) {
+                raw[size_t(i)] = lanczos((first + i + 0.5 - u) / stretch);
+                sum += raw[size_t(i)];
             }
-            t.first[size_t(k)] = first;
-            for (int i = 0; i < t.count; ++i)
-                t.weights[size_t(k) * size_t(t.count) + size_t(i)] =
-                    sum != 0 ? float(w[size_t(i)] / sum) : 0.0f;
+            const int a = std::clamp(first, lo, hi - 1);
+            const int b = std::clamp(first + count - 1, lo, hi - 1);
+            t.first[size_t(k)] = a;
+            t.size[size_t(k)] = b - a + 1;
+            float* out = t.weights.data() + size_t(k) * size_t(count);
+            std::fill(w.begin(), w.end(), 0.0);
+            for (int i = 0; i < count; ++i)
+                w[size_t(std::clamp(first + i, lo, hi - 1) - a)] += raw[size_t(i)];
+            for (int i = 0; i <= b - a; ++i)
+                out[i] = sum != 0 ? float(w[size_t(i)] / sum) : 0.0f;
         }
         return t;
     }
