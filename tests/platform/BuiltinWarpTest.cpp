@@ -343,6 +343,35 @@ TEST_F(BuiltinWarp, TilingsRepeatWithTheirPeriodAndSymmetry) {
     expectSameSource(*warpOf(persp), 17.3, 21.8, {{37.3, 25.8}, {13.3, 47.8}}, "perspective tile");
 }
 
+// The kaleidoscope against its definition: a point reads the point at the
+// same distance whose angle from the wedge's start is folded into the first
+// half of its wedge, over whole rows (where whole runs share one fold).
+TEST_F(BuiltinWarp, KaleidoscopeFoldsEveryPointIntoTheFirstHalfWedge) {
+    const double cx = 70.3, cy = 41.7, angle = 0.6;
+    const int count = 5;
+    const CIImage out =
+        apply("CIKaleidoscope", smooth(8, 8),
+              {{"inputCenter", vec(cx, cy)}, {"inputAngle", angle}, {"inputCount", count}});
+    const WarpNode* warp = warpOf(out);
+    ASSERT_NE(warp, nullptr);
+    const double wedge = 2 * M_PI / count;
+    for (int y = -70; y < 200; y += 7) {
+        float sx[WarpNode::kBlock], sy[WarpNode::kBlock];
+        for (int gx = -128; gx < 256; gx += WarpNode::kBlock) {
+            warp->mapSpan(gx, y, WarpNode::kBlock, 0.5f, 0.5f, sx, sy);
+            for (int i = 0; i < WarpNode::kBlock; ++i) {
+                const double dx = gx + i + 0.5 - cx, dy = y + 0.5 - cy;
+                const double r = std::hypot(dx, dy);
+                double f = (std::atan2(dy, dx) - angle) / wedge;
+                f -= std::floor(f);
+                const double phi = std::min(f, 1 - f) * wedge + angle;
+                ASSERT_NEAR(sx[i], cx + r * std::cos(phi), 2e-3) << gx + i << "," << y;
+                ASSERT_NEAR(sy[i], cy + r * std::sin(phi), 2e-3) << gx + i << "," << y;
+            }
+        }
+    }
+}
+
 // ---------------------------------------------------------------- resampling
 
 TEST_F(BuiltinWarp, LanczosKeepsFlatPicturesFlatAndDoesNotAlias) {

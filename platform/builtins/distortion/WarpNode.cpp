@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/builtins/distortion/WarpMath.h"
 #include "platform/image/Pixel4.h"
 
 namespace cif::builtins {
@@ -44,6 +45,29 @@ bool worthSplitting(const IRect& block, const IRect& roi) {
     if (block.w <= 1 && block.h <= 1) return false;
     if (roi.area() > (int64_t(1) << 22)) return true;
     return (block.w > 8 || block.h > 8) && roi.area() > 4 * block.area() + 4096;
+}
+
+// Bilinear sample at (u, v) relative to the first pixel centre of a region
+// of sw x sh pixels, where some of the four pixels may lie outside it (they
+// read transparent black); NaN reads transparent.
+engine::Pixel4 edgeSample(const float* src, int sw, int sh, float u, float v) {
+    using engine::loadPixel;
+    using engine::Pixel4;
+    using engine::splat;
+    if (!(u > -1.0f && v > -1.0f && u < float(sw) && v < float(sh))) return splat(0.0f);
+    const int tu = int(u), tv = int(v);
+    const int i0 = tu - (u < float(tu) ? 1 : 0), j0 = tv - (v < float(tv) ? 1 : 0);
+    const float fu = u - float(i0), fv = v - float(j0);
+    const size_t stride = size_t(sw) * 4;
+    Pixel4 t[4];
+    for (int k = 0; k < 4; ++k) {
+        const int ti = i0 + (k & 1), tj = j0 + (k >> 1);
+        t[k] = (ti < 0 || tj < 0 || ti >= sw || tj >= sh)
+                   ? splat(0.0f)
+                   : loadPixel(src + size_t(tj) * stride + size_t(ti) * 4);
+    }
+    const Pixel4 lo = t[0] + (t[1] - t[0]) * fu, hi = t[2] + (t[3] - t[2]) * fu;
+    return lo + (hi - lo) * fv;
 }
 
 }  // namespace
@@ -130,21 +154,35 @@ void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight
     std::vector<float> sx(size_t(pw) * size_t(block.h)), sy(sx.size());
     mapBlock(block, fx, fy, sx.data(), sy.data(), state);
 
-    // The bounding box of the finite source points.
-    float x0 = std::numeric_limits<float>::infinity(), y0 = x0, x1 = -x0, y1 = -x0;
+    // The bounding box of the finite source points; the others become NaN
+    // (transparent), as do the padding lanes.
+    using namespace warp;
+    const F4 far = f4(kFarthest), nan = f4(std::numeric_limits<float>::quiet_NaN());
+    F4 lo0 = f4(std::numeric_limits<float>::infinity()), lo1 = lo0, hi0 = -lo0, hi1 = -lo0;
     for (int r = 0; r < block.h; ++r) {
         float* px = sx.data() + size_t(r) * size_t(pw);
         float* py = sy.data() + size_t(r) * size_t(pw);
-        for (int i = 0; i < block.w; ++i) {
-            if (!(std::abs(px[i]) < kFarthest && std::abs(py[i]) < kFarthest)) {
-                px[i] = py[i] = std::numeric_limits<float>::quiet_NaN();
-                continue;
-            }
-            x0 = std::min(x0, px[i]);
-            x1 = std::max(x1, px[i]);
-            y0 = std::min(y0, py[i]);
-            y1 = std::max(y1, py[i]);
+        for (int i = block.w; i < pw; ++i)
+            px[i] = py[i] = std::numeric_limits<float>::quiet_NaN();
+        for (int i = 0; i < pw; i += 4) {
+            const F4 x = load4(px + i), y = load4(py + i);
+            const I4 ok = (vabs(x) < far) & (vabs(y) < far);
+            const F4 cx = select(ok, x, nan), cy = select(ok, y, nan);
+            store4(px + i, cx);
+            store4(py + i, cy);
+            // Comparisons with NaN are false, so NaN lanes keep the bounds.
+            lo0 = cx < lo0 ? cx : lo0;
+            hi0 = cx > hi0 ? cx : hi0;
+            lo1 = cy < lo1 ? cy : lo1;
+            hi1 = cy > hi1 ? cy : hi1;
         }
+    }
+    float x0 = lo0[0], y0 = lo1[0], x1 = hi0[0], y1 = hi1[0];
+    for (int k = 1; k < 4; ++k) {
+        x0 = std::min(x0, lo0[k]);
+        y0 = std::min(y0, lo1[k]);
+        x1 = std::max(x1, hi0[k]);
+        y1 = std::max(y1, hi1[k]);
     }
     IRect roi;
     if (x0 <= x1 && y0 <= y1) {
@@ -180,37 +218,40 @@ void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight
     using engine::loadPixel;
     using engine::Pixel4;
     using engine::splat;
+    // Per row, a vector pass finds each point's top-left pixel and weights;
+    // points whose four pixels all lie in the region (nearly all) take the
+    // short path, the rest (edges, outside) the careful one.
+    int offset[kBlock + 4];
+    float wu[kBlock + 4], wv[kBlock + 4];
+    const F4 limU = f4(float(sw - 1)), limV = f4(float(sh - 1));
     for (int r = 0; r < block.h; ++r) {
         const float* px = sx.data() + size_t(r) * size_t(pw);
         const float* py = sy.data() + size_t(r) * size_t(pw);
+        for (int i = 0; i < pw; i += 4) {
+            F4 u = load4(px + i) - ox, v = load4(py + i) - oy;
+            const I4 inner = (u >= 0.0f) & (v >= 0.0f) & (u < limU) & (v < limV);
+            u = select(inner, u, f4(0.0f));
+            v = select(inner, v, f4(0.0f));
+            const I4 iu = __builtin_convertvector(u, I4), iv = __builtin_convertvector(v, I4);
+            store4(wu + i, u - __builtin_convertvector(iu, F4));
+            store4(wv + i, v - __builtin_convertvector(iv, F4));
+            const I4 off = inner ? iv * sw + iu : I4{-1, -1, -1, -1};
+            std::memcpy(offset + i, &off, sizeof off);
+        }
         float* o = dst.at(block.x, block.y + r);
         for (int i = 0; i < block.w; ++i, o += 4) {
-            // Relative to the region's first pixel centre; NaN fails the test.
-            const float u = px[i] - ox, v = py[i] - oy;
-            Pixel4 value = splat(0.0f);
-            if (u > -1.0f && v > -1.0f && u < float(sw) && v < float(sh)) {
-                const int tu = int(u), tv = int(v);
-                const int i0 = tu - (u < float(tu) ? 1 : 0), j0 = tv - (v < float(tv) ? 1 : 0);
-                const float fu = u - float(i0), fv = v - float(j0);
-                if (i0 >= 0 && j0 >= 0 && i0 + 1 < sw && j0 + 1 < sh) {
-                    // Two-step interpolation, exact on flat areas.
-                    const float* p00 = src + size_t(j0) * stride + size_t(i0) * 4;
-                    const float* p01 = p00 + stride;
-                    const Pixel4 a00 = loadPixel(p00), a01 = loadPixel(p01);
-                    const Pixel4 lo = a00 + (loadPixel(p00 + 4) - a00) * fu;
-                    const Pixel4 hi = a01 + (loadPixel(p01 + 4) - a01) * fu;
-                    value = lo + (hi - lo) * fv;
-                } else {
-                    Pixel4 t[4];
-                    for (int k = 0; k < 4; ++k) {
-                        const int ti = i0 + (k & 1), tj = j0 + (k >> 1);
-                        t[k] = (ti < 0 || tj < 0 || ti >= sw || tj >= sh)
-                                   ? splat(0.0f)
-                                   : loadPixel(src + size_t(tj) * stride + size_t(ti) * 4);
-                    }
-                    const Pixel4 lo = t[0] + (t[1] - t[0]) * fu, hi = t[2] + (t[3] - t[2]) * fu;
-                    value = lo + (hi - lo) * fv;
-                }
+            Pixel4 value;
+            if (offset[i] >= 0) {
+                // Two-step interpolation, exact on flat areas.
+                const float* p00 = src + size_t(offset[i]) * 4;
+                const float* p01 = p00 + stride;
+                const float fu = wu[i], fv = wv[i];
+                const Pixel4 a00 = loadPixel(p00), a01 = loadPixel(p01);
+                const Pixel4 lo = a00 + (loadPixel(p00 + 4) - a00) * fu;
+                const Pixel4 hi = a01 + (loadPixel(p01 + 4) - a01) * fu;
+                value = lo + (hi - lo) * fv;
+            } else {
+                value = edgeSample(src, sw, sh, px[i] - ox, py[i] - oy);
             }
             if (accumulate)
                 engine::storePixel(o, loadPixel(o) + value * weight);

@@ -113,6 +113,7 @@ public:
     const char* kind() const override { return "tile"; }
 
     void mapSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const override {
+        if (m_p.tiling == Tiling::Kaleidoscope && kaleidoscopeSpan(x, y, n, fx, fy, sx, sy)) return;
         const F4 dy = f4(float(y) + fy - m_cy);
         for (int i = 0; i < n; i += 4) {
             const F4 dx = ramp(x + i, fx) - m_cx;
@@ -145,6 +146,53 @@ protected:
     }
 
 private:
+    // Within one half-wedge the kaleidoscope's fold is one fixed rotation or
+    // reflection. When the whole grid row holding the span lies in a single
+    // half-wedge (they are convex, so its two ends decide), the span is
+    // mapped by that linear map instead of folding every point. The choice
+    // is made on the grid row, not the span, so it never depends on how the
+    // output is split into tiles.
+    bool kaleidoscopeSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
+        constexpr int kRow = WarpNode::kBlock;
+        const int gx = x >= 0 ? x / kRow * kRow : -((-x + kRow - 1) / kRow) * kRow;
+        if (x + n > gx + kRow) return false;
+        const double half = M_PI / m_p.count;
+        const double py = y + double(fy) - m_p.cy;
+        const double ta = std::atan2(py, gx + double(fx) - m_p.cx) - m_p.angle;
+        const double tb = std::atan2(py, gx + kRow - 1 + double(fx) - m_p.cx) - m_p.angle;
+        const double piece = std::floor(ta / half);
+        if (piece != std::floor(tb / half) || std::abs(piece) > 1e6) return false;
+        const long k2 = long(piece);
+        const long k = k2 >= 0 ? k2 / 2 : -((-k2 + 1) / 2);
+        // Local = turn(-angle) d; fold = turn(-k wedge), then for odd halves
+        // the mirror across the wedge's bisector; source = turn(angle) fold.
+        const double wedge = 2 * half;
+        double m[4] = {std::cos(-k * wedge), -std::sin(-k * wedge), std::sin(-k * wedge),
+                       std::cos(-k * wedge)};
+        if (k2 - 2 * k == 1) {
+            // reflect(w) turn(-k w - angle), then turn(angle).
+            const double b = -k * wedge - m_p.angle;
+            const double cb = std::cos(b), sb = std::sin(b);
+            const double cw = std::cos(wedge), sw = std::sin(wedge);
+            const double r[4] = {cw * cb + sw * sb, -cw * sb + sw * cb, sw * cb - cw * sb,
+                                 -sw * sb - cw * cb};
+            const double ca = std::cos(m_p.angle), sa = std::sin(m_p.angle);
+            m[0] = ca * r[0] - sa * r[2];
+            m[1] = ca * r[1] - sa * r[3];
+            m[2] = sa * r[0] + ca * r[2];
+            m[3] = sa * r[1] + ca * r[3];
+        }
+        const float m0 = float(m[0]), m1 = float(m[1]), m2 = float(m[2]), m3 = float(m[3]);
+        const F4 dy = f4(float(y) + fy - m_cy);
+        const F4 rowX = m_cx + m1 * dy, rowY = m_cy + m3 * dy;
+        for (int i = 0; i < n; i += 4) {
+            const F4 dx = ramp(x + i, fx) - m_cx;
+            store4(sx + i, rowX + m0 * dx);
+            store4(sy + i, rowY + m2 * dx);
+        }
+        return true;
+    }
+
     bool hexagonal() const {
         return m_p.tiling == Tiling::SixfoldRotated || m_p.tiling == Tiling::SixfoldReflected ||
                m_p.tiling == Tiling::TwelvefoldReflected || m_p.tiling == Tiling::Triangle;
