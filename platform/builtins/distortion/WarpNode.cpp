@@ -136,30 +136,24 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
 
 void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,
                          const RenderState& state) const {
-    if (samples <= 1) {
-        sampleRegion(block, 0.5f, 0.5f, 1.0f, false, dst, state);
-        return;
-    }
-    // Supersampling: the mean of a regular grid of samples inside each pixel.
-    const float weight = 1.0f / float(samples * samples);
-    for (int j = 0; j < samples; ++j)
-        for (int k = 0; k < samples; ++k)
-            sampleRegion(block, (float(k) + 0.5f) / float(samples),
-                         (float(j) + 0.5f) / float(samples), weight, j != 0 || k != 0, dst, state);
-}
-
-void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight, bool accumulate,
-                            PixelBuffer& dst, const RenderState& state) const {
+    // Source points of every sample of the block: one plane of rows per
+    // sample (a regular grid inside each pixel; its centre without
+    // supersampling).
     const int pw = paddedWidth(block.w);
-    std::vector<float> sx(size_t(pw) * size_t(block.h)), sy(sx.size());
-    mapBlock(block, fx, fy, sx.data(), sy.data(), state);
+    const size_t plane = size_t(pw) * size_t(block.h);
+    const int count = samples * samples;
+    std::vector<float> sx(plane * size_t(count)), sy(sx.size());
+    for (int s = 0; s < count; ++s)
+        mapBlock(block, (float(s % samples) + 0.5f) / float(samples),
+                 (float(s / samples) + 0.5f) / float(samples), sx.data() + size_t(s) * plane,
+                 sy.data() + size_t(s) * plane, state);
 
     // The bounding box of the finite source points; the others become NaN
     // (transparent), as do the padding lanes.
     using namespace warp;
     const F4 far = f4(kFarthest), nan = f4(std::numeric_limits<float>::quiet_NaN());
     F4 lo0 = f4(std::numeric_limits<float>::infinity()), lo1 = lo0, hi0 = -lo0, hi1 = -lo0;
-    for (int r = 0; r < block.h; ++r) {
+    for (int r = 0; r < block.h * count; ++r) {
         float* px = sx.data() + size_t(r) * size_t(pw);
         float* py = sy.data() + size_t(r) * size_t(pw);
         for (int i = block.w; i < pw; ++i)
@@ -199,13 +193,12 @@ void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight
                                 {block.x, block.y + hh, hw, block.h - hh},
                                 {block.x + hw, block.y + hh, block.w - hw, block.h - hh}};
         for (const IRect& part : parts)
-            if (!part.isEmpty()) sampleRegion(part, fx, fy, weight, accumulate, dst, state);
+            if (!part.isEmpty()) warpBlock(part, samples, dst, state);
         return;
     }
     if (roi.isEmpty()) {
-        if (!accumulate)
-            for (int y = block.y; y < block.top(); ++y)
-                std::memset(dst.at(block.x, y), 0, size_t(block.w) * 4 * sizeof(float));
+        for (int y = block.y; y < block.top(); ++y)
+            std::memset(dst.at(block.x, y), 0, size_t(block.w) * 4 * sizeof(float));
         return;
     }
 
@@ -224,7 +217,10 @@ void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight
     int offset[kBlock + 4];
     float wu[kBlock + 4], wv[kBlock + 4];
     const F4 limU = f4(float(sw - 1)), limV = f4(float(sh - 1));
-    for (int r = 0; r < block.h; ++r) {
+    const float weight = 1.0f / float(count);
+    for (int r = 0; r < block.h * count; ++r) {
+        // Samples after the first add their share to the pixel.
+        const bool accumulate = r >= block.h;
         const float* px = sx.data() + size_t(r) * size_t(pw);
         const float* py = sy.data() + size_t(r) * size_t(pw);
         for (int i = 0; i < pw; i += 4) {
@@ -238,7 +234,7 @@ void WarpNode::sampleRegion(const IRect& block, float fx, float fy, float weight
             const I4 off = inner ? iv * sw + iu : I4{-1, -1, -1, -1};
             std::memcpy(offset + i, &off, sizeof off);
         }
-        float* o = dst.at(block.x, block.y + r);
+        float* o = dst.at(block.x, block.y + r % block.h);
         for (int i = 0; i < block.w; ++i, o += 4) {
             Pixel4 value;
             if (offset[i] >= 0) {

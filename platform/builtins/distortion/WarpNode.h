@@ -58,8 +58,6 @@ protected:
 private:
     void warpBlock(const engine::IRect& block, int samples, engine::PixelBuffer& dst,
                    const engine::RenderState& state) const;
-    void sampleRegion(const engine::IRect& block, float fx, float fy, float weight, bool accumulate,
-                      engine::PixelBuffer& dst, const engine::RenderState& state) const;
 
     engine::Rect m_warped;
 };

@@ -200,7 +200,9 @@ int PerspectiveWarp::supersampling(const IRect& block) const {
         const double side = (i % 2 == 0) ? block.w : block.h;
         stretch = std::max(stretch, std::hypot(pu[j] - pu[i], pv[j] - pv[i]) / side);
     }
-    if (!(stretch <= 1.25)) return stretch <= 2.5 ? 2 : 4;
+    // Bilinear reads alias visibly only past about 1.5 input pixels per
+    // output pixel.
+    if (!(stretch <= 1.5)) return stretch <= 3 ? 2 : 4;
     return 1;
 }
 
