@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "platform/builtins/distortion/WarpMath.h"
 #include "platform/image/Pixel4.h"
@@ -72,6 +73,10 @@ engine::Pixel4 edgeSample(const float* src, int sw, int sh, float u, float v) {
 
 }  // namespace
 
+Rect WarpNode::sharedSource() const {
+    return {};
+}
+
 WarpNode::WarpNode(std::vector<NodePtr> inputs, Rect extent, Rect warped)
     : Node(std::move(inputs), extent), m_warped(warped) {}
 
@@ -106,6 +111,15 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
     }
     // Blocks outside the extent are transparent without any mapping.
     const IRect live = extent().isInfinite() ? out : out.intersected(coveringPixels(extent()));
+    // Inputs read only within a small fixed region (tilings) are rendered
+    // once per render and shared by all tiles.
+    std::shared_ptr<const PixelBuffer> shared;
+    const Rect common = sharedSource();
+    if (state.cache && !common.isEmpty() && !common.isUnbounded()) {
+        const IRect region = coveringPixels(common.inset(-1, -1)).intersected(readablePixels(in));
+        if (!region.isEmpty() && region.area() <= kMaxSharedPixels)
+            shared = state.cache->materialise(in, region, state);
+    }
     const int gx0 = floorDiv(out.x, kBlock) * kBlock, gy0 = floorDiv(out.y, kBlock) * kBlock;
     for (int gy = gy0; gy < out.top(); gy += kBlock) {
         for (int gx = gx0; gx < out.right(); gx += kBlock) {
@@ -126,7 +140,7 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
                                 size_t(block.w) * 4 * sizeof(float));
                 continue;
             }
-            warpBlock(block, std::clamp(supersampling(grid), 1, 4), dst, state);
+            warpBlock(block, std::clamp(supersampling(grid), 1, 4), shared.get(), dst, state);
         }
     }
     // Bilinear reads may reach a little past the extent; what lies outside
@@ -134,8 +148,8 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
     if (!extent().isInfinite()) dst.clearOutside(live);
 }
 
-void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,
-                         const RenderState& state) const {
+void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* shared,
+                         PixelBuffer& dst, const RenderState& state) const {
     // Source points of every sample of the block: one plane of rows per
     // sample (a regular grid inside each pixel; its centre without
     // supersampling).
@@ -186,14 +200,15 @@ void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,
         roi = IRect{ix0, iy0, ix1 - ix0 + 1, iy1 - iy0 + 1}.intersected(
             readablePixels(*inputs().front()));
     }
-    if (!roi.isEmpty() && worthSplitting(block, roi)) {
+    if (shared) roi = roi.intersected(shared->rect());
+    if (!shared && !roi.isEmpty() && worthSplitting(block, roi)) {
         const int hw = (block.w + 1) / 2, hh = (block.h + 1) / 2;
         const IRect parts[4] = {{block.x, block.y, hw, hh},
                                 {block.x + hw, block.y, block.w - hw, hh},
                                 {block.x, block.y + hh, hw, block.h - hh},
                                 {block.x + hw, block.y + hh, block.w - hw, block.h - hh}};
         for (const IRect& part : parts)
-            if (!part.isEmpty()) warpBlock(part, samples, dst, state);
+            if (!part.isEmpty()) warpBlock(part, samples, shared, dst, state);
         return;
     }
     if (roi.isEmpty()) {
@@ -202,9 +217,15 @@ void WarpNode::warpBlock(const IRect& block, int samples, PixelBuffer& dst,
         return;
     }
 
-    PooledBuffer srcBuf(roi);
-    renderNode(*inputs().front(), *srcBuf, state);
-    const float* src = srcBuf->data();
+    // The shared pixels, or the block's own region rendered now.
+    std::optional<PooledBuffer> own;
+    if (shared) {
+        roi = shared->rect();
+    } else {
+        own.emplace(roi);
+        renderNode(*inputs().front(), **own, state);
+    }
+    const float* src = shared ? shared->data() : (**own).data();
     const int sw = roi.w, sh = roi.h;
     const size_t stride = size_t(sw) * 4;
     const float ox = float(roi.x) + 0.5f, oy = float(roi.y) + 0.5f;

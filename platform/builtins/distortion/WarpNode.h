@@ -11,6 +11,7 @@
 // transparent black, so edges fade over one pixel as under an affine
 // transform. A source point that is not finite gives a transparent pixel.
 
+#include <cstdint>
 #include <vector>
 
 #include "platform/image/Node.h"
@@ -53,11 +54,20 @@ protected:
     virtual void mapBlock(const engine::IRect& block, float fx, float fy, float* sx, float* sy,
                           const engine::RenderState& state) const;
 
+    // A region holding every source point of the whole output (the
+    // fundamental region of a tiling); when it is small enough to stay in
+    // cache, the input is rendered there once per render and shared by all
+    // tiles. Larger shared regions would be read from memory, which costs
+    // more than rendering each block's own region. Empty (the default): each
+    // block renders its own region.
+    virtual engine::Rect sharedSource() const;
+    static constexpr int64_t kMaxSharedPixels = int64_t(1) << 15;
+
     static int paddedWidth(int w) { return (w + 3) & ~3; }
 
 private:
-    void warpBlock(const engine::IRect& block, int samples, engine::PixelBuffer& dst,
-                   const engine::RenderState& state) const;
+    void warpBlock(const engine::IRect& block, int samples, const engine::PixelBuffer* shared,
+                   engine::PixelBuffer& dst, const engine::RenderState& state) const;
 
     engine::Rect m_warped;
 };

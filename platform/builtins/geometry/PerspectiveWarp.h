@@ -33,6 +33,7 @@ public:
 protected:
     engine::Rect sourceBounds(const engine::Rect& output) const override;
     int supersampling(const engine::IRect& gridBlock) const override;
+    engine::Rect sharedSource() const override { return m_tile ? m_reference : engine::Rect{}; }
 
 private:
     // (u, v) in the unit square of the reference rectangle for a point;

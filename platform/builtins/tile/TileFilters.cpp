@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/builtins/distortion/WarpMath.h"
@@ -108,6 +110,7 @@ public:
         m_inv[2] = float(-e1y / det);
         m_inv[3] = float(e1x / det);
         m_region = fundamentalRegion(e1x, e1y, e2x, e2y);
+        if (p.tiling == Tiling::Kaleidoscope) m_cone = coneWithin(inputs().front()->extent());
     }
 
     const char* kind() const override { return "tile"; }
@@ -127,6 +130,12 @@ public:
     }
 
 protected:
+    Rect sharedSource() const override {
+        if (m_p.tiling == Tiling::Op) return {};
+        if (m_p.tiling == Tiling::Kaleidoscope) return m_cone;
+        return m_region;
+    }
+
     Rect sourceBounds(const Rect& output) const override {
         if (m_p.tiling == Tiling::Op) {
             const double reach = m_p.width * M_SQRT1_2 * std::abs(m_p.scale - 1) + 1;
@@ -334,7 +343,51 @@ private:
         return {x0 - 1, y0 - 1, x1 - x0 + 2, y1 - y0 + 2};
     }
 
+    // The kaleidoscope reads the sector between the angle and the angle plus
+    // pi / count: its part within the input's extent, boxed (empty when the
+    // input is infinite).
+    Rect coneWithin(const Rect& extent) const {
+        if (extent.isEmpty() || extent.isInfinite() || extent.isUnbounded()) return {};
+        std::vector<std::pair<double, double>> poly = {{extent.x, extent.y},
+                                                       {extent.right(), extent.y},
+                                                       {extent.right(), extent.top()},
+                                                       {extent.x, extent.top()}};
+        // Keeps the side where (dx, dy) x (p - c) has the given sign.
+        const auto clip = [&](double dx, double dy, double sign) {
+            std::vector<std::pair<double, double>> kept;
+            const auto side = [&](const std::pair<double, double>& q) {
+                return sign * (dx * (q.second - m_p.cy) - dy * (q.first - m_p.cx));
+            };
+            for (size_t i = 0; i < poly.size(); ++i) {
+                const auto& a = poly[i];
+                const auto& b = poly[(i + 1) % poly.size()];
+                const double sa = side(a), sb = side(b);
+                if (sa >= 0) kept.push_back(a);
+                if ((sa >= 0) != (sb >= 0)) {
+                    const double t = sa / (sa - sb);
+                    kept.push_back(
+                        {a.first + t * (b.first - a.first), a.second + t * (b.second - a.second)});
+                }
+            }
+            poly = std::move(kept);
+        };
+        const double a0 = m_p.angle, a1 = m_p.angle + M_PI / m_p.count;
+        clip(std::cos(a0), std::sin(a0), 1);
+        clip(std::cos(a1), std::sin(a1), -1);
+        if (poly.empty()) return {};
+        double x0 = 1e300, x1 = -1e300, y0 = 1e300, y1 = -1e300;
+        for (const auto& [x, y] : poly) {
+            x0 = std::min(x0, x);
+            x1 = std::max(x1, x);
+            y0 = std::min(y0, y);
+            y1 = std::max(y1, y);
+        }
+        // A pixel of slack for the rounding of the fold near the rays.
+        return Rect{x0, y0, x1 - x0, y1 - y0}.inset(-1, -1);
+    }
+
     TileParams m_p;
+    Rect m_cone;
     float m_cos = 1, m_sin = 0, m_cx = 0, m_cy = 0;
     float m_e[4] = {}, m_inv[4] = {};
     Rect m_region;
