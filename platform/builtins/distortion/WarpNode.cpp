@@ -156,11 +156,16 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     const int pw = paddedWidth(block.w);
     const size_t plane = size_t(pw) * size_t(block.h);
     const int count = samples * samples;
-    std::vector<float> sx(plane * size_t(count)), sy(sx.size());
+    // The point arrays come from the thread's buffer pool (two floats per
+    // point: four per pool pixel), so blocks after the first allocate nothing.
+    const size_t points = plane * size_t(count);
+    PooledBuffer store(IRect{0, 0, int((points + 1) / 2), 1});
+    float* const xs = store->data();
+    float* const ys = xs + points;
     for (int s = 0; s < count; ++s)
         mapBlock(block, (float(s % samples) + 0.5f) / float(samples),
-                 (float(s / samples) + 0.5f) / float(samples), sx.data() + size_t(s) * plane,
-                 sy.data() + size_t(s) * plane, state);
+                 (float(s / samples) + 0.5f) / float(samples), xs + size_t(s) * plane,
+                 ys + size_t(s) * plane, state);
 
     // The bounding box of the finite source points; the others become NaN
     // (transparent), as do the padding lanes.
@@ -168,8 +173,8 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     const F4 far = f4(kFarthest), nan = f4(std::numeric_limits<float>::quiet_NaN());
     F4 lo0 = f4(std::numeric_limits<float>::infinity()), lo1 = lo0, hi0 = -lo0, hi1 = -lo0;
     for (int r = 0; r < block.h * count; ++r) {
-        float* px = sx.data() + size_t(r) * size_t(pw);
-        float* py = sy.data() + size_t(r) * size_t(pw);
+        float* px = xs + size_t(r) * size_t(pw);
+        float* py = ys + size_t(r) * size_t(pw);
         for (int i = block.w; i < pw; ++i)
             px[i] = py[i] = std::numeric_limits<float>::quiet_NaN();
         for (int i = 0; i < pw; i += 4) {
@@ -242,8 +247,8 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     for (int r = 0; r < block.h * count; ++r) {
         // Samples after the first add their share to the pixel.
         const bool accumulate = r >= block.h;
-        const float* px = sx.data() + size_t(r) * size_t(pw);
-        const float* py = sy.data() + size_t(r) * size_t(pw);
+        const float* px = xs + size_t(r) * size_t(pw);
+        const float* py = ys + size_t(r) * size_t(pw);
         for (int i = 0; i < pw; i += 4) {
             F4 u = load4(px + i) - ox, v = load4(py + i) - oy;
             const I4 inner = (u >= 0.0f) & (v >= 0.0f) & (u < limU) & (v < limV);
