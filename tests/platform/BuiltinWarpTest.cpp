@@ -461,6 +461,8 @@ TEST_F(BuiltinWarp, OutputIsBitIdenticalForAnyTileSizeAndThreadCount) {
                {"inputTopRight", vec(35, 30)},
                {"inputTopLeft", vec(8, 40)}}),
         apply("CILanczosScaleTransform", pic, {{"inputScale", 0.45}, {"inputAspectRatio", 1.2}}),
+        apply("CIKaleidoscope", pic, {{"inputCenter", vec(30, 30)}, {"inputCount", 3}}),
+        apply("CIVortexDistortion", pic, {{"inputCenter", vec(45, 40)}, {"inputRadius", 40.0}}),
         // Warps of warps: each level renders its own input regions.
         apply("CIVortexDistortion",
               apply("CIKaleidoscope", pic, {{"inputCenter", vec(30, 30)}, {"inputCount", 3}}),

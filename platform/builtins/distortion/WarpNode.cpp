@@ -48,22 +48,24 @@ bool worthSplitting(const IRect& block, const IRect& roi) {
     return (block.w > 8 || block.h > 8) && roi.area() > 4 * block.area() + 4096;
 }
 
-// Bilinear sample at (u, v) relative to the first pixel centre of a region
-// of sw x sh pixels, where some of the four pixels may lie outside it (they
-// read transparent black); NaN reads transparent.
-engine::Pixel4 edgeSample(const float* src, int sw, int sh, float u, float v) {
+// Bilinear sample at the source point (px, py) from a region of pixels
+// where some of the four pixels may lie outside it (they read transparent
+// black); NaN reads transparent. The weights come from the point alone, as
+// in the short path, so a pixel's value never depends on the region.
+engine::Pixel4 edgeSample(const float* src, const IRect& roi, float px, float py) {
     using engine::loadPixel;
     using engine::Pixel4;
     using engine::splat;
-    if (!(u > -1.0f && v > -1.0f && u < float(sw) && v < float(sh))) return splat(0.0f);
-    const int tu = int(u), tv = int(v);
-    const int i0 = tu - (u < float(tu) ? 1 : 0), j0 = tv - (v < float(tv) ? 1 : 0);
-    const float fu = u - float(i0), fv = v - float(j0);
-    const size_t stride = size_t(sw) * 4;
+    const float wx = px - 0.5f, wy = py - 0.5f;
+    if (!(std::abs(wx) < kFarthest && std::abs(wy) < kFarthest)) return splat(0.0f);
+    const float fx = std::floor(wx), fy = std::floor(wy);
+    const float fu = wx - fx, fv = wy - fy;
+    const int i0 = int(fx) - roi.x, j0 = int(fy) - roi.y;
+    const size_t stride = size_t(roi.w) * 4;
     Pixel4 t[4];
     for (int k = 0; k < 4; ++k) {
         const int ti = i0 + (k & 1), tj = j0 + (k >> 1);
-        t[k] = (ti < 0 || tj < 0 || ti >= sw || tj >= sh)
+        t[k] = (ti < 0 || tj < 0 || ti >= roi.w || tj >= roi.h)
                    ? splat(0.0f)
                    : loadPixel(src + size_t(tj) * stride + size_t(ti) * 4);
     }
@@ -233,7 +235,6 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     const float* src = shared ? shared->data() : (**own).data();
     const int sw = roi.w, sh = roi.h;
     const size_t stride = size_t(sw) * 4;
-    const float ox = float(roi.x) + 0.5f, oy = float(roi.y) + 0.5f;
     using engine::loadPixel;
     using engine::Pixel4;
     using engine::splat;
@@ -242,7 +243,7 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     // short path, the rest (edges, outside) the careful one.
     int offset[kBlock + 4];
     float wu[kBlock + 4], wv[kBlock + 4];
-    const F4 limU = f4(float(sw - 1)), limV = f4(float(sh - 1));
+    const I4 roiX = I4{roi.x, roi.x, roi.x, roi.x}, roiY = I4{roi.y, roi.y, roi.y, roi.y};
     const float weight = 1.0f / float(count);
     for (int r = 0; r < block.h * count; ++r) {
         // Samples after the first add their share to the pixel.
@@ -250,13 +251,17 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
         const float* px = xs + size_t(r) * size_t(pw);
         const float* py = ys + size_t(r) * size_t(pw);
         for (int i = 0; i < pw; i += 4) {
-            F4 u = load4(px + i) - ox, v = load4(py + i) - oy;
-            const I4 inner = (u >= 0.0f) & (v >= 0.0f) & (u < limU) & (v < limV);
-            u = select(inner, u, f4(0.0f));
-            v = select(inner, v, f4(0.0f));
-            const I4 iu = __builtin_convertvector(u, I4), iv = __builtin_convertvector(v, I4);
-            store4(wu + i, u - __builtin_convertvector(iu, F4));
-            store4(wv + i, v - __builtin_convertvector(iv, F4));
+            // Pixel centres are at +0.5; NaN lanes (unreadable) become 0 for
+            // the conversions and are marked outside.
+            const F4 wx = load4(px + i) - 0.5f, wy = load4(py + i) - 0.5f;
+            const I4 finite = (wx == wx) & (wy == wy);
+            const F4 cx = select(finite, wx, f4(0.0f)), cy = select(finite, wy, f4(0.0f));
+            const F4 flx = vfloor(cx), fly = vfloor(cy);
+            const I4 iu = __builtin_convertvector(flx, I4) - roiX;
+            const I4 iv = __builtin_convertvector(fly, I4) - roiY;
+            store4(wu + i, cx - flx);
+            store4(wv + i, cy - fly);
+            const I4 inner = finite & (iu >= 0) & (iv >= 0) & (iu < sw - 1) & (iv < sh - 1);
             const I4 off = inner ? iv * sw + iu : I4{-1, -1, -1, -1};
             std::memcpy(offset + i, &off, sizeof off);
         }
@@ -273,7 +278,7 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
                 const Pixel4 hi = a01 + (loadPixel(p01 + 4) - a01) * fu;
                 value = lo + (hi - lo) * fv;
             } else {
-                value = edgeSample(src, sw, sh, px[i] - ox, py[i] - oy);
+                value = edgeSample(src, roi, px[i], py[i]);
             }
             if (accumulate)
                 engine::storePixel(o, loadPixel(o) + value * weight);
