@@ -95,6 +95,7 @@ protected:
     Rect sourceBounds(const Rect& output) const override {
         return boundsWithFixedRegion(output, m_warped, m_region);
     }
+    int supersampling(const IRect& block) const override { return stretchSupersampling(block); }
 
 private:
     void delta(F4 dx, F4 dy, F4& ox, F4& oy) const {
@@ -193,6 +194,7 @@ protected:
         const Rect c{m_center.x, m_center.y, 1e-9, 1e-9};
         return output.united(c);
     }
+    int supersampling(const IRect& block) const override { return stretchSupersampling(block); }
 
 private:
     float m_cx, m_cy, m_r2;
@@ -282,6 +284,7 @@ protected:
         const double y0 = m_dcy + std::max(lo, m_dradius) - m_dradius - 1;
         return {m_dcx - halfArc, y0, 2 * halfArc, hi - lo + 2};
     }
+    int supersampling(const IRect& block) const override { return stretchSupersampling(block); }
 
 private:
     static Rect wrapExtent(const Rect& input, double cx, double cy, double radius) {

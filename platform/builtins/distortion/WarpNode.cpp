@@ -95,6 +95,34 @@ int WarpNode::supersampling(const IRect&) const {
     return 1;
 }
 
+int WarpNode::stretchSupersampling(const IRect& block) const {
+    constexpr int kSide = 5;
+    const int step = std::max(1, block.w / (kSide - 1));
+    float px[kSide][kSide], py[kSide][kSide];
+    for (int j = 0; j < kSide; ++j) {
+        const int y = std::min(block.y + j * step, block.top());
+        float sx[4], sy[4];
+        for (int i = 0; i < kSide; ++i) {
+            mapSpan(std::min(block.x + i * step, block.right()), y, 1, 0.5f, 0.5f, sx, sy);
+            px[j][i] = sx[0];
+            py[j][i] = sy[0];
+        }
+    }
+    float stretch = 0;
+    for (int j = 0; j < kSide; ++j)
+        for (int i = 0; i < kSide; ++i) {
+            if (i + 1 < kSide)
+                stretch =
+                    std::max(stretch, std::hypot(px[j][i + 1] - px[j][i], py[j][i + 1] - py[j][i]));
+            if (j + 1 < kSide)
+                stretch =
+                    std::max(stretch, std::hypot(px[j + 1][i] - px[j][i], py[j + 1][i] - py[j][i]));
+        }
+    // NaN (unreadable points) leaves the stretch as it is.
+    stretch /= float(step);
+    return stretch <= 2.5f ? 1 : stretch <= 5.0f ? 2 : 4;
+}
+
 void WarpNode::mapBlock(const IRect& block, float fx, float fy, float* sx, float* sy,
                         const RenderState&) const {
     const size_t stride = size_t(paddedWidth(block.w));
@@ -160,21 +188,27 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     const int count = samples * samples;
     // The point arrays come from the thread's buffer pool (two floats per
     // point: four per pool pixel), so blocks after the first allocate nothing.
-    const size_t points = plane * size_t(count);
+    // With supersampling, plane 0 holds the pixel centres: pixels that the
+    // map leaves in place keep their exact value instead of a blend of their
+    // neighbourhood.
+    const int planes = count == 1 ? 1 : count + 1;
+    const size_t points = plane * size_t(planes);
     PooledBuffer store(IRect{0, 0, int((points + 1) / 2), 1});
     float* const xs = store->data();
     float* const ys = xs + points;
-    for (int s = 0; s < count; ++s)
+    if (planes > count) mapBlock(block, 0.5f, 0.5f, xs, ys, state);
+    for (int s = 0; s < count; ++s) {
+        const size_t at = size_t(s + planes - count) * plane;
         mapBlock(block, (float(s % samples) + 0.5f) / float(samples),
-                 (float(s / samples) + 0.5f) / float(samples), xs + size_t(s) * plane,
-                 ys + size_t(s) * plane, state);
+                 (float(s / samples) + 0.5f) / float(samples), xs + at, ys + at, state);
+    }
 
     // The bounding box of the finite source points; the others become NaN
     // (transparent), as do the padding lanes.
     using namespace warp;
     const F4 far = f4(kFarthest), nan = f4(std::numeric_limits<float>::quiet_NaN());
     F4 lo0 = f4(std::numeric_limits<float>::infinity()), lo1 = lo0, hi0 = -lo0, hi1 = -lo0;
-    for (int r = 0; r < block.h * count; ++r) {
+    for (int r = 0; r < block.h * planes; ++r) {
         float* px = xs + size_t(r) * size_t(pw);
         float* py = ys + size_t(r) * size_t(pw);
         for (int i = block.w; i < pw; ++i)
@@ -245,9 +279,9 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     float wu[kBlock + 4], wv[kBlock + 4];
     const I4 roiX = I4{roi.x, roi.x, roi.x, roi.x}, roiY = I4{roi.y, roi.y, roi.y, roi.y};
     const float weight = 1.0f / float(count);
-    for (int r = 0; r < block.h * count; ++r) {
-        // Samples after the first add their share to the pixel.
-        const bool accumulate = r >= block.h;
+    for (int r = 0; r < block.h * planes; ++r) {
+        const int s = r / block.h - (planes - count);  // -1: the centre plane
+        const int row = r % block.h;
         const float* px = xs + size_t(r) * size_t(pw);
         const float* py = ys + size_t(r) * size_t(pw);
         for (int i = 0; i < pw; i += 4) {
@@ -265,8 +299,15 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
             const I4 off = inner ? iv * sw + iu : I4{-1, -1, -1, -1};
             std::memcpy(offset + i, &off, sizeof off);
         }
-        float* o = dst.at(block.x, block.y + r % block.h);
+        const float* cx0 = xs + size_t(row) * size_t(pw);
+        const float* cy0 = ys + size_t(row) * size_t(pw);
+        const float centreY = float(block.y + row) + 0.5f;
+        float* o = dst.at(block.x, block.y + row);
         for (int i = 0; i < block.w; ++i, o += 4) {
+            // Supersamples skip the pixels whose centre stays in place.
+            if (s >= 0 && planes > count && cx0[i] == float(block.x + i) + 0.5f &&
+                cy0[i] == centreY)
+                continue;
             Pixel4 value;
             if (offset[i] >= 0) {
                 // Two-step interpolation, exact on flat areas.
@@ -280,10 +321,12 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
             } else {
                 value = edgeSample(src, roi, px[i], py[i]);
             }
-            if (accumulate)
-                engine::storePixel(o, loadPixel(o) + value * weight);
+            if (s < 0 || count == 1)
+                engine::storePixel(o, value);
+            else if (s == 0)
+                engine::storePixel(o, value * weight);
             else
-                engine::storePixel(o, weight == 1.0f ? value : value * weight);
+                engine::storePixel(o, loadPixel(o) + value * weight);
         }
     }
 }

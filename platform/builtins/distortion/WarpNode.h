@@ -65,6 +65,13 @@ protected:
 
     static int paddedWidth(int w) { return (w + 3) & ~3; }
 
+    // Samples per pixel side from the map's stretch over a grid block,
+    // measured between neighbours of a 5 x 5 lattice of points on it: 1 up to
+    // 2.5 input pixels per output pixel (the shear of a twirl stays below),
+    // 2 up to 5, else 4. For smooth maps that may shrink strongly in places
+    // (vortex centres, the hole's rim).
+    int stretchSupersampling(const engine::IRect& gridBlock) const;
+
 private:
     void warpBlock(const engine::IRect& block, int samples, const engine::PixelBuffer* shared,
                    engine::PixelBuffer& dst, const engine::RenderState& state) const;
