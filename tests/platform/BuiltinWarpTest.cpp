@@ -444,7 +444,8 @@ TEST_F(BuiltinWarp, RegionsOfInterestHoldEverythingRead) {
         const Rect roi = out.node()->regionOfInterest(0, CIImage::toEngineRect(area));
         const CIImage cut =
             apply(c.name, pic.imageByCroppingToRect(CIImage::fromEngineRect(roi)), c.values);
-        EXPECT_EQ(maxDifference(render(cut, area), render(out, area)), 0.0f) << c.name;
+        // Rounding aside (Lanczos sums a cut window in another grouping).
+        EXPECT_LT(maxDifference(render(cut, area), render(out, area)), 1e-5f) << c.name;
     }
 }
 

@@ -109,10 +109,19 @@ public:
                 for (int k = 0; k < out.w; ++k) {
                     const float* p = in + size_t(cols.first[size_t(k)] - roi.x) * 4;
                     const float* w = cols.weights.data() + size_t(k) * size_t(cols.stride);
-                    Pixel4 acc = splat(0.0f);
-                    for (int t = 0; t < cols.size[size_t(k)]; ++t, p += 4)
-                        acc += loadPixel(p) * w[t];
-                    line[size_t(k)] = acc;
+                    // Four running sums hide the latency of the additions.
+                    const int n = cols.size[size_t(k)];
+                    Pixel4 a0 = splat(0.0f), a1 = a0, a2 = a0, a3 = a0;
+                    int t = 0;
+                    for (; t + 4 <= n; t += 4, p += 16) {
+                        a0 += loadPixel(p) * w[t];
+                        a1 += loadPixel(p + 4) * w[t + 1];
+                        a2 += loadPixel(p + 8) * w[t + 2];
+                        a3 += loadPixel(p + 12) * w[t + 3];
+                    }
+                    for (; t < n; ++t, p += 4)
+                        a0 += loadPixel(p) * w[t];
+                    line[size_t(k)] = (a0 + a1) + (a2 + a3);
                 }
                 // Vertical pass: into every output row whose window holds j.
                 for (int r = firstRow; r < out.h && rows.first[size_t(r)] <= j; ++r) {
