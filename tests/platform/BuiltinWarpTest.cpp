@@ -355,21 +355,31 @@ TEST_F(BuiltinWarp, KaleidoscopeFoldsEveryPointIntoTheFirstHalfWedge) {
     const WarpNode* warp = warpOf(out);
     ASSERT_NE(warp, nullptr);
     const double wedge = 2 * M_PI / count;
-    for (int y = -70; y < 200; y += 7) {
-        float sx[WarpNode::kBlock], sy[WarpNode::kBlock];
-        for (int gx = -128; gx < 256; gx += WarpNode::kBlock) {
-            warp->mapSpan(gx, y, WarpNode::kBlock, 0.5f, 0.5f, sx, sy);
-            for (int i = 0; i < WarpNode::kBlock; ++i) {
-                const double dx = gx + i + 0.5 - cx, dy = y + 0.5 - cy;
-                const double r = std::hypot(dx, dy);
-                double f = (std::atan2(dy, dx) - angle) / wedge;
-                f -= std::floor(f);
-                const double phi = std::min(f, 1 - f) * wedge + angle;
-                ASSERT_NEAR(sx[i], cx + r * std::cos(phi), 2e-3) << gx + i << "," << y;
-                ASSERT_NEAR(sy[i], cy + r * std::sin(phi), 2e-3) << gx + i << "," << y;
+    const auto expectFolded = [&](double px, double py, float sx, float sy) {
+        const double dx = px - cx, dy = py - cy;
+        const double r = std::hypot(dx, dy);
+        double f = (std::atan2(dy, dx) - angle) / wedge;
+        f -= std::floor(f);
+        const double phi = std::min(f, 1 - f) * wedge + angle;
+        ASSERT_NEAR(sx, cx + r * std::cos(phi), 2e-3) << px << "," << py;
+        ASSERT_NEAR(sy, cy + r * std::sin(phi), 2e-3) << px << "," << py;
+    };
+    constexpr int kB = WarpNode::kBlock;
+    std::vector<float> sx(kB * kB), sy(kB * kB);
+    for (int gy = -128; gy < 256; gy += kB)
+        for (int gx = -128; gx < 256; gx += kB) {
+            // Whole blocks, and rows one at a time.
+            warp->mapBlock(IRect{gx, gy, kB, kB}, 0.25f, 0.75f, sx.data(), sy.data(), {});
+            for (int j = 0; j < kB; ++j)
+                for (int i = 0; i < kB; ++i)
+                    expectFolded(gx + i + 0.25, gy + j + 0.75, sx[size_t(j * kB + i)],
+                                 sy[size_t(j * kB + i)]);
+            for (int j = 0; j < kB; j += 9) {
+                warp->mapSpan(gx, gy + j, kB, 0.5f, 0.5f, sx.data(), sy.data());
+                for (int i = 0; i < kB; ++i)
+                    expectFolded(gx + i + 0.5, gy + j + 0.5, sx[size_t(i)], sy[size_t(i)]);
             }
         }
-    }
 }
 
 // ---------------------------------------------------------------- resampling

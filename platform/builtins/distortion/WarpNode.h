@@ -34,6 +34,12 @@ public:
     // room for n rounded up to a multiple of 4 (lanes beyond n are scratch).
     // Public so that tests can check the map against regionOfInterest.
     virtual void mapSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const = 0;
+    // Source points over a whole block, rows of block.w (each row padded to
+    // a multiple of 4), for the same offsets in every pixel. Nodes with
+    // auxiliary inputs override this to render them first; others may map
+    // whole blocks at once. The default calls mapSpan row by row.
+    virtual void mapBlock(const engine::IRect& block, float fx, float fy, float* sx, float* sy,
+                          const engine::RenderState& state) const;
 
 protected:
     // `warped`: outside it the map is the identity (Rect::infinite() when
@@ -48,11 +54,6 @@ protected:
     // Samples per pixel side (1, 2 or 4) over a grid block: above 1 where
     // the map minifies, so the average of the samples filters the input.
     virtual int supersampling(const engine::IRect& gridBlock) const;
-    // Source points over a whole block, rows of block.w (each row padded to
-    // a multiple of 4). Nodes with auxiliary inputs override this to render
-    // them first; the default calls mapSpan row by row.
-    virtual void mapBlock(const engine::IRect& block, float fx, float fy, float* sx, float* sy,
-                          const engine::RenderState& state) const;
 
     // A region holding every source point of the whole output (the
     // fundamental region of a tiling); when it is small enough to stay in

@@ -8,6 +8,7 @@
 // again about the centre. Widths are in pixels, angles in radians.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -110,7 +111,10 @@ public:
         m_inv[2] = float(-e1y / det);
         m_inv[3] = float(e1x / det);
         m_region = fundamentalRegion(e1x, e1y, e2x, e2y);
-        if (p.tiling == Tiling::Kaleidoscope) m_cone = coneWithin(inputs().front()->extent());
+        if (p.tiling == Tiling::Kaleidoscope) {
+            m_cone = coneWithin(inputs().front()->extent());
+            buildFoldMaps();
+        }
     }
 
     const char* kind() const override { return "tile"; }
@@ -156,50 +160,92 @@ protected:
 
 private:
     // Within one half-wedge the kaleidoscope's fold is one fixed rotation or
-    // reflection. When the whole grid row holding the span lies in a single
-    // half-wedge (they are convex, so its two ends decide), the span is
-    // mapped by that linear map instead of folding every point. The choice
-    // is made on the grid row, not the span, so it never depends on how the
-    // output is split into tiles.
-    bool kaleidoscopeSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
-        constexpr int kRow = WarpNode::kBlock;
-        const int gx = x >= 0 ? x / kRow * kRow : -((-x + kRow - 1) / kRow) * kRow;
-        if (x + n > gx + kRow) return false;
-        const double half = M_PI / m_p.count;
-        const double py = y + double(fy) - m_p.cy;
-        const double ta = std::atan2(py, gx + double(fx) - m_p.cx) - m_p.angle;
-        const double tb = std::atan2(py, gx + kRow - 1 + double(fx) - m_p.cx) - m_p.angle;
-        const double piece = std::floor(ta / half);
-        if (piece != std::floor(tb / half) || std::abs(piece) > 1e6) return false;
-        const long k2 = long(piece);
-        const long k = k2 >= 0 ? k2 / 2 : -((-k2 + 1) / 2);
-        // Local = turn(-angle) d; fold = turn(-k wedge), then for odd halves
-        // the mirror across the wedge's bisector; source = turn(angle) fold.
-        const double wedge = 2 * half;
-        double m[4] = {std::cos(-k * wedge), -std::sin(-k * wedge), std::sin(-k * wedge),
-                       std::cos(-k * wedge)};
-        if (k2 - 2 * k == 1) {
-            // reflect(w) turn(-k w - angle), then turn(angle).
-            const double b = -k * wedge - m_p.angle;
-            const double cb = std::cos(b), sb = std::sin(b);
-            const double cw = std::cos(wedge), sw = std::sin(wedge);
-            const double r[4] = {cw * cb + sw * sb, -cw * sb + sw * cb, sw * cb - cw * sb,
-                                 -sw * sb - cw * cb};
-            const double ca = std::cos(m_p.angle), sa = std::sin(m_p.angle);
-            m[0] = ca * r[0] - sa * r[2];
-            m[1] = ca * r[1] - sa * r[3];
-            m[2] = sa * r[0] + ca * r[2];
-            m[3] = sa * r[1] + ca * r[3];
+    // reflection (precomputed per half-wedge). When a whole grid block, or
+    // else the whole grid row holding a span, lies in a single half-wedge
+    // (they are convex, so its corners decide), its points are mapped by
+    // that linear map instead of being folded one by one. The choice is made
+    // on the grid block or row, never on the span, so it does not depend on
+    // how the output is split into tiles.
+    static int gridStart(int v) {
+        constexpr int kB = WarpNode::kBlock;
+        return v >= 0 ? v / kB * kB : -((-v + kB - 1) / kB) * kB;
+    }
+
+    // The half-wedge (0 .. 2 count - 1) holding the point; -1 when undecided.
+    int halfWedge(double px, double py) const {
+        const double t = (std::atan2(py - m_p.cy, px - m_p.cx) - m_p.angle) / (M_PI / m_p.count);
+        if (!(std::abs(t) < 1e6)) return -1;
+        const long pieces = 2L * m_p.count;
+        return int(((long(std::floor(t)) % pieces) + pieces) % pieces);
+    }
+
+    // The linear maps of the half-wedges: local = turn(-angle) d; the fold
+    // turns by -k wedge and, in odd halves, mirrors across the wedge's
+    // bisector; source = turn(angle) fold.
+    void buildFoldMaps() {
+        const double wedge = 2 * M_PI / m_p.count;
+        const double ca = std::cos(m_p.angle), sa = std::sin(m_p.angle);
+        const double cw = std::cos(wedge), sw = std::sin(wedge);
+        m_fold.resize(size_t(2 * m_p.count));
+        for (int piece = 0; piece < 2 * m_p.count; ++piece) {
+            const int k = piece / 2;
+            double m[4] = {std::cos(-k * wedge), -std::sin(-k * wedge), std::sin(-k * wedge),
+                           std::cos(-k * wedge)};
+            if (piece % 2 == 1) {
+                // reflect(wedge) turn(-k wedge - angle), then turn(angle).
+                const double b = -k * wedge - m_p.angle;
+                const double cb = std::cos(b), sb = std::sin(b);
+                const double r[4] = {cw * cb + sw * sb, -cw * sb + sw * cb, sw * cb - cw * sb,
+                                     -sw * sb - cw * cb};
+                m[0] = ca * r[0] - sa * r[2];
+                m[1] = ca * r[1] - sa * r[3];
+                m[2] = sa * r[0] + ca * r[2];
+                m[3] = sa * r[1] + ca * r[3];
+            }
+            for (int i = 0; i < 4; ++i)
+                m_fold[size_t(piece)][size_t(i)] = float(m[i]);
         }
-        const float m0 = float(m[0]), m1 = float(m[1]), m2 = float(m[2]), m3 = float(m[3]);
+    }
+
+    void linearSpan(const std::array<float, 4>& m, int x, int y, int n, float fx, float fy,
+                    float* sx, float* sy) const {
         const F4 dy = f4(float(y) + fy - m_cy);
-        const F4 rowX = m_cx + m1 * dy, rowY = m_cy + m3 * dy;
+        const F4 rowX = m_cx + m[1] * dy, rowY = m_cy + m[3] * dy;
         for (int i = 0; i < n; i += 4) {
             const F4 dx = ramp(x + i, fx) - m_cx;
-            store4(sx + i, rowX + m0 * dx);
-            store4(sy + i, rowY + m2 * dx);
+            store4(sx + i, rowX + m[0] * dx);
+            store4(sy + i, rowY + m[2] * dx);
         }
+    }
+
+    bool kaleidoscopeSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
+        const int gx = gridStart(x);
+        if (x + n > gx + WarpNode::kBlock) return false;
+        const double py = y + double(fy);
+        const int piece = halfWedge(gx + double(fx), py);
+        if (piece < 0 || piece != halfWedge(gx + WarpNode::kBlock - 1 + double(fx), py))
+            return false;
+        linearSpan(m_fold[size_t(piece)], x, y, n, fx, fy, sx, sy);
         return true;
+    }
+
+    void mapBlock(const engine::IRect& block, float fx, float fy, float* sx, float* sy,
+                  const engine::RenderState& state) const override {
+        if (m_p.tiling == Tiling::Kaleidoscope) {
+            const int gx = gridStart(block.x), gy = gridStart(block.y);
+            const double x0 = gx + double(fx), x1 = x0 + WarpNode::kBlock - 1;
+            const double y0 = gy + double(fy), y1 = y0 + WarpNode::kBlock - 1;
+            const int piece = halfWedge(x0, y0);
+            if (piece >= 0 && piece == halfWedge(x1, y0) && piece == halfWedge(x0, y1) &&
+                piece == halfWedge(x1, y1)) {
+                const size_t stride = size_t(paddedWidth(block.w));
+                for (int r = 0; r < block.h; ++r)
+                    linearSpan(m_fold[size_t(piece)], block.x, block.y + r, block.w, fx, fy,
+                               sx + size_t(r) * stride, sy + size_t(r) * stride);
+                return;
+            }
+        }
+        WarpNode::mapBlock(block, fx, fy, sx, sy, state);
     }
 
     bool hexagonal() const {
@@ -388,6 +434,7 @@ private:
 
     TileParams m_p;
     Rect m_cone;
+    std::vector<std::array<float, 4>> m_fold;  // per half-wedge of the kaleidoscope
     float m_cos = 1, m_sin = 0, m_cx = 0, m_cy = 0;
     float m_e[4] = {}, m_inv[4] = {};
     Rect m_region;
