@@ -379,6 +379,7 @@ TEST_F(BuiltinWarp, KaleidoscopeFoldsEveryPointIntoTheFirstHalfWedge) {
                 for (int i = 0; i < kB; ++i)
                     expectFolded(gx + i + 0.5, gy + j + 0.5, sx[size_t(i)], sy[size_t(i)]);
             }
+            if (HasFailure()) return;
         }
 }
 
