@@ -277,7 +277,8 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
     // short path, the rest (edges, outside) the careful one.
     int offset[kBlock + 4];
     float wu[kBlock + 4], wv[kBlock + 4];
-    const I4 roiX = I4{roi.x, roi.x, roi.x, roi.x}, roiY = I4{roi.y, roi.y, roi.y, roi.y};
+    const F4 roiX = f4(float(roi.x)), roiY = f4(float(roi.y));
+    const F4 lastX = f4(float(sw - 1)), lastY = f4(float(sh - 1));
     const float weight = 1.0f / float(count);
     for (int r = 0; r < block.h * planes; ++r) {
         const int s = r / block.h - (planes - count);  // -1: the centre plane
@@ -291,12 +292,14 @@ void WarpNode::warpBlock(const IRect& block, int samples, const PixelBuffer* sha
             const I4 finite = (wx == wx) & (wy == wy);
             const F4 cx = select(finite, wx, f4(0.0f)), cy = select(finite, wy, f4(0.0f));
             const F4 flx = vfloor(cx), fly = vfloor(cy);
-            const I4 iu = __builtin_convertvector(flx, I4) - roiX;
-            const I4 iv = __builtin_convertvector(fly, I4) - roiY;
             store4(wu + i, cx - flx);
             store4(wv + i, cy - fly);
-            const I4 inner = finite & (iu >= 0) & (iv >= 0) & (iu < sw - 1) & (iv < sh - 1);
-            const I4 off = inner ? iv * sw + iu : I4{-1, -1, -1, -1};
+            // Whole numbers below 2^24 (regions hold at most 2^22 pixels), so
+            // the index arithmetic is exact in float.
+            const F4 iu = flx - roiX, iv = fly - roiY;
+            const I4 inner = finite & (iu >= 0.0f) & (iv >= 0.0f) & (iu < lastX) & (iv < lastY);
+            const I4 off =
+                inner ? __builtin_convertvector(iv * float(sw) + iu, I4) : I4{-1, -1, -1, -1};
             std::memcpy(offset + i, &off, sizeof off);
         }
         const float* cx0 = xs + size_t(row) * size_t(pw);
