@@ -143,14 +143,19 @@ private:
         if (e.isEmpty()) return {};
         return {e.x * sx, e.y * sy, e.w * sx, e.h * sy};
     }
+    // An input pixel index, kept within the renderer's range: far tiles of
+    // infinite images under strong shrinking would otherwise overflow.
+    static int pixelIndex(double v) {
+        return int(std::clamp(v, -double(engine::kPixelLimit), double(engine::kPixelLimit)));
+    }
     // Kernel half-width in input pixels.
     static double support(double scale) { return kLobes * std::max(1.0, 1.0 / scale); }
 
     // Input pixel window [lo, hi) read by output pixels start .. start+n-1.
     static void window(int start, int n, double scale, int& lo, int& hi) {
         const double s = support(scale);
-        lo = int(std::ceil((start + 0.5) / scale - 0.5 - s));
-        hi = int(std::floor((start + n - 0.5) / scale - 0.5 + s)) + 1;
+        lo = pixelIndex(std::ceil((start + 0.5) / scale - 0.5 - s));
+        hi = pixelIndex(std::floor((start + n - 0.5) / scale - 0.5 + s)) + 1;
     }
 
     // Taps of output pixels start .. start+n-1, reading only input pixels
@@ -167,7 +172,7 @@ private:
         for (int k = 0; k < n; ++k) {
             // Input pixel centres i + 0.5 around the mapped output centre.
             const double u = (start + k + 0.5) / scale;
-            const int first = int(std::ceil(u - 0.5 - s));
+            const int first = pixelIndex(std::ceil(u - 0.5 - s));
             double sum = 0;
             for (int i = 0; i < count; ++i) {
                 raw[size_t(i)] = lanczos((first + i + 0.5 - u) / stretch);
@@ -194,6 +199,7 @@ private:
 // input; the platform's slider stops far above it.
 constexpr double kMinScale = 1e-3;
 constexpr double kMaxScale = 1e3;
+constexpr double kMinInfiniteScale = 0.05;
 
 CIImage lanczosScale(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
@@ -202,6 +208,9 @@ CIImage lanczosScale(const CIFilter& f) {
     const double aspect = f.numberForKey("inputAspectRatio");
     const double sx = scale * aspect, sy = scale;
     if (!(sx >= kMinScale && sy >= kMinScale && sx <= kMaxScale && sy <= kMaxScale)) return in;
+    // An infinite input has no size to bound the work of strong shrinking:
+    // each output tile would read (tile / scale)^2 input pixels.
+    if (in.isInfinite() && std::min(sx, sy) < kMinInfiniteScale) return in;
     return CIImage::imageWithNode(std::make_shared<LanczosNode>(in.node(), sx, sy));
 }
 
