@@ -176,12 +176,23 @@ public:
     CIImage CIFOutputImageForFilterAttributesForImage(const QString& identifier,
                                                       const QVariantMap& parameters,
                                                       const HostImage& image) override;
+    // The generator's picture for the host picture's size (its output for
+    // the picture, width and height 0); null when the class is unknown or
+    // the generator fails.
+    HostImage CIFGenerateLayerAttributesForImage(const QString& className,
+                                                 const QVariantMap& attributes,
+                                                 const HostImage& image) override;
+    // The same for a size without a picture (width and height truncated).
+    HostImage CIFGenerateLayerAttributesSize(const QString& className,
+                                             const QVariantMap& attributes,
+                                             const QSizeF& size) override;
     // image added onto background, drawn at the background's extent size.
     HostImage performAdditionalCompositingWithBackground(const CIImage& image,
                                                          const CIImage& background) const;
     // image added onto background, cropped to (0, 0, background size).
     CIImage outputAdditionalCompositingWithBackground(const CIImage& image,
                                                       const CIImage& background) const;
+    void seedRandom(unsigned seed) override;
     // The fully transparent constant image, made once.
     CIImage constantColorImage();
 

@@ -3,6 +3,7 @@
 // filters over the picture.
 
 #include <cmath>
+#include <cstdlib>
 
 #include "core/CIFMain.h"
 #include "platform/image/CIAttributes.h"
@@ -213,6 +214,30 @@ CIImage CIFMain::outputAdditionalCompositingWithBackground(const CIImage& image,
     return filtered("CICrop", {{kCIInputImageKey, QVariant::fromValue(sum)},
                                {QStringLiteral("inputRectangle"),
                                 QVariant::fromValue(CIVector{0, 0, e.width(), e.height()})}});
+}
+
+// ---- generators
+
+HostImage CIFMain::CIFGenerateLayerAttributesForImage(const QString& className,
+                                                      const QVariantMap& attributes,
+                                                      const HostImage& image) {
+    GLIFCoreObject* generator = GLIFSmartInstanceFromName(className);
+    if (!generator) return {};
+    return generator->GLIFOutputImageWidthHeightAttributes(&image, 0, 0, attributes);
+}
+
+HostImage CIFMain::CIFGenerateLayerAttributesSize(const QString& className,
+                                                  const QVariantMap& attributes,
+                                                  const QSizeF& size) {
+    GLIFCoreObject* generator = GLIFSmartInstanceFromName(className);
+    if (!generator) return {};
+    return generator->GLIFOutputImageWidthHeightAttributes(nullptr, int(size.width()),
+                                                           int(size.height()), attributes);
+}
+
+// The generators draw from the process-wide rand() sequence.
+void CIFMain::seedRandom(unsigned seed) {
+    std::srand(seed);
 }
 
 CIImage CIFMain::constantColorImage() {

@@ -3,6 +3,8 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_Plasma.h"
+
 namespace cif {
 
 namespace {
@@ -37,7 +39,8 @@ QStringList registeredGLIFClasses() {
 void registerGeneratorClasses() {
     static std::once_flag once;
     std::call_once(once, [] {
-        // The generator classes are listed here as they are written.
+        registerGLIFClass(QStringLiteral("GLIF_Plasma"),
+                          [] { return std::make_unique<GLIF_Plasma>(); });
     });
 }
 

@@ -11,6 +11,7 @@
 #include "hosts/cli/CatalogCommand.h"
 #include "hosts/cli/Commands.h"
 #include "hosts/cli/Gallery.h"
+#include "hosts/cli/GenerateCommand.h"
 #include "hosts/cli/KernelCommand.h"
 #include "hosts/cli/Output.h"
 #include "hosts/cli/Progress.h"
@@ -48,6 +49,7 @@ int dispatch(const QStringList& args) {
     }
     if (command == QLatin1String("list")) return runList(rest);
     if (command == QLatin1String("apply")) return runApply(rest);
+    if (command == QLatin1String("generate")) return runGenerate(rest);
     if (command == QLatin1String("filters")) return runFilters(rest);
     if (command == QLatin1String("attributes")) return runAttributes(rest);
     if (command == QLatin1String("render")) return runRender(rest);

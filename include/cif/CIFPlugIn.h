@@ -172,6 +172,21 @@ public:
                                                               const QVariantMap& parameters,
                                                               const HostImage& image) = 0;
 
+    // ---- generators. Parameters are the generator's "GLIF..." keys; the
+    // process-wide random sequence is used, so seed it (srand) first for a
+    // repeatable picture. Null when the class is unknown or it fails.
+
+    // A picture of the host picture's size.
+    virtual HostImage CIFGenerateLayerAttributesForImage(const QString& className,
+                                                         const QVariantMap& attributes,
+                                                         const HostImage& image) = 0;
+    // A picture of `size` points (truncated to whole numbers).
+    virtual HostImage CIFGenerateLayerAttributesSize(const QString& className,
+                                                     const QVariantMap& attributes,
+                                                     const QSizeF& size) = 0;
+    // Seeds the process-wide random sequence the generators draw from.
+    virtual void seedRandom(unsigned seed) = 0;
+
     // ---- the editor. Each call runs the modal editor and answers true when
     // the user accepted; without an editor it logs and answers false.
 
