@@ -243,8 +243,10 @@ CIImage whitePointAdjust(const CIFilter& f) {
     return withMatrices(in, ms);
 }
 
-// Shades of one colour: the colour scaled by the pixel's luminance, mixed
-// with the original by the intensity (0 leaves the picture as it is).
+// Shades of one colour: the colour scaled so its luminance is the pixel's
+// (greys keep their brightness and take the colour's hue), mixed with the
+// original by the intensity (0 leaves the picture as it is). Bright pixels
+// may leave [0, 1] in the colour's strongest channel; output clamps them.
 CIImage colorMonochrome(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
     if (in.isNull()) return {};
@@ -253,10 +255,13 @@ CIImage colorMonochrome(const CIFilter& f) {
     const double luma[3] = {kLumaR, kLumaG, kLumaB};
     std::array<Matrix4, kSpaces> ms{};
     for (size_t sp = 0; sp < size_t(kSpaces); ++sp) {
+        const auto& t = tint.rgba[sp];
+        const double tl = kLumaR * t[0] + kLumaG * t[1] + kLumaB * t[2];
+        const double k = tl > 0 ? 1.0 / tl : 0.0;
         double m[9];
         for (int r = 0; r < 3; ++r)
             for (int c = 0; c < 3; ++c)
-                m[3 * r + c] = tint.rgba[sp][size_t(r)] * luma[c];
+                m[3 * r + c] = t[size_t(r)] * k * luma[c];
         const double bias[3] = {0, 0, 0};
         ms[sp] = mix(identityMatrix(), affineColorMatrix(m, bias), amount);
     }
