@@ -10,12 +10,15 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "platform/CIPlatform.h"
+#include "platform/builtins/composite/CompositeSpans.h"
 #include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
@@ -295,6 +298,26 @@ TEST_F(BuiltinComposite, AMissingPictureGivesTheOther) {
         EXPECT_EQ(apply(name, {}, pic).node(), pic.node()) << name;
         EXPECT_TRUE(apply(name, {}, {}).isNull()) << name;
     }
+}
+
+TEST(BuiltinCompositeSpans, VectorOperatorsAgreeWithTheirScalarTwinsAtEveryLength) {
+    using builtins::LaneOp;
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> value(-0.25f, 1.25f);
+    for (LaneOp op : {LaneOp::Multiply, LaneOp::Screen, LaneOp::SourceIn, LaneOp::SourceOut,
+                      LaneOp::SourceAtop, LaneOp::Maximum, LaneOp::Minimum, LaneOp::Product})
+        for (int n = 0; n <= 21; ++n) {
+            std::vector<float> fg(size_t(n) * 4), bg(size_t(n) * 4);
+            for (float& v : fg)
+                v = value(rng);
+            for (float& v : bg)
+                v = value(rng);
+            std::vector<float> want = bg;
+            builtins::laneOpSpan(op, fg.data(), bg.data(), n);
+            builtins::laneOpSpanScalar(op, fg.data(), want.data(), n);
+            EXPECT_EQ(std::memcmp(bg.data(), want.data(), bg.size() * sizeof(float)), 0)
+                << "operator " << int(op) << ", length " << n;
+        }
 }
 
 }  // namespace

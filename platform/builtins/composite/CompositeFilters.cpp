@@ -14,6 +14,7 @@
 #include <cmath>
 
 #include "platform/builtins/BuiltinFilter.h"
+#include "platform/builtins/composite/CompositeSpans.h"
 #include "platform/image/Node.h"
 #include "platform/image/Pixel4.h"
 
@@ -46,27 +47,56 @@ private:
     const char* m_name;
 };
 
+// The operators that are the same on every lane of a pixel (CompositeSpans.h):
+// Porter-Duff in, out and atop, the per-channel maximum, minimum and product,
+// and the multiply and screen blend modes, whose as ab B has the closed forms
+// cs cb and cs ab + cb as - cs cb.
+class LaneCompositeNode final : public engine::BinaryPointNode {
+public:
+    LaneCompositeNode(engine::NodePtr fg, engine::NodePtr bg, const Rect& extent, LaneOp op,
+                      const char* name)
+        : BinaryPointNode(std::move(fg), std::move(bg), extent), m_op(op), m_name(name) {}
+    void combineSpan(const float* fg, float* bg, int n) const override {
+        laneOpSpan(m_op, fg, bg, n);
+    }
+    const char* kind() const override { return m_name; }
+
+private:
+    LaneOp m_op;
+    const char* m_name;
+};
+
+Rect resultExtent(Extent e, const Rect& fe, const Rect& be) {
+    switch (e) {
+        case Extent::Union:
+            return fe.united(be);
+        case Extent::Intersection:
+            return fe.intersected(be);
+        case Extent::Foreground:
+            return fe;
+        case Extent::Background:
+            return be;
+    }
+    return fe.united(be);
+}
+
+template <LaneOp Op, Extent E>
+CIImage laneComposite(const CIFilter& f) {
+    static constexpr const char* kNames[] = {
+        "multiply",    "screen",  "source-in", "source-out",
+        "source-atop", "maximum", "minimum",   "multiply-compositing"};
+    const CIImage fg = f.imageForKey(kCIInputImageKey), bg = f.imageForKey("inputBackgroundImage");
+    if (fg.isNull() || bg.isNull()) return fg.isNull() ? bg : fg;
+    return CIImage::imageWithNode(std::make_shared<LaneCompositeNode>(
+        fg.node(), bg.node(), resultExtent(E, fg.node()->extent(), bg.node()->extent()), Op,
+        kNames[int(Op)]));
+}
+
 template <class Op, Extent E>
 CIImage composite(const CIFilter& f) {
     const CIImage fg = f.imageForKey(kCIInputImageKey), bg = f.imageForKey("inputBackgroundImage");
     if (fg.isNull() || bg.isNull()) return fg.isNull() ? bg : fg;
-    const Rect& fe = fg.node()->extent();
-    const Rect& be = bg.node()->extent();
-    Rect extent;
-    switch (E) {
-        case Extent::Union:
-            extent = fe.united(be);
-            break;
-        case Extent::Intersection:
-            extent = fe.intersected(be);
-            break;
-        case Extent::Foreground:
-            extent = fe;
-            break;
-        case Extent::Background:
-            extent = be;
-            break;
-    }
+    const Rect extent = resultExtent(E, fg.node()->extent(), bg.node()->extent());
     return CIImage::imageWithNode(
         std::make_shared<CompositeNode<Op>>(fg.node(), bg.node(), extent, Op::kName));
 }
@@ -103,36 +133,6 @@ CIImage addition(const CIFilter& f) {
     return fg.imageByAddingToImage(bg);
 }
 
-// The foreground where the background is: s * ab.
-struct SourceIn {
-    static constexpr const char* kName = "source-in";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return s * alphaOf(b); }
-};
-// The foreground where the background is not: s * (1 - ab).
-struct SourceOut {
-    static constexpr const char* kName = "source-out";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return s * (1.0f - alphaOf(b)); }
-};
-// The foreground inside the background, the background elsewhere:
-// s * ab + b * (1 - as); the result's alpha is the background's.
-struct SourceAtop {
-    static constexpr const char* kName = "source-atop";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return s * alphaOf(b) + b * (1.0f - alphaOf(s)); }
-};
-// Channel by channel, alpha included.
-struct MaximumCompositing {
-    static constexpr const char* kName = "maximum";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return vmax(s, b); }
-};
-struct MinimumCompositing {
-    static constexpr const char* kName = "minimum";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return vmin(s, b); }
-};
-struct MultiplyCompositing {
-    static constexpr const char* kName = "multiply-compositing";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return s * b; }
-};
-
 // ---------------------------------------------------------------- separable
 
 // The source-over part shared by every blend mode: cs (1 - ab) + cb (1 - as).
@@ -142,16 +142,6 @@ Pixel4 uncovered(Pixel4 s, Pixel4 b) {
     return s * (1.0f - alphaOf(b)) + b * (1.0f - alphaOf(s));
 }
 
-// cs cb on the colours (as ab B with B = Cs Cb); as ab on alpha.
-struct Multiply {
-    static constexpr const char* kName = "multiply";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return uncovered(s, b) + s * b; }
-};
-// B = Cs + Cb - Cs Cb gives co = cs + cb - cs cb, the same form on alpha.
-struct Screen {
-    static constexpr const char* kName = "screen";
-    static Pixel4 combine(Pixel4 s, Pixel4 b) { return s + b - s * b; }
-};
 // as ab min(Cs, Cb) = min(cs ab, cb as); on alpha both are as ab.
 struct Darken {
     static constexpr const char* kName = "darken";
@@ -356,14 +346,14 @@ std::vector<BuiltinDef> compositeBuiltins() {
     return {
         {"CISourceOverCompositing", sourceOver},
         {"CIAdditionCompositing", addition},
-        {"CISourceInCompositing", composite<SourceIn, E::Intersection>},
-        {"CISourceOutCompositing", composite<SourceOut, E::Foreground>},
-        {"CISourceAtopCompositing", composite<SourceAtop, E::Background>},
-        {"CIMaximumCompositing", composite<MaximumCompositing, E::Union>},
-        {"CIMinimumCompositing", composite<MinimumCompositing, E::Intersection>},
-        {"CIMultiplyCompositing", composite<MultiplyCompositing, E::Intersection>},
-        {"CIMultiplyBlendMode", composite<Multiply, E::Union>},
-        {"CIScreenBlendMode", composite<Screen, E::Union>},
+        {"CISourceInCompositing", laneComposite<LaneOp::SourceIn, E::Intersection>},
+        {"CISourceOutCompositing", laneComposite<LaneOp::SourceOut, E::Foreground>},
+        {"CISourceAtopCompositing", laneComposite<LaneOp::SourceAtop, E::Background>},
+        {"CIMaximumCompositing", laneComposite<LaneOp::Maximum, E::Union>},
+        {"CIMinimumCompositing", laneComposite<LaneOp::Minimum, E::Intersection>},
+        {"CIMultiplyCompositing", laneComposite<LaneOp::Product, E::Intersection>},
+        {"CIMultiplyBlendMode", laneComposite<LaneOp::Multiply, E::Union>},
+        {"CIScreenBlendMode", laneComposite<LaneOp::Screen, E::Union>},
         {"CIDarkenBlendMode", composite<Darken, E::Union>},
         {"CILightenBlendMode", composite<Lighten, E::Union>},
         {"CIDifferenceBlendMode", composite<Difference, E::Union>},
