@@ -317,21 +317,59 @@ TEST_F(BuiltinColor, ExtentsAreTheInputsAndBadParametersAreHarmless) {
     }
 }
 
+TEST_F(BuiltinColor, OutputDoesNotDependOnTilesOrThreads) {
+    // The colour map renders its gradient for every tile; a blend mode reads
+    // two inputs. Both must give the same bits for any split of the output.
+    const CIImage pic = CIImage::imageWithQImage(picture8(53, 41));
+    const CIImage backdrop = CIImage::imageWithQImage(picture8(29, 61).mirrored(true, false));
+    const CIImage recipes[] = {
+        apply("CIColorMap", pic, {{"inputGradientImage", QVariant::fromValue(backdrop)}}),
+        apply("CIColorControls", pic, {{"inputContrast", 1.5}, {"inputSaturation", 0.3}}),
+        apply("CISpotColor", pic),
+    };
+    for (const CIImage& image : recipes) {
+        ASSERT_FALSE(image.isNull());
+        CIFloatBitmap reference;
+        for (int tile : {256, 16, 7})
+            for (int threads : {1, 2}) {
+                CIContext context;
+                context.setTileSize(tile);
+                context.setThreads(threads);
+                CIFloatBitmap out;
+                ASSERT_TRUE(context.renderToFloat(image, QRectF(-3, -2, 60, 45), out));
+                if (reference.pixels.empty()) {
+                    reference = std::move(out);
+                    continue;
+                }
+                ASSERT_EQ(out.pixels.size(), reference.pixels.size());
+                EXPECT_EQ(std::memcmp(out.pixels.data(), reference.pixels.data(),
+                                      out.pixels.size() * sizeof(float)),
+                          0)
+                    << "tile " << tile << ", threads " << threads;
+            }
+    }
+}
+
 TEST(BuiltinColorSpans, MatrixSpanAgreesWithItsScalarTwinAtEveryLength) {
     std::mt19937 rng(7);
     std::uniform_real_distribution<float> value(-0.5f, 1.5f);
-    float m[16];
-    for (float& v : m)
-        v = value(rng);
-    for (int n = 0; n <= 19; ++n) {
-        std::vector<float> a(size_t(n) * 4);
-        for (float& v : a)
-            v = value(rng);
-        std::vector<float> b = a;
-        builtins::premulMatrixSpan(a.data(), n, m);
-        builtins::premulMatrixSpanScalar(b.data(), n, m);
-        EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0) << "length " << n;
-    }
+    // A general matrix, and one whose alpha row keeps alpha (a path of its own).
+    float general[16], keep[16];
+    for (int i = 0; i < 16; ++i)
+        general[i] = keep[i] = value(rng);
+    keep[12] = keep[13] = keep[14] = 0.0f;
+    keep[15] = 1.0f;
+    for (const float* m : {general, keep})
+        for (int n = 0; n <= 19; ++n) {
+            std::vector<float> a(size_t(n) * 4);
+            for (float& v : a)
+                v = value(rng);
+            std::vector<float> b = a;
+            builtins::premulMatrixSpan(a.data(), n, m);
+            builtins::premulMatrixSpanScalar(b.data(), n, m);
+            EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0)
+                << "length " << n;
+        }
 }
 
 }  // namespace
