@@ -10,14 +10,32 @@
 
 #include "platform/builtins/color/ColorSpans.h"
 
-// True when the matrix's alpha row is (0, 0, 0, 1).
+// Compiled once: the scalar reference, also the path of targets whose
+// vectors are narrower than a pixel.
 #ifndef CIF_COLOR_SPANS_ONCE
 #define CIF_COLOR_SPANS_ONCE
 namespace cif::builtins {
 namespace {
+
+// True when the matrix's alpha row is (0, 0, 0, 1).
 bool keepsAlpha(const float* m) {
     return m[12] == 0.0f && m[13] == 0.0f && m[14] == 0.0f && m[15] == 1.0f;
 }
+
+void premulMatrixScalar(float* px, int n, const float* m) {
+    const int rows = keepsAlpha(m) ? 3 : 4;
+    for (int i = 0; i < n; ++i, px += 4) {
+        float o[4] = {0, 0, 0, px[3]};
+        for (int r = 0; r < rows; ++r) {
+            float v = m[4 * r] * px[0] + m[4 * r + 1] * px[1];
+            v = v + m[4 * r + 2] * px[2];
+            o[r] = v + m[4 * r + 3] * px[3];
+        }
+        for (int r = 0; r < 4; ++r)
+            px[r] = o[r];
+    }
+}
+
 }  // namespace
 }  // namespace cif::builtins
 #endif
@@ -26,43 +44,52 @@ HWY_BEFORE_NAMESPACE();
 namespace cif::builtins::HWY_NAMESPACE {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Channel planes of whole vectors of pixels, then the tail copied into a
-// padded buffer, so every pixel goes through identical arithmetic. When the
-// alpha row is (0, 0, 0, 1) alpha is kept as it is and its row skipped.
+// Each vector holds whole pixels: a pixel's channels are broadcast across its
+// own four lanes and multiplied by the matrix's columns, so no channel
+// planes are gathered. The tail is copied into a padded buffer, so every
+// pixel goes through identical arithmetic. When the alpha row is (0, 0, 0, 1)
+// alpha is copied through unchanged.
 template <bool KeepAlpha>
 void PremulMatrixT(float* px, int n, const float* m) {
+#if HWY_TARGET == HWY_SCALAR
+    premulMatrixScalar(px, n, m);  // one lane cannot hold a pixel
+#else
     const hn::ScalableTag<float> d;
     using V = hn::Vec<decltype(d)>;
-    const V k0 = hn::Set(d, m[0]), k1 = hn::Set(d, m[1]), k2 = hn::Set(d, m[2]),
-            k3 = hn::Set(d, m[3]), k4 = hn::Set(d, m[4]), k5 = hn::Set(d, m[5]),
-            k6 = hn::Set(d, m[6]), k7 = hn::Set(d, m[7]), k8 = hn::Set(d, m[8]),
-            k9 = hn::Set(d, m[9]), k10 = hn::Set(d, m[10]), k11 = hn::Set(d, m[11]),
-            k12 = hn::Set(d, m[12]), k13 = hn::Set(d, m[13]), k14 = hn::Set(d, m[14]),
-            k15 = hn::Set(d, m[15]);
+    // Column c of the matrix repeated in every pixel's four lanes.
+    HWY_ALIGN float columns[4][HWY_MAX_BYTES / sizeof(float)];
+    const int lanes = int(hn::Lanes(d));
+    for (int c = 0; c < 4; ++c)
+        for (int i = 0; i < lanes; ++i)
+            columns[c][i] = m[4 * (i % 4) + c];
+    const V c0 = hn::Load(d, columns[0]), c1 = hn::Load(d, columns[1]),
+            c2 = hn::Load(d, columns[2]), c3 = hn::Load(d, columns[3]);
+    HWY_ALIGN float alphaLanes[HWY_MAX_BYTES / sizeof(float)];
+    for (int i = 0; i < lanes; ++i)
+        alphaLanes[i] = i % 4 == 3 ? 1.0f : 0.0f;
+    const auto isAlpha = hn::Gt(hn::Load(d, alphaLanes), hn::Zero(d));
     // Multiplies and adds kept separate (no fused operations) and in the
     // scalar twin's order, so both give the same bits.
-    const auto row = [](V r, V g, V b, V a, V c0, V c1, V c2, V c3) HWY_ATTR {
-        V o = hn::Add(hn::Mul(c0, r), hn::Mul(c1, g));
-        o = hn::Add(o, hn::Mul(c2, b));
-        return hn::Add(o, hn::Mul(c3, a));
-    };
     const auto body = [&](float* p) HWY_ATTR {
-        V r, g, b, a;
-        hn::LoadInterleaved4(d, p, r, g, b, a);
-        const V oa = KeepAlpha ? a : row(r, g, b, a, k12, k13, k14, k15);
-        hn::StoreInterleaved4(row(r, g, b, a, k0, k1, k2, k3), row(r, g, b, a, k4, k5, k6, k7),
-                              row(r, g, b, a, k8, k9, k10, k11), oa, d, p);
+        const V v = hn::LoadU(d, p);
+        V o = hn::Add(hn::Mul(c0, hn::Broadcast<0>(v)), hn::Mul(c1, hn::Broadcast<1>(v)));
+        o = hn::Add(o, hn::Mul(c2, hn::Broadcast<2>(v)));
+        o = hn::Add(o, hn::Mul(c3, hn::Broadcast<3>(v)));
+        if (KeepAlpha) o = hn::IfThenElse(isAlpha, v, o);
+        hn::StoreU(o, d, p);
     };
-    const int lanes = int(hn::Lanes(d));
+    const int floats = 4 * n;
     int i = 0;
-    for (; i + lanes <= n; i += lanes)
-        body(px + size_t(i) * 4);
-    if (i < n) {
-        HWY_ALIGN float tail[4 * (HWY_MAX_BYTES / sizeof(float))] = {};
-        std::memcpy(tail, px + size_t(i) * 4, size_t(n - i) * 4 * sizeof(float));
+    for (; i + lanes <= floats; i += lanes)
+        body(px + i);
+    if (i < floats) {
+        HWY_ALIGN float tail[HWY_MAX_BYTES / sizeof(float)] = {};
+        const size_t bytes = size_t(floats - i) * sizeof(float);
+        std::memcpy(tail, px + i, bytes);
         body(tail);
-        std::memcpy(px + size_t(i) * 4, tail, size_t(n - i) * 4 * sizeof(float));
+        std::memcpy(px + i, tail, bytes);
     }
+#endif
 }
 
 void PremulMatrix(float* px, int n, const float* m) {
@@ -85,17 +112,7 @@ void premulMatrixSpan(float* px, int n, const float m[16]) {
 }
 
 void premulMatrixSpanScalar(float* px, int n, const float m[16]) {
-    const int rows = keepsAlpha(m) ? 3 : 4;
-    for (int i = 0; i < n; ++i, px += 4) {
-        float o[4] = {0, 0, 0, px[3]};
-        for (int r = 0; r < rows; ++r) {
-            float v = m[4 * r] * px[0] + m[4 * r + 1] * px[1];
-            v = v + m[4 * r + 2] * px[2];
-            o[r] = v + m[4 * r + 3] * px[3];
-        }
-        for (int r = 0; r < 4; ++r)
-            px[r] = o[r];
-    }
+    premulMatrixScalar(px, n, m);
 }
 
 }  // namespace cif::builtins
