@@ -224,16 +224,6 @@ QStringList compositeFilters() {
 
 // ---------------------------------------------------------------- tests
 
-TEST_F(BuiltinComposite, EveryOperatorOfTheCategoryIsRegistered) {
-    const QStringList names = compositeFilters();
-    EXPECT_EQ(names.size(), 30);
-    for (const QString& name : names) {
-        const CIImage out = apply(qPrintable(name), CIImage::imageWithColor(CIColor(1, 0, 0, 0.5)),
-                                  CIImage::imageWithColor(CIColor(0, 0, 1)));
-        EXPECT_FALSE(out.isNull()) << qPrintable(name);
-    }
-}
-
 TEST_F(BuiltinComposite, OperatorsMatchTheTextbookFormulasOnAGridOfColourPairs) {
     const std::vector<Straight> colours = palette();
     const int n = int(colours.size());
@@ -246,6 +236,7 @@ TEST_F(BuiltinComposite, OperatorsMatchTheTextbookFormulasOnAGridOfColourPairs) 
         }
     const CIImage fg = floatImage(n, n, premultiplied(fgPixels));
     const CIImage bg = floatImage(n, n, premultiplied(bgPixels));
+    EXPECT_EQ(compositeFilters().size(), 30);
     for (const QString& qname : compositeFilters()) {
         const std::string name = qname.toStdString();
         const CIImage out = apply(name.c_str(), fg, bg);
