@@ -237,6 +237,24 @@ TEST_F(BuiltinColor, EffectsGiveHandComputedColours) {
     }
 }
 
+TEST_F(BuiltinColor, ColourInputsKeepTheirSRGBValuesInTheLinearWorkingSpace) {
+    // Black maps to colour 0 exactly; through the colour-managed 8-bit path
+    // the colour's sRGB components come back as bytes.
+    QImage black(2, 2, QImage::Format_RGBA8888_Premultiplied);
+    black.fill(Qt::black);
+    const CIImage out = apply("CIFalseColor", CIImage::imageWithQImage(black),
+                              {{"inputColor0", color(0.5, 0.25, 1)}});
+    CIContext context;
+    const QImage got = context.createQImage(out, QRectF(0, 0, 2, 2))
+                           .convertToFormat(QImage::Format_RGBA8888_Premultiplied);
+    ASSERT_FALSE(got.isNull());
+    const uchar* p = got.constScanLine(1) + 4;
+    EXPECT_NEAR(p[0], 128, 1);
+    EXPECT_NEAR(p[1], 64, 1);
+    EXPECT_EQ(p[2], 255);
+    EXPECT_EQ(p[3], 255);
+}
+
 TEST_F(BuiltinColor, SpotColorReplacesOnlyColoursNearItsCentre) {
     const CIImage in = row({{0.5f, 0.25f, 0.25f, 1}, {0.55f, 0.25f, 0.25f, 1}, {0, 0, 1, 1}});
     QVariantMap values{{"inputCenterColor1", color(0.5, 0.25, 0.25)},
