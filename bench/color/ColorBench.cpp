@@ -217,15 +217,25 @@ void BM_HueAdjust(benchmark::State& state) {
     });
 }
 
-// The translucent picture multiplied onto the opaque one.
+// The translucent picture blended onto the opaque one.
+CIImage blended(const char* name) {
+    auto f = filterNamed(name);
+    f->setValueForKey(QVariant::fromValue(translucentPicture()), QStringLiteral("inputImage"));
+    f->setValueForKey(QVariant::fromValue(opaquePicture()), QStringLiteral("inputBackgroundImage"));
+    return f->outputImage();
+}
+
 void BM_MultiplyBlendMode(benchmark::State& state) {
-    runRender(state, [] {
-        auto f = filterNamed("CIMultiplyBlendMode");
-        f->setValueForKey(QVariant::fromValue(translucentPicture()), QStringLiteral("inputImage"));
-        f->setValueForKey(QVariant::fromValue(opaquePicture()),
-                          QStringLiteral("inputBackgroundImage"));
-        return f->outputImage();
-    });
+    runRender(state, [] { return blended("CIMultiplyBlendMode"); });
+}
+
+// For comparison: a separable mode on straight colours and a non-separable one.
+void BM_SoftLightBlendMode(benchmark::State& state) {
+    runRender(state, [] { return blended("CISoftLightBlendMode"); });
+}
+
+void BM_HueBlendMode(benchmark::State& state) {
+    runRender(state, [] { return blended("CIHueBlendMode"); });
 }
 
 void threadArgs(benchmark::internal::Benchmark* b) {
@@ -237,6 +247,16 @@ BENCHMARK(BM_Identity2)->Apply(threadArgs);
 BENCHMARK(BM_ColorControls)->Apply(threadArgs);
 BENCHMARK(BM_HueAdjust)->Apply(threadArgs);
 BENCHMARK(BM_MultiplyBlendMode)->Apply(threadArgs);
+BENCHMARK(BM_SoftLightBlendMode)
+    ->Arg(2)
+    ->ArgName("threads")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_HueBlendMode)
+    ->Arg(2)
+    ->ArgName("threads")
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

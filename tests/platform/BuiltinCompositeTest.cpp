@@ -291,23 +291,46 @@ TEST_F(BuiltinComposite, AMissingPictureGivesTheOther) {
     }
 }
 
+// Random pixels, some fully transparent, at every tail length.
+std::vector<float> randomPixels(std::mt19937& rng, int n) {
+    std::uniform_real_distribution<float> value(-0.25f, 1.25f), alpha(0.0f, 1.0f);
+    std::vector<float> px(size_t(n) * 4);
+    for (size_t i = 0; i < px.size(); i += 4) {
+        const float a = rng() % 5 == 0 ? 0.0f : alpha(rng);
+        for (size_t c = 0; c < 3; ++c)
+            px[i + c] = value(rng) * a;
+        px[i + 3] = a;
+    }
+    return px;
+}
+
+// Equal values (+0 and -0 count as equal, as do two NaNs).
+bool sameValues(const std::vector<float>& a, const std::vector<float>& b) {
+    for (size_t i = 0; i < a.size(); ++i)
+        if (!(a[i] == b[i] || (std::isnan(a[i]) && std::isnan(b[i])))) return false;
+    return true;
+}
+
 TEST(BuiltinCompositeSpans, VectorOperatorsAgreeWithTheirScalarTwinsAtEveryLength) {
+    using builtins::BlendOp;
     using builtins::LaneOp;
     std::mt19937 rng(11);
-    std::uniform_real_distribution<float> value(-0.25f, 1.25f);
     for (LaneOp op : {LaneOp::Multiply, LaneOp::Screen, LaneOp::SourceIn, LaneOp::SourceOut,
                       LaneOp::SourceAtop, LaneOp::Maximum, LaneOp::Minimum, LaneOp::Product})
         for (int n = 0; n <= 21; ++n) {
-            std::vector<float> fg(size_t(n) * 4), bg(size_t(n) * 4);
-            for (float& v : fg)
-                v = value(rng);
-            for (float& v : bg)
-                v = value(rng);
-            std::vector<float> want = bg;
+            const std::vector<float> fg = randomPixels(rng, n);
+            std::vector<float> bg = randomPixels(rng, n), want = bg;
             builtins::laneOpSpan(op, fg.data(), bg.data(), n);
             builtins::laneOpSpanScalar(op, fg.data(), want.data(), n);
-            EXPECT_EQ(std::memcmp(bg.data(), want.data(), bg.size() * sizeof(float)), 0)
-                << "operator " << int(op) << ", length " << n;
+            EXPECT_TRUE(sameValues(bg, want)) << "lane operator " << int(op) << ", length " << n;
+        }
+    for (int op = int(BlendOp::Overlay); op <= int(BlendOp::Luminosity); ++op)
+        for (int n = 0; n <= 21; ++n) {
+            const std::vector<float> fg = randomPixels(rng, n);
+            std::vector<float> bg = randomPixels(rng, n), want = bg;
+            builtins::blendSpan(BlendOp(op), fg.data(), bg.data(), n);
+            builtins::blendSpanScalar(BlendOp(op), fg.data(), want.data(), n);
+            EXPECT_TRUE(sameValues(bg, want)) << "blend mode " << op << ", length " << n;
         }
 }
 

@@ -10,9 +10,6 @@
 // product as ab B has a closed premultiplied form (multiply, screen, darken,
 // lighten, difference, exclusion) no division happens.
 
-#include <algorithm>
-#include <cmath>
-
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/builtins/composite/CompositeSpans.h"
 #include "platform/image/Node.h"
@@ -172,172 +169,32 @@ struct Exclusion {
     }
 };
 
-// Blend modes whose B needs straight colours: F::blend(cb, cs) on one channel.
-template <class F>
-struct Separable {
-    static constexpr const char* kName = F::kName;
-    static Pixel4 combine(Pixel4 s, Pixel4 b) {
-        const float as = s[3], ab = b[3];
-        const float is = as > 0.0f ? 1.0f / as : 0.0f, ib = ab > 0.0f ? 1.0f / ab : 0.0f;
-        Pixel4 blended = splat(1.0f);
-        for (int c = 0; c < 3; ++c)
-            blended[c] = F::blend(b[c] * ib, s[c] * is);
-        return uncovered(s, b) + (as * ab) * blended;
+// Blend modes whose B needs straight colours (CompositeSpans.h).
+class BlendNode final : public engine::BinaryPointNode {
+public:
+    BlendNode(engine::NodePtr fg, engine::NodePtr bg, BlendOp op, const char* name)
+        : BinaryPointNode(std::move(fg), std::move(bg)), m_op(op), m_name(name) {}
+    void combineSpan(const float* fg, float* bg, int n) const override {
+        blendSpan(m_op, fg, bg, n);
     }
+    const char* kind() const override { return m_name; }
+
+private:
+    BlendOp m_op;
+    const char* m_name;
 };
 
-float clamp01(float v) {
-    return std::clamp(v, 0.0f, 1.0f);
+template <BlendOp Op>
+CIImage blend(const CIFilter& f) {
+    static constexpr const char* kNames[] = {
+        "overlay",     "hard-light",   "soft-light", "color-dodge", "color-burn", "linear-dodge",
+        "linear-burn", "linear-light", "pin-light",  "vivid-light", "subtract",   "divide",
+        "hue",         "saturation",   "color",      "luminosity"};
+    const CIImage fg = f.imageForKey(kCIInputImageKey), bg = f.imageForKey("inputBackgroundImage");
+    if (fg.isNull() || bg.isNull()) return fg.isNull() ? bg : fg;
+    return CIImage::imageWithNode(
+        std::make_shared<BlendNode>(fg.node(), bg.node(), Op, kNames[int(Op)]));
 }
-float colorDodge(float cb, float cs) {
-    if (cb <= 0.0f) return 0.0f;
-    if (cs >= 1.0f) return 1.0f;
-    return std::min(1.0f, cb / (1.0f - cs));
-}
-float colorBurn(float cb, float cs) {
-    if (cb >= 1.0f) return 1.0f;
-    if (cs <= 0.0f) return 0.0f;
-    return 1.0f - std::min(1.0f, (1.0f - cb) / cs);
-}
-float hardLight(float cb, float cs) {
-    return cs <= 0.5f ? 2.0f * cb * cs : 1.0f - 2.0f * (1.0f - cb) * (1.0f - cs);
-}
-
-struct OverlayF {
-    static constexpr const char* kName = "overlay";
-    static float blend(float cb, float cs) { return hardLight(cs, cb); }
-};
-struct HardLightF {
-    static constexpr const char* kName = "hard-light";
-    static float blend(float cb, float cs) { return hardLight(cb, cs); }
-};
-struct SoftLightF {
-    static constexpr const char* kName = "soft-light";
-    static float blend(float cb, float cs) {
-        if (cs <= 0.5f) return cb - (1.0f - 2.0f * cs) * cb * (1.0f - cb);
-        const float d =
-            cb <= 0.25f ? ((16.0f * cb - 12.0f) * cb + 4.0f) * cb : std::sqrt(std::max(cb, 0.0f));
-        return cb + (2.0f * cs - 1.0f) * (d - cb);
-    }
-};
-struct ColorDodgeF {
-    static constexpr const char* kName = "color-dodge";
-    static float blend(float cb, float cs) { return colorDodge(cb, cs); }
-};
-struct ColorBurnF {
-    static constexpr const char* kName = "color-burn";
-    static float blend(float cb, float cs) { return colorBurn(cb, cs); }
-};
-struct LinearDodgeF {
-    static constexpr const char* kName = "linear-dodge";
-    static float blend(float cb, float cs) { return clamp01(cb + cs); }
-};
-struct LinearBurnF {
-    static constexpr const char* kName = "linear-burn";
-    static float blend(float cb, float cs) { return clamp01(cb + cs - 1.0f); }
-};
-struct LinearLightF {
-    static constexpr const char* kName = "linear-light";
-    static float blend(float cb, float cs) { return clamp01(cb + 2.0f * cs - 1.0f); }
-};
-struct PinLightF {
-    static constexpr const char* kName = "pin-light";
-    static float blend(float cb, float cs) {
-        return cs <= 0.5f ? std::min(cb, 2.0f * cs) : std::max(cb, 2.0f * cs - 1.0f);
-    }
-};
-struct VividLightF {
-    static constexpr const char* kName = "vivid-light";
-    static float blend(float cb, float cs) {
-        return cs <= 0.5f ? colorBurn(cb, 2.0f * cs) : colorDodge(cb, 2.0f * cs - 1.0f);
-    }
-};
-// The foreground taken from the background (Cb - Cs), floored at black.
-struct SubtractF {
-    static constexpr const char* kName = "subtract";
-    static float blend(float cb, float cs) { return std::max(cb - cs, 0.0f); }
-};
-// The background divided by the foreground (Cb / Cs), at most white; a black
-// foreground gives white wherever the background is not black.
-struct DivideF {
-    static constexpr const char* kName = "divide";
-    static float blend(float cb, float cs) {
-        if (cs <= 0.0f) return cb > 0.0f ? 1.0f : 0.0f;
-        return std::min(cb / cs, 1.0f);
-    }
-};
-
-// ---------------------------------------------------------------- non-separable
-
-struct Rgb {
-    float r, g, b;
-};
-
-float lum(const Rgb& c) {
-    return 0.3f * c.r + 0.59f * c.g + 0.11f * c.b;
-}
-
-// Brings a colour with out-of-range channels back into [0, 1] along the line
-// to its grey, keeping its luminance.
-Rgb clipColor(Rgb c) {
-    const float l = lum(c);
-    const float n = std::min({c.r, c.g, c.b}), x = std::max({c.r, c.g, c.b});
-    auto scale = [&](float k) {
-        c.r = l + (c.r - l) * k;
-        c.g = l + (c.g - l) * k;
-        c.b = l + (c.b - l) * k;
-    };
-    if (n < 0.0f && l - n > 0.0f) scale(l / (l - n));
-    if (x > 1.0f && x - l > 0.0f) scale((1.0f - l) / (x - l));
-    return c;
-}
-
-Rgb setLum(Rgb c, float l) {
-    const float d = l - lum(c);
-    return clipColor({c.r + d, c.g + d, c.b + d});
-}
-
-float sat(const Rgb& c) {
-    return std::max({c.r, c.g, c.b}) - std::min({c.r, c.g, c.b});
-}
-
-// The colour's hue with saturation s: the channels stretched from their
-// minimum so the range is s (grey when the colour has no range).
-Rgb setSat(const Rgb& c, float s) {
-    const float n = std::min({c.r, c.g, c.b}), range = sat(c);
-    if (!(range > 0.0f)) return {0.0f, 0.0f, 0.0f};
-    const float k = s / range;
-    return {(c.r - n) * k, (c.g - n) * k, (c.b - n) * k};
-}
-
-template <class F>
-struct NonSeparable {
-    static constexpr const char* kName = F::kName;
-    static Pixel4 combine(Pixel4 s, Pixel4 b) {
-        const float as = s[3], ab = b[3];
-        const float is = as > 0.0f ? 1.0f / as : 0.0f, ib = ab > 0.0f ? 1.0f / ab : 0.0f;
-        const Rgb cs{s[0] * is, s[1] * is, s[2] * is}, cb{b[0] * ib, b[1] * ib, b[2] * ib};
-        const Rgb o = F::blend(cb, cs);
-        return uncovered(s, b) + (as * ab) * Pixel4{o.r, o.g, o.b, 1.0f};
-    }
-};
-
-struct HueF {
-    static constexpr const char* kName = "hue";
-    static Rgb blend(const Rgb& cb, const Rgb& cs) { return setLum(setSat(cs, sat(cb)), lum(cb)); }
-};
-struct SaturationF {
-    static constexpr const char* kName = "saturation";
-    static Rgb blend(const Rgb& cb, const Rgb& cs) { return setLum(setSat(cb, sat(cs)), lum(cb)); }
-};
-struct ColorF {
-    static constexpr const char* kName = "color";
-    static Rgb blend(const Rgb& cb, const Rgb& cs) { return setLum(cs, lum(cb)); }
-};
-struct LuminosityF {
-    static constexpr const char* kName = "luminosity";
-    static Rgb blend(const Rgb& cb, const Rgb& cs) { return setLum(cb, lum(cs)); }
-};
 
 }  // namespace
 
@@ -358,22 +215,22 @@ std::vector<BuiltinDef> compositeBuiltins() {
         {"CILightenBlendMode", composite<Lighten, E::Union>},
         {"CIDifferenceBlendMode", composite<Difference, E::Union>},
         {"CIExclusionBlendMode", composite<Exclusion, E::Union>},
-        {"CIOverlayBlendMode", composite<Separable<OverlayF>, E::Union>},
-        {"CIHardLightBlendMode", composite<Separable<HardLightF>, E::Union>},
-        {"CISoftLightBlendMode", composite<Separable<SoftLightF>, E::Union>},
-        {"CIColorDodgeBlendMode", composite<Separable<ColorDodgeF>, E::Union>},
-        {"CIColorBurnBlendMode", composite<Separable<ColorBurnF>, E::Union>},
-        {"CILinearDodgeBlendMode", composite<Separable<LinearDodgeF>, E::Union>},
-        {"CILinearBurnBlendMode", composite<Separable<LinearBurnF>, E::Union>},
-        {"CILinearLightBlendMode", composite<Separable<LinearLightF>, E::Union>},
-        {"CIPinLightBlendMode", composite<Separable<PinLightF>, E::Union>},
-        {"CIVividLightBlendMode", composite<Separable<VividLightF>, E::Union>},
-        {"CISubtractBlendMode", composite<Separable<SubtractF>, E::Union>},
-        {"CIDivideBlendMode", composite<Separable<DivideF>, E::Union>},
-        {"CIHueBlendMode", composite<NonSeparable<HueF>, E::Union>},
-        {"CISaturationBlendMode", composite<NonSeparable<SaturationF>, E::Union>},
-        {"CIColorBlendMode", composite<NonSeparable<ColorF>, E::Union>},
-        {"CILuminosityBlendMode", composite<NonSeparable<LuminosityF>, E::Union>},
+        {"CIOverlayBlendMode", blend<BlendOp::Overlay>},
+        {"CIHardLightBlendMode", blend<BlendOp::HardLight>},
+        {"CISoftLightBlendMode", blend<BlendOp::SoftLight>},
+        {"CIColorDodgeBlendMode", blend<BlendOp::ColorDodge>},
+        {"CIColorBurnBlendMode", blend<BlendOp::ColorBurn>},
+        {"CILinearDodgeBlendMode", blend<BlendOp::LinearDodge>},
+        {"CILinearBurnBlendMode", blend<BlendOp::LinearBurn>},
+        {"CILinearLightBlendMode", blend<BlendOp::LinearLight>},
+        {"CIPinLightBlendMode", blend<BlendOp::PinLight>},
+        {"CIVividLightBlendMode", blend<BlendOp::VividLight>},
+        {"CISubtractBlendMode", blend<BlendOp::Subtract>},
+        {"CIDivideBlendMode", blend<BlendOp::Divide>},
+        {"CIHueBlendMode", blend<BlendOp::Hue>},
+        {"CISaturationBlendMode", blend<BlendOp::Saturation>},
+        {"CIColorBlendMode", blend<BlendOp::Color>},
+        {"CILuminosityBlendMode", blend<BlendOp::Luminosity>},
     };
 }
 

@@ -22,3 +22,35 @@ void laneOpSpan(LaneOp op, const float* fg, float* bg, int n);
 void laneOpSpanScalar(LaneOp op, const float* fg, float* bg, int n);
 
 }  // namespace cif::builtins
+
+namespace cif::builtins {
+
+// Blend modes whose B(Cb, Cs) needs straight colours, composited source-over:
+//   co = cs (1 - ab) + cb (1 - as) + as ab B(Cb, Cs),   ao = as + ab - as ab.
+enum class BlendOp {
+    // Separable: B works on each channel alone.
+    Overlay,
+    HardLight,
+    SoftLight,
+    ColorDodge,
+    ColorBurn,
+    LinearDodge,  // min(Cb + Cs, 1)
+    LinearBurn,   // max(Cb + Cs - 1, 0)
+    LinearLight,  // clamp(Cb + 2 Cs - 1)
+    PinLight,
+    VividLight,
+    Subtract,  // max(Cb - Cs, 0)
+    Divide,    // min(Cb / Cs, 1); a black foreground gives white unless Cb is black
+    // Non-separable: B works on the colour as a whole (luminance 0.3, 0.59, 0.11).
+    Hue,
+    Saturation,
+    Color,
+    Luminosity,
+};
+
+// Blends n foreground pixels into n background pixels in place.
+void blendSpan(BlendOp op, const float* fg, float* bg, int n);
+// The plain scalar twin, the reference for tests.
+void blendSpanScalar(BlendOp op, const float* fg, float* bg, int n);
+
+}  // namespace cif::builtins
