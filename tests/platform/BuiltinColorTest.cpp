@@ -390,4 +390,25 @@ TEST(BuiltinColorSpans, MatrixSpanAgreesWithItsScalarTwinAtEveryLength) {
         }
 }
 
+TEST(BuiltinColorSpans, GammaSpanStaysWithinAFewUlpOfPow) {
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> value(-0.2f, 1.2f), alpha(0.0f, 1.0f);
+    for (float power : {0.25f, 0.8f, 2.2f, 4.0f})
+        for (int n = 0; n <= 19; ++n) {
+            std::vector<float> a(size_t(n) * 4);
+            for (size_t i = 0; i < a.size(); i += 4) {
+                const float cover = rng() % 4 == 0 ? 0.0f : alpha(rng);
+                for (size_t c = 0; c < 3; ++c)
+                    a[i + c] = value(rng) * cover;
+                a[i + 3] = cover;
+            }
+            std::vector<float> b = a;
+            builtins::gammaSpan(a.data(), n, power);
+            builtins::gammaSpanScalar(b.data(), n, power);
+            for (size_t i = 0; i < a.size(); ++i)
+                ASSERT_NEAR(a[i], b[i], 1e-6 + 4e-6 * std::abs(b[i]))
+                    << "power " << power << ", length " << n << ", value " << i;
+        }
+}
+
 }  // namespace

@@ -318,17 +318,7 @@ class GammaNode final : public PointNode {
 public:
     GammaNode(engine::NodePtr input, float power) : PointNode(std::move(input)), m_power(power) {}
     void applySpan(float* px, int n, int, int, const RenderState&) const override {
-        for (int i = 0; i < n; ++i, px += 4) {
-            const float a = px[3];
-            if (!(a > 0.0f)) continue;
-            const float inv = 1.0f / a;
-            for (int c = 0; c < 3; ++c) {
-                const float s = px[c] * inv;
-                const float m = std::abs(s);
-                const float p = m > 0.0f ? std::pow(m, m_power) : 0.0f;
-                px[c] = (s < 0.0f ? -p : p) * a;
-            }
-        }
+        gammaSpan(px, n, m_power);
     }
     const char* kind() const override { return "gamma"; }
 
