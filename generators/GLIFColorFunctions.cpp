@@ -53,14 +53,6 @@ QColor colorFromHSB(float hue, float saturation, float brightness, float alpha) 
     return QColor::fromRgbF(float(r), float(g), float(b), float(clampUnit(alpha)));
 }
 
-int truncateToInt(double v) {
-    constexpr double limit = double(1 << 30);
-    if (!(v == v)) return 0;
-    if (v >= limit) return 1 << 30;
-    if (v <= -limit) return -(1 << 30);
-    return static_cast<int>(v);
-}
-
 float randomFraction() {
     return float(std::rand()) * 4.656613e-10f;
 }
@@ -68,42 +60,6 @@ float randomFraction() {
 QColor computeColor(double t, double min, double max) {
     const double hue = min + (max - min) * t;
     return colorFromHSB(float(hue), 1.0f, 1.0f);
-}
-
-void computeColorToMem(unsigned char* destination, double t, double min, double max) {
-    if (!destination) return;
-    const double hue = min + (max - min) * t;
-    const int sector = truncateToInt(hue * 6.0);
-    const int steps = truncateToInt(hue * 1530.0);
-    // The low byte of the step count, taken as two's complement for negative hues. The
-    // offsets below turn it into the position within the sector: each sector starts where
-    // the previous one ended, 255 steps of 6 making 1530.
-    const unsigned low = unsigned(steps) & 0xFFu;
-    const auto byte = [](unsigned v) { return static_cast<unsigned char>(v & 0xFFu); };
-    unsigned char r = 255, g = 0, b = byte(250u - low);
-    switch (sector) {
-        case 0:
-            r = 255, g = byte(low), b = 0;
-            break;
-        case 1:
-            r = byte(254u - low), g = 255, b = 0;
-            break;
-        case 2:
-            r = 0, g = 255, b = byte(low + 2u);
-            break;
-        case 3:
-            r = 0, g = byte(252u - low), b = 255;
-            break;
-        case 4:
-            r = byte(low + 4u), g = 0, b = 255;
-            break;
-        default:
-            break;
-    }
-    destination[0] = r;
-    destination[1] = g;
-    destination[2] = b;
-    destination[3] = 255;
 }
 
 QColor computeSchemeColor(double value, double key, int scheme) {

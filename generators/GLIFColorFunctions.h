@@ -18,7 +18,13 @@ QColor colorFromHSB(float hue, float saturation, float brightness, float alpha =
 
 // v truncated toward zero to an integer; NaN gives 0 and values beyond +-2^30 are clamped
 // there, so the result can take part in integer arithmetic without overflow.
-int truncateToInt(double v);
+inline int truncateToInt(double v) {
+    constexpr double limit = double(1 << 30);
+    if (!(v == v)) return 0;
+    if (v >= limit) return 1 << 30;
+    if (v <= -limit) return -(1 << 30);
+    return static_cast<int>(v);
+}
 
 // The next fraction of the process-wide rand() sequence, rand() x 4.656613e-10 in 32-bit
 // float (rand() / 2^31, so in [0, 1)). The sequence is never seeded here.
@@ -30,7 +36,42 @@ QColor computeColor(double t, double min, double max);
 // Writes the pure hue min + (max - min) x t as four bytes R, G, B, A (A = 255) at
 // destination, with the fast sector table: hue x 1530 gives the position within the six
 // sectors of 255 steps each. Nothing is written when destination is null.
-void computeColorToMem(unsigned char* destination, double t, double min, double max);
+// Inline: bitmap generators call it once per pixel.
+inline void computeColorToMem(unsigned char* destination, double t, double min, double max) {
+    if (!destination) return;
+    const double hue = min + (max - min) * t;
+    const int sector = truncateToInt(hue * 6.0);
+    const int steps = truncateToInt(hue * 1530.0);
+    // The low byte of the step count, taken as two's complement for negative hues. The
+    // offsets below turn it into the position within the sector: each sector starts where
+    // the previous one ended, 255 steps of 6 making 1530.
+    const unsigned low = unsigned(steps) & 0xFFu;
+    const auto byte = [](unsigned v) { return static_cast<unsigned char>(v & 0xFFu); };
+    unsigned char r = 255, g = 0, b = byte(250u - low);
+    switch (sector) {
+        case 0:
+            r = 255, g = byte(low), b = 0;
+            break;
+        case 1:
+            r = byte(254u - low), g = 255, b = 0;
+            break;
+        case 2:
+            r = 0, g = 255, b = byte(low + 2u);
+            break;
+        case 3:
+            r = 0, g = byte(252u - low), b = 255;
+            break;
+        case 4:
+            r = byte(low + 4u), g = 0, b = 255;
+            break;
+        default:
+            break;
+    }
+    destination[0] = r;
+    destination[1] = g;
+    destination[2] = b;
+    destination[3] = 255;
+}
 
 // The colour of the element at position value (0..1) under colour scheme scheme around the
 // key hue key: 0 key against its complement, 1 three hues, 2 four hues, 3 one hue in four

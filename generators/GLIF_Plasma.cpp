@@ -22,10 +22,16 @@ const QString kSmoothness = QStringLiteral("GLIFSmoothness");
 const QString kResolution = QStringLiteral("GLIFResolution");
 const QString kShapesType = QStringLiteral("GLIFShapesType");
 
-// The bitmap's rows run top-down in memory, as the platform's bitmaps do.
-unsigned char* pixelAt(RGBABitmap& bitmap, int x, int y) {
-    return bitmap.pixel(x, bitmap.height() - 1 - y);
-}
+// The bitmap's rows run top-down in memory, as the platform's bitmaps do:
+// row y of the field is memory row y.
+struct TopDownRows {
+    explicit TopDownRows(RGBABitmap& bitmap)
+        : first(bitmap.row(bitmap.height() - 1)),
+          stride(bitmap.height() > 1 ? bitmap.row(bitmap.height() - 2) - first : 0) {}
+    unsigned char* pixel(int x, int y) const { return first + std::ptrdiff_t(y) * stride + 4 * x; }
+    unsigned char* first;
+    std::ptrdiff_t stride;
+};
 
 }  // namespace
 
@@ -195,11 +201,12 @@ void GLIF_Plasma::writeBlock(RGBABitmap& bitmap, int x0, int x1, int y0, int y1,
     unsigned char colour[4];
     computeColorToMem(colour, value, _colorRangeMin, _colorRangeMax);
     double* field = GLIFPrefetchBuffer();
+    const TopDownRows rows(bitmap);
     x1 = std::min(x1, bitmap.width());
     y1 = std::min(y1, bitmap.height());
     for (int x = std::max(x0, 0); x < x1; ++x)
         for (int y = std::max(y0, 0); y < y1; ++y) {
-            std::copy(colour, colour + 4, pixelAt(bitmap, x, y));
+            std::copy(colour, colour + 4, rows.pixel(x, y));
             if (field) field[std::int64_t(x) * height + y] = value;
         }
 }
@@ -207,14 +214,17 @@ void GLIF_Plasma::writeBlock(RGBABitmap& bitmap, int x0, int x1, int y0, int y1,
 void GLIF_Plasma::recolour(RGBABitmap& bitmap, int width, int height) const {
     const double* field = const_cast<GLIF_Plasma*>(this)->GLIFPrefetchBuffer();
     if (!field || prefetchBufferCells() < std::int64_t(width) * height) return;
+    const TopDownRows rows(bitmap);
     for (int y0 = 0; y0 < height; y0 += kRecolourBlock)
         for (int x0 = 0; x0 < width; x0 += kRecolourBlock) {
             const int y1 = std::min(y0 + kRecolourBlock, height);
             const int x1 = std::min(x0 + kRecolourBlock, width);
-            for (int y = y0; y < y1; ++y)
-                for (int x = x0; x < x1; ++x)
-                    computeColorToMem(pixelAt(bitmap, x, y), field[std::int64_t(x) * height + y],
-                                      _colorRangeMin, _colorRangeMax);
+            for (int y = y0; y < y1; ++y) {
+                unsigned char* out = rows.pixel(x0, y);
+                const double* in = field + std::int64_t(x0) * height + y;
+                for (int x = x0; x < x1; ++x, out += 4, in += height)
+                    computeColorToMem(out, *in, _colorRangeMin, _colorRangeMax);
+            }
         }
 }
 
