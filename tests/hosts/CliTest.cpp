@@ -348,4 +348,55 @@ TEST_F(CliTest, ListPrintsTheCatalogThroughTheBundle) {
     EXPECT_TRUE(r.out.isEmpty());
 }
 
+TEST_F(CliTest, ApplyRunsCatalogEffectsAndReplacesOnlyTheSelection) {
+    Result r = runCifx({QStringLiteral("apply"), QStringLiteral("CIColorInvert"), path("in.png"),
+                        path("all.png")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QImage all = outputImage("all.png");
+    const QImage in = QImage(path("in.png")).convertToFormat(QImage::Format_RGBA8888);
+    EXPECT_EQ(all.pixelColor(0, 0),
+              QColor(255 - in.pixelColor(0, 0).red(), 255 - in.pixelColor(0, 0).green(),
+                     255 - in.pixelColor(0, 0).blue()));
+    // The bottom-left 2 x 2 pixels (rows 2 and 3 of a 4-pixel-high picture).
+    r = runCifx({QStringLiteral("apply"), QStringLiteral("CIColorInvert"), path("in.png"),
+                 path("part.png"), QStringLiteral("--selection"), QStringLiteral("0,0,2,2")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QImage part = outputImage("part.png");
+    EXPECT_EQ(part.pixelColor(0, 3), all.pixelColor(0, 3));
+    EXPECT_EQ(part.pixelColor(3, 3), in.pixelColor(3, 3));
+    EXPECT_EQ(part.pixelColor(0, 0), in.pixelColor(0, 0));
+
+    EXPECT_EQ(runCifx({QStringLiteral("apply"), QStringLiteral("CINoSuchEffect"), path("in.png"),
+                       path("x.png")})
+                  .exitCode,
+              2);
+    EXPECT_EQ(runCifx({QStringLiteral("apply"), QStringLiteral("CIColorInvert"),
+                       path("missing.png"), path("x.png")})
+                  .exitCode,
+              3);
+    EXPECT_EQ(runCifx({QStringLiteral("apply"), QStringLiteral("CIFSobel"), path("in.png"),
+                       path("x.png"), QStringLiteral("--set"), QStringLiteral("inputIntensity=x")})
+                  .exitCode,
+              2);
+    EXPECT_FALSE(QFile::exists(path("x.png")));
+}
+
+TEST_F(CliTest, GenerateIsRepeatableForASeed) {
+    const QStringList plasma{QStringLiteral("generate"), QStringLiteral("GLIF_Plasma"),
+                             QStringLiteral("64x40")};
+    ASSERT_EQ(runCifx(plasma + QStringList{path("a.png"), "--seed", "4"}).exitCode, 0);
+    ASSERT_EQ(runCifx(plasma + QStringList{path("b.png"), "--seed", "4"}).exitCode, 0);
+    ASSERT_EQ(runCifx(plasma + QStringList{path("c.png"), "--seed", "5"}).exitCode, 0);
+    EXPECT_EQ(outputImage("a.png"), outputImage("b.png"));
+    EXPECT_NE(outputImage("a.png"), outputImage("c.png"));
+    EXPECT_EQ(outputImage("a.png").size(), QSize(64, 40));
+    EXPECT_EQ(runCifx({QStringLiteral("generate"), QStringLiteral("GLIF_Nothing"),
+                       QStringLiteral("8x8"), path("d.png")})
+                  .exitCode,
+              2);
+    EXPECT_EQ(runCifx(plasma.mid(0, 2) + QStringList{"0x8", path("d.png")}).exitCode, 2);
+    EXPECT_EQ(runCifx(plasma + QStringList{path("d.png"), "--set", "GLIFResolution=2.5"}).exitCode,
+              2);
+}
+
 }  // namespace
