@@ -24,18 +24,21 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
     const int lanes = int(hn::Lanes(df));
-    const auto k255 = hn::Set(df, 255.0f), k1292 = hn::Set(df, 12.92f), one = hn::Set(df, 1.0f);
+    const auto k255 = hn::Set(df, 255.0f), one = hn::Set(df, 1.0f);
+    const auto kInv255 = hn::Set(df, kInv255f), kInvLinear = hn::Set(df, kInvLinearScale);
     const auto linearMax = hn::Set(di, kOpaqueDecodeLinearMax + 1);
     const auto opaqueByte = hn::Set(di, 255);
     // Opaque codes: the curve computed, not looked up (gathers are slow).
     auto curve = [&](auto code) {
-        const auto t = hn::Div(hn::ConvertTo(df, code), k255);
+        const auto c = hn::ConvertTo(df, code);
+        const auto t = hn::Mul(c, kInv255);
         auto p = hn::Set(df, kOpaqueDecodePoly[0]);
         for (int k = 1; k < 8; ++k)
             p = hn::Add(hn::Mul(p, t), hn::Set(df, kOpaqueDecodePoly[k]));
         p = hn::IfThenElse(hn::RebindMask(df, hn::Eq(code, opaqueByte)), one,
                            p);  // white stays exactly 1
-        return hn::IfThenElse(hn::RebindMask(df, hn::Lt(code, linearMax)), hn::Div(t, k1292), p);
+        return hn::IfThenElse(hn::RebindMask(df, hn::Lt(code, linearMax)), hn::Mul(c, kInvLinear),
+                              p);
     };
     int done = 0;
     for (; done + lanes <= n; done += lanes) {

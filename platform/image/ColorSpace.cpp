@@ -25,8 +25,8 @@ namespace {
 
 // The curve for opaque codes, evaluated exactly as the vector decoder does.
 float opaqueCurve(int code) {
-    const float t = float(code) / 255.0f;
-    if (code <= kOpaqueDecodeLinearMax) return t / 12.92f;
+    const float t = float(code) * kInv255f;
+    if (code <= kOpaqueDecodeLinearMax) return float(code) * kInvLinearScale;
     if (code == 255) return 1.0f;  // white stays exactly 1
     float p = kOpaqueDecodePoly[0];
     for (int k = 1; k < 8; ++k)
