@@ -422,6 +422,28 @@ TEST(KernelCompilerTest, LoopAndWorkLimits) {
     EXPECT_NE(errorOf(many(6)).find("operations in all"), std::string::npos);
 }
 
+// Values that are all alive at once need their own registers: n vec4 locals
+// summed only after the last one is made need n registers at least (a
+// splat shares one register for its four components). The source size
+// limit keeps real kernels far under the register limit; the evaluator's
+// own bound is checked in the runtime test.
+TEST(KernelCompilerTest, LiveValuesGetTheirOwnRegisters) {
+    auto liveLocals = [](int n) {
+        std::string s = "kernel vec4 k(float p) {";
+        for (int i = 0; i < n; ++i)
+            s += "vec4 a" + std::to_string(i) + " = vec4(p * " + std::to_string(i) + ".);";
+        s += "vec4 s = a0;";
+        for (int i = 1; i < n; ++i)
+            s += "s += a" + std::to_string(i) + ";";
+        return s + "return s; }";
+    };
+    const auto programs = compileOk(liveLocals(1000));
+    ASSERT_EQ(programs.size(), 1u);
+    EXPECT_GE(programs[0].registerCount, 1000);
+    // Sum of p * i for i < 1000 with p = 1.
+    EXPECT_PIXEL(runPixel(programs[0], 0, 0, {{"p", {1.0f}}}), 499500, 499500, 499500, 499500);
+}
+
 // ---- meaning of the language, through the reference interpreter ----
 
 TEST(KernelCompilerTest, ExpressionsConstructorsAndSwizzles) {

@@ -246,6 +246,16 @@ TEST(KernelEvaluator, ValidationRefusesOutOfRangeRegisters) {
     EXPECT_FALSE(validateProgram(p, &why));
     p.code[0].sampler = 0;
     EXPECT_TRUE(validateProgram(p, &why)) << why;
+
+    // The register file is bounded: at the limit a program runs and uses
+    // its last register; one more is refused before anything is allocated.
+    Program wide = oneSamplerProgram(kMaxRegisters, {ins(Op::Add, kMaxRegisters - 1, 0, 0)}, 0);
+    for (auto& r : wide.result)
+        r = kMaxRegisters - 1;
+    EXPECT_TRUE(validateProgram(wide, &why)) << why;
+    wide.registerCount = kMaxRegisters + 1;
+    EXPECT_FALSE(validateProgram(wide, &why));
+    EXPECT_EQ(why, "register count out of range");
 }
 
 // ---------------------------------------------------------------- applied kernels
