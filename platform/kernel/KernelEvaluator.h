@@ -129,6 +129,25 @@ inline void sampleLane(const engine::PixelBuffer* image, float x, float y, float
     if (!engine::floorToInt(double(sx), ix) || !engine::floorToInt(double(sy), iy)) return;
     if (ix < r.x - 1 || ix >= r.right() || iy < r.y - 1 || iy >= r.top()) return;
     const float tx = sx - float(ix), ty = sy - float(iy);
+    // All four taps inside the buffer (the common case): the same arithmetic
+    // as below, in the same order, without the per-tap bounds checks.
+    if (ix >= r.x && ix + 1 < r.right() && iy >= r.y && iy + 1 < r.top()) {
+        const float* p0 = image->at(ix, iy);
+        const float* p1 = image->at(ix, iy + 1);
+        float row0[4], row1[4];
+        for (int c = 0; c < 4; ++c)
+            row0[c] = tx == 0.0f ? p0[c] * 1.0f : p0[c] * (1.0f - tx) + p0[c + 4] * tx;
+        if (ty == 0.0f) {
+            for (int c = 0; c < 4; ++c)
+                out[c] = row0[c];
+            return;
+        }
+        for (int c = 0; c < 4; ++c)
+            row1[c] = tx == 0.0f ? p1[c] * 1.0f : p1[c] * (1.0f - tx) + p1[c + 4] * tx;
+        for (int c = 0; c < 4; ++c)
+            out[c] = row0[c] * (1.0f - ty) + row1[c] * ty;
+        return;
+    }
     auto tap = [&](int px, int py, float* acc, float w, bool first) {
         const bool inside = px >= r.x && px < r.right() && py >= r.y && py < r.top();
         const float* p = inside ? image->at(px, py) : nullptr;
