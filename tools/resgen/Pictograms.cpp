@@ -88,7 +88,7 @@ QImage hueRamp() {
     constexpr int kWidth = 256, kHeight = 16;
     QImage image(kWidth, kHeight, QImage::Format_RGB32);
     for (int x = 0; x < kWidth; ++x) {
-        const QRgb c = QColor::fromHsvF(float(x) / float(kWidth - 1) * 0.9999f, 1, 1).rgb();
+        const QRgb c = QColor::fromHsvF(float(x) / float(kWidth), 1, 1).rgb();
         for (int y = 0; y < kHeight; ++y)
             image.setPixel(x, y, c);
     }
@@ -245,14 +245,14 @@ NamedImages marks() {
         }));
     out.emplace_back(QStringLiteral("small_color_pricel"), smallPicture([&](QPainter& p) {
                          // A sight over a colour dot: picks a colour at a point.
-                         QConicalGradient wheel(QPointF(8, 8), 0);
+                         QConicalGradient wheel(QPointF(7.5, 7.5), 0);
                          for (int i = 0; i <= 6; ++i)
                              wheel.setColorAt(i / 6.0, QColor::fromHsv((i * 60) % 360, 220, 240));
                          p.setPen(Qt::NoPen);
                          p.setBrush(wheel);
-                         p.drawEllipse(QPointF(8, 8), 5, 5);
+                         p.drawEllipse(QPointF(7.5, 7.5), 5, 5);
                          p.setBrush(ink);
-                         p.drawPath(crosshair(8, 8, 7.5));
+                         p.drawPath(crosshair(7.5, 7.5, 7.5));
                      }));
     out.emplace_back(QStringLiteral("small_crop"), smallPicture([&](QPainter& p) {
                          // Two crop corners.
@@ -262,25 +262,25 @@ NamedImages marks() {
                      }));
     out.emplace_back(QStringLiteral("small_koleso"), smallPicture([&](QPainter& p) {
                          // A colour wheel.
-                         QConicalGradient wheel(QPointF(8, 8), 90);
+                         QConicalGradient wheel(QPointF(7.5, 7.5), 90);
                          for (int i = 0; i <= 12; ++i)
                              wheel.setColorAt(i / 12.0, QColor::fromHsv((i * 30) % 360, 255, 255));
                          p.setPen(QPen(ink, 1));
                          p.setBrush(wheel);
-                         p.drawEllipse(QPointF(8, 8), 7, 7);
+                         p.drawEllipse(QPointF(7.5, 7.5), 7, 7);
                          p.setBrush(Qt::white);
-                         p.drawEllipse(QPointF(8, 8), 2.2, 2.2);
+                         p.drawEllipse(QPointF(7.5, 7.5), 2.2, 2.2);
                      }));
     out.emplace_back(QStringLiteral("small_pricel"), smallPicture([&](QPainter& p) {
                          // A sight: ring and cross hairs.
                          p.setPen(QPen(ink, 1.3));
                          p.setBrush(Qt::NoBrush);
-                         p.drawEllipse(QPointF(8, 8), 5, 5);
+                         p.drawEllipse(QPointF(7.5, 7.5), 5, 5);
                          p.setPen(Qt::NoPen);
                          p.setBrush(ink);
-                         p.drawPath(crosshair(8, 8, 7.5));
+                         p.drawPath(crosshair(7.5, 7.5, 7.5));
                          p.setBrush(QColor(220, 40, 40));
-                         p.drawEllipse(QPointF(8, 8), 1.2, 1.2);
+                         p.drawEllipse(QPointF(7.5, 7.5), 1.2, 1.2);
                      }));
     return out;
 }
