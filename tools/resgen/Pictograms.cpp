@@ -60,17 +60,29 @@ QPainterPath doubleArrow(double angle) {
     return t.map(path);
 }
 
-// A mitten-like hand: palm with four fingers up, open or curled.
-QPainterPath hand(bool open) {
-    QPainterPath path;
-    path.addRoundedRect(QRectF(3, 6.5, 10, 8), 3, 3);
-    for (int i = 0; i < 4; ++i) {
-        const double x = 3.2 + i * 2.4;
-        const double top = open ? (i == 0 || i == 3 ? 2.5 : 1) : 5;
-        path.addRoundedRect(QRectF(x, top, 2.2, 8 - top), 1.1, 1.1);
-    }
-    if (open) path.addRoundedRect(QRectF(0.5, 7, 4, 2.2), 1.1, 1.1);
-    return path.simplified();
+// A hand in the classic cursor style: white with a black outline, four
+// fingers up (open, with the thumb out) or curled into a fist.
+QImage handPicture(bool open) {
+    return smallPicture([open](QPainter& p) {
+        QPainterPath path;
+        path.addRoundedRect(QRectF(3.5, 7.5, 9, 7), 2.5, 2.5);
+        for (int i = 0; i < 4; ++i) {
+            const double x = 3.5 + i * 2.25;
+            const double top = open ? (i == 0 || i == 3 ? 3.5 : 1.5) : 5.5;
+            path.addRoundedRect(QRectF(x, top, 2.25, 9 - top), 1.1, 1.1);
+        }
+        if (open) path.addRoundedRect(QRectF(0.5, 8, 4, 2.5), 1.2, 1.2);
+        path = path.simplified();
+        p.setPen(QPen(Qt::black, 1));
+        p.setBrush(Qt::white);
+        p.drawPath(path);
+        // Lines between the fingers.
+        p.setPen(QPen(Qt::black, 0.8));
+        for (int i = 1; i < 4; ++i) {
+            const double x = 3.5 + i * 2.25;
+            p.drawLine(QPointF(x, open ? 4 : 6), QPointF(x, open ? 8 : 8));
+        }
+    });
 }
 
 QPainterPath crosshair(double cx, double cy, double r) {
@@ -189,8 +201,8 @@ NamedImages cursors() {
         box.addPath(frame.subtracted(inner));
         out.emplace_back(QStringLiteral("boxCursor"), cursorPicture(box));
     }
-    out.emplace_back(QStringLiteral("closedhandCursor"), cursorPicture(hand(false)));
-    out.emplace_back(QStringLiteral("openhandCursor"), cursorPicture(hand(true)));
+    out.emplace_back(QStringLiteral("closedhandCursor"), handPicture(false));
+    out.emplace_back(QStringLiteral("openhandCursor"), handPicture(true));
     {
         // A splitter: two bars with arrows pointing apart.
         QPainterPath sep;
