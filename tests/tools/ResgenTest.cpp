@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <cmath>
@@ -18,6 +19,7 @@
 #include "platform/image/CIFilter.h"
 #include "tools/resgen/IconPainter.h"
 #include "tools/resgen/Library.h"
+#include "tools/resgen/Noise.h"
 
 // Lets test messages name files.
 std::ostream& operator<<(std::ostream& os, const QString& s) {
@@ -187,6 +189,36 @@ TEST_F(ResgenTest, GlassTexturesTileWithoutSeams) {
     }
 }
 
+TEST_F(ResgenTest, BrushesAreCentredAndGradientsRunLeftToRight) {
+    // Dabs are stamped about their centre, so their ink must balance there.
+    const QDir brushes(shared(QStringLiteral("Brushes")));
+    for (const QString& file : brushes.entryList(QDir::Files)) {
+        const QImage image =
+            decodePicture(brushes.filePath(file)).convertToFormat(QImage::Format_ARGB32);
+        double total = 0, sx = 0, sy = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x) {
+                const double a = qAlpha(image.pixel(x, y));
+                total += a;
+                sx += a * (x + 0.5);
+                sy += a * (y + 0.5);
+            }
+        ASSERT_GT(total, 0) << file;
+        EXPECT_NEAR(sx / total, image.width() / 2.0, image.width() * 0.06) << file;
+        EXPECT_NEAR(sy / total, image.height() / 2.0, image.height() * 0.06) << file;
+    }
+    // A gradient is read along a row: every row is the same ramp.
+    for (const QString& file : filesBelow(shared(QStringLiteral("Gradients")))) {
+        const QImage image =
+            decodePicture(QDir(shared(QStringLiteral("Gradients"))).filePath(file));
+        EXPECT_GE(image.width(), 4 * image.height()) << file;
+        for (int y = 1; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); x += 5)
+                ASSERT_EQ(image.pixel(x, y), image.pixel(x, 0)) << file << " at " << x << ", " << y;
+        EXPECT_NE(image.pixel(0, 0), image.pixel(image.width() - 1, 0)) << file;
+    }
+}
+
 TEST_F(ResgenTest, ShadingMaterialsAreSpheresOnBlack) {
     const QDir dir(shared(QStringLiteral("Textures/Shading Materials")));
     for (const QString& file : dir.entryList(QDir::Files)) {
@@ -273,6 +305,42 @@ TEST_F(ResgenTest, EveryCatalogIconIsWritten) {
         EXPECT_EQ(decodePicture(dirs[0]->filePath("icons/" + icon)).size(),
                   QSize(cif::resgen::kIconSize, cif::resgen::kIconSize))
             << icon;
+}
+
+TEST(Resgen, StrayFilesLeaveOnlyTheOwnedFolder) {
+    const QTemporaryDir dir;
+    const QImage dot(2, 2, QImage::Format_RGB32);
+    const std::vector<cif::resgen::GeneratedPicture> pictures{
+        {QStringLiteral("lib/keep.png"), dot}};
+    ASSERT_TRUE(cif::resgen::writePictures(dir.path(), pictures, nullptr));
+    for (const char* name : {"lib/old.png", "lib/deep/old.png", "lib/.stamp", "other/mine.png"}) {
+        ASSERT_TRUE(QDir().mkpath(QFileInfo(dir.filePath(name)).path()));
+        QFile file(dir.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    }
+    ASSERT_TRUE(
+        cif::resgen::removeStrayFiles(dir.path(), QStringLiteral("lib"), pictures, nullptr));
+    EXPECT_TRUE(QFile::exists(dir.filePath("lib/keep.png")));
+    EXPECT_FALSE(QFile::exists(dir.filePath("lib/old.png")));
+    EXPECT_FALSE(QFile::exists(dir.filePath("lib/deep/old.png")));
+    EXPECT_TRUE(QFile::exists(dir.filePath("lib/.stamp")));
+    EXPECT_TRUE(QFile::exists(dir.filePath("other/mine.png")));
+}
+
+TEST(Resgen, NoiseRepeatsAtItsPeriod) {
+    using namespace cif::resgen;
+    for (const double x : {0.25, 3.7, 6.01})
+        for (const double y : {0.5, 2.2}) {
+            EXPECT_NEAR(valueNoise(x, y, 7, 3), valueNoise(x + 7, y, 7, 3), 1e-9);
+            EXPECT_NEAR(valueNoise(x, y, 7, 3), valueNoise(x, y - 7, 7, 3), 1e-9);
+            EXPECT_NEAR(cellDistance(x, y, 5, 9), cellDistance(x + 5, y + 5, 5, 9), 1e-9);
+            const double f = fbm(x / 8, y / 8, 4, 4, 1);
+            EXPECT_NEAR(f, fbm(x / 8 + 1, y / 8, 4, 4, 1), 1e-9);
+            EXPECT_GE(f, 0);
+            EXPECT_LE(f, 1);
+        }
+    // Different seeds give different fields.
+    EXPECT_NE(valueNoise(1.5, 1.5, 7, 3), valueNoise(1.5, 1.5, 7, 4));
 }
 
 TEST(FilterIcon, ShowsTheFilterOrFallsBackToTheSymbol) {
