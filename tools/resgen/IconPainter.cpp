@@ -177,7 +177,7 @@ FilterIconPainter::FilterIconPainter() {
     m_inputs.insert(QStringLiteral("inputGradientImage"),
                     CIImage::imageWithQImage(
                         findImage(gradients(), QStringLiteral("Rainbow.png")).scaled(256, 1)));
-    m_backdrop = scaled(findImage(backgrounds(), QStringLiteral("Checker.png")));
+    m_backdrop = scaled(findImage(backgrounds(), QStringLiteral("Wood.png")));
 }
 
 QImage FilterIconPainter::filterIcon(const QString& filterName) {
@@ -195,6 +195,10 @@ QImage FilterIconPainter::filterIcon(const QString& filterName) {
                 key == kCIInputImageKey ? m_sample : m_inputs.value(key, m_backdrop);
             filter->setValueForKey(QVariant::fromValue(image), key);
         }
+        // A transition at its default time 0 only shows its first picture;
+        // half way it shows both and how it passes from one to the other.
+        if (filter->inputKeys().contains(QStringLiteral("inputTime")))
+            filter->setValueForKey(0.5, QStringLiteral("inputTime"));
         const CIImage output = filter->outputImage();
         if (output.isNull()) return {};
         // Show the sample's square, or a little more when the filter moves

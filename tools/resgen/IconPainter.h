@@ -33,7 +33,8 @@ class FilterIconPainter {
 public:
     FilterIconPainter();
 
-    // The sample after the filter, rendered and framed as an icon; null when
+    // The sample after the filter with its defaults (transitions half way),
+    // rendered and framed as an icon; null when
     // the name is not a registered filter or its output is missing or blank.
     QImage filterIcon(const QString& filterName);
     // filterIcon, or the symbol for iconName when that is null.
