@@ -300,7 +300,7 @@ double dot(const std::array<double, 3>& a, const std::array<double, 3>& b) {
 Rgb environment(const std::array<double, 3>& r) {
     const double up = r[1];
     Rgb sky = mix(Rgb{0.78, 0.84, 0.92}, Rgb{0.35, 0.48, 0.72}, smoothStep(0.0, 0.9, up));
-    const Rgb floor = mix(Rgb{0.32, 0.28, 0.25}, Rgb{0.07, 0.07, 0.08}, smoothStep(0, -0.7, up));
+    const Rgb floor = mix(Rgb{0.5, 0.45, 0.4}, Rgb{0.16, 0.15, 0.15}, smoothStep(0, -0.8, up));
     Rgb c = up > 0 ? sky : floor;
     c = mix(c, Rgb{0.95, 0.95, 0.95}, std::exp(-up * up * 900) * 0.6);  // bright horizon line
     const double window = dot(r, kLight);
