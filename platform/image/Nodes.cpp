@@ -294,9 +294,14 @@ void SourceOverNode::combineSpan(const float* fg, float* bg, int n) const {
     sourceOverSpan(fg, bg, n);
 }
 
+// Colours add without a ceiling (the working space is extended range); the
+// coverage of two opaque pixels is still full, not double, so the sum stays
+// a valid picture that can be composited further.
 void AdditionNode::combineSpan(const float* fg, float* bg, int n) const {
     for (int i = 0; i < 4 * n; ++i)
         bg[i] += fg[i];
+    for (int i = 3; i < 4 * n; i += 4)
+        bg[i] = std::min(bg[i], 1.0f);
 }
 
 }  // namespace cif::engine

@@ -163,16 +163,23 @@ TEST_F(PipelineTest, PreviewAndResultAgreeForEveryCatalogEffect) {
                                      .convertToFormat(QImage::Format_RGBA8888);
                 ASSERT_EQ(a.size(), p.size()) << id.toStdString();
                 int worst = 0;
+                QString where;
                 for (int y = 0; y < 32; ++y)
                     for (int x = 0; x < 48; ++x) {
                         const QColor ca = a.pixelColor(x, y);
                         if (ca.alpha() != 255) continue;
                         const QColor cp = p.pixelColor(x, y);
-                        worst = std::max({worst, std::abs(ca.red() - cp.red()),
-                                          std::abs(ca.green() - cp.green()),
-                                          std::abs(ca.blue() - cp.blue())});
+                        const int d = std::max({std::abs(ca.red() - cp.red()),
+                                                std::abs(ca.green() - cp.green()),
+                                                std::abs(ca.blue() - cp.blue())});
+                        if (d > worst)
+                            where = QStringLiteral("(%1, %2): %3 against %4")
+                                        .arg(x)
+                                        .arg(y)
+                                        .arg(ca.name(), cp.name(QColor::HexArgb));
+                        worst = std::max(worst, d);
                     }
-                EXPECT_LE(worst, 1) << id.toStdString();
+                EXPECT_LE(worst, 1) << id.toStdString() << " at " << where.toStdString();
                 ++compared;
             }
         }

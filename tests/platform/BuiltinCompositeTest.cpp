@@ -193,9 +193,11 @@ std::array<double, 4> expected(const std::string& name, const Straight& s, const
         porterDuff(1 - b.a, 0);
     else if (name == "CISourceAtopCompositing")
         porterDuff(b.a, 1 - s.a);
-    else if (name == "CIAdditionCompositing")
+    else if (name == "CIAdditionCompositing") {
+        // Colours add; coverage stops at full.
         perChannel([](double x, double y) { return x + y; });
-    else if (name == "CIMaximumCompositing")
+        out[3] = std::min(out[3], 1.0);
+    } else if (name == "CIMaximumCompositing")
         perChannel([](double x, double y) { return std::max(x, y); });
     else if (name == "CIMinimumCompositing")
         perChannel([](double x, double y) { return std::min(x, y); });
