@@ -314,6 +314,41 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             cells << cell;
         }
     }
+
+    // The generators this build has, at the sample's size with their
+    // published defaults and a fixed seed.
+    main->CIFSetEffectsSet(1);
+    for (const QVariant& c : main->CIFAllFilterDescriptors())
+        for (const QVariant& e : c.toMap().value(QStringLiteral("CIFFilterList")).toList()) {
+            const QVariantMap d = e.toMap();
+            const QString id = d.value(QStringLiteral("CIFFilterIdentifier")).toString();
+            takeLastWarning();
+            const QVariantMap descriptions = main->CIFQueryAttributesForFilter(id);
+            takeLastWarning();
+            if (descriptions.isEmpty()) continue;  // not in this build
+            QVariantMap parameters;
+            for (auto it = descriptions.cbegin(); it != descriptions.cend(); ++it)
+                parameters.insert(it.key(),
+                                  it.value().toMap().value(QStringLiteral("GLIFDefValue")));
+            main->seedRandom(1);
+            const cif::HostImage out =
+                main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
+            Cell cell;
+            cell.name = id;
+            cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
+            cell.caption = QCoreApplication::translate("cifx", "generator, seed 1");
+            const QString file = QStringLiteral("generator-%1.png").arg(id);
+            if (out.isNull())
+                cell.error = QCoreApplication::translate("cifx", "no image was produced");
+            else if (!out.savePNG(dir.filePath(file), &error))
+                cell.error = error;
+            else {
+                cell.file = file;
+                cell.size = QSize(out.pixelsWide(), out.pixelsHigh());
+            }
+            if (!cell.error.isEmpty()) ++failures;
+            cells << cell;
+        }
 }
 
 }  // namespace
