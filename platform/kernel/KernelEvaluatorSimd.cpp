@@ -88,6 +88,70 @@ HWY_INLINE void Ternary(float* d, const float* a, const float* b, const float* c
         hn::Store(f(hn::Load(df, a + i), hn::Load(df, b + i), hn::Load(df, c + i)), df, d + i);
 }
 
+// Bilinear samples at arbitrary positions. Vectors whose four taps all lie
+// inside the buffer gather them and blend with the same operations, in the
+// same order, as sampleLane (so the bits are the same); any other vector is
+// sampled lane by lane. Channels the program does not read are left zero.
+HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs, const float* ys,
+                               float* d0, float* d1, float* d2, float* d3, int mask) {
+    const DF df;
+    const hn::RebindToSigned<DF> di;
+    const size_t lanes = hn::Lanes(df);
+    float* out[4] = {d0, d1, d2, d3};
+    const engine::IRect r = image ? image->rect() : engine::IRect();
+    const bool vectorOk = image && r.w >= 2 && r.h >= 2;
+    const float* base = vectorOk ? image->at(r.x, r.y) : nullptr;
+    const int stride = vectorOk ? int(image->at(r.x, r.y + 1) - base) : 0;
+    const VF half = hn::Set(df, 0.5f), one = hn::Set(df, 1.0f), zero = hn::Zero(df);
+    const VF minX = hn::Set(df, float(r.x)), maxX = hn::Set(df, float(r.right() - 2));
+    const VF minY = hn::Set(df, float(r.y)), maxY = hn::Set(df, float(r.top() - 2));
+    for (size_t i = 0; i < size_t(kSpan); i += lanes) {
+        const VF sx = hn::Sub(hn::Load(df, xs + i), half);
+        const VF sy = hn::Sub(hn::Load(df, ys + i), half);
+        const VF fx = hn::Floor(sx), fy = hn::Floor(sy);
+        // NaN fails every comparison, so it takes the lane-by-lane path.
+        const bool inside =
+            vectorOk && hn::AllTrue(df, hn::And(hn::And(hn::Ge(fx, minX), hn::Le(fx, maxX)),
+                                                hn::And(hn::Ge(fy, minY), hn::Le(fy, maxY))));
+        if (!inside) {
+            for (size_t k = i; k < i + lanes; ++k) {
+                float px[4];
+                detail::sampleLane(image, xs[k], ys[k], px);
+                d0[k] = px[0];
+                d1[k] = px[1];
+                d2[k] = px[2];
+                d3[k] = px[3];
+            }
+            continue;
+        }
+        const VF tx = hn::Sub(sx, fx), ty = hn::Sub(sy, fy);
+        const auto txZero = hn::Eq(tx, zero), tyZero = hn::Eq(ty, zero);
+        const VF wx0 = hn::Sub(one, tx), wy0 = hn::Sub(one, ty);
+        const auto offset =
+            hn::Add(hn::Mul(hn::ConvertTo(di, hn::Sub(fy, minY)), hn::Set(di, stride)),
+                    hn::ShiftLeft<2>(hn::ConvertTo(di, hn::Sub(fx, minX))));
+        const auto below = hn::Add(offset, hn::Set(di, stride));
+        const auto four = hn::Set(di, 4);
+        for (int c = 0; c < 4; ++c) {
+            if (!(mask & (1 << c))) {
+                hn::Store(zero, df, out[c] + i);
+                continue;
+            }
+            const float* channel = base + c;
+            const VF p00 = hn::GatherIndex(df, channel, offset);
+            const VF p10 = hn::GatherIndex(df, channel, hn::Add(offset, four));
+            const VF p01 = hn::GatherIndex(df, channel, below);
+            const VF p11 = hn::GatherIndex(df, channel, hn::Add(below, four));
+            const VF row0 = hn::IfThenElse(txZero, hn::Mul(p00, one),
+                                           hn::Add(hn::Mul(p00, wx0), hn::Mul(p10, tx)));
+            const VF row1 = hn::IfThenElse(txZero, hn::Mul(p01, one),
+                                           hn::Add(hn::Mul(p01, wx0), hn::Mul(p11, tx)));
+            hn::Store(hn::IfThenElse(tyZero, row0, hn::Add(hn::Mul(row0, wy0), hn::Mul(row1, ty))),
+                      df, out[c] + i);
+        }
+    }
+}
+
 // Sample for a whole chunk. When the positions are consecutive pixel centres
 // of one row (the common case: samplerCoord plus a whole-pixel offset under
 // an identity transform), the result is a de-interleaved copy of a run of the
@@ -121,14 +185,7 @@ HWY_INLINE void SampleChunk(const engine::PixelBuffer* image, const float* xs, c
               ix >= -engine::kPixelLimit;
     }
     if (!run) {
-        for (size_t i = 0; i < size_t(kSpan); ++i) {
-            float px[4];
-            detail::sampleLane(image, xs[i], ys[i], px);
-            d0[i] = px[0];
-            d1[i] = px[1];
-            d2[i] = px[2];
-            d3[i] = px[3];
-        }
+        SampleBilinear(image, xs, ys, d0, d1, d2, d3, mask);
         return;
     }
     // Positions are no longer read from here on, so the destination may
