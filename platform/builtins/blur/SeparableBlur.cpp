@@ -1,0 +1,96 @@
+#include "platform/builtins/blur/SeparableBlur.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace cif::builtins::blur {
+
+using engine::IRect;
+using engine::PixelBuffer;
+using engine::PooledBuffer;
+using engine::Rect;
+
+namespace {
+
+constexpr int kPixelAlign = kBlockAlign / 4;
+
+int padPixels(int w) {
+    return (w + kPixelAlign - 1) / kPixelAlign * kPixelAlign;
+}
+
+// Input columns are rendered in strips of at most this many pixels, so the
+// first pass's buffer stays bounded whatever the reach.
+constexpr int64_t kStripPixels = int64_t(1) << 20;
+
+}  // namespace
+
+Rect grownExtent(const Rect& extent, double rx, double ry) {
+    if (extent.isInfinite() || extent.isEmpty()) return extent;
+    return extent.inset(-rx, -ry);
+}
+
+SeparableBlurNode::SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
+                                     std::shared_ptr<const BlurFinish> finish)
+    : Node({input}, finish ? input->extent()
+                           : grownExtent(input->extent(), horizontal.reach, vertical.reach)),
+      m_x(std::move(horizontal)),
+      m_y(std::move(vertical)),
+      m_finish(std::move(finish)) {}
+
+Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
+    return output.inset(-m_x.reach, -m_y.reach);
+}
+
+// Vertical pass over the input's region of interest (in column strips), a
+// transpose, the horizontal pass run down the transposed rows, and a
+// transpose back into the destination.
+void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) const {
+    const IRect area = dst.rect().intersected(engine::coveringPixels(extent()));
+    if (area.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    const int rx = m_x.reach, ry = m_y.reach;
+    const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
+    const int padW = padPixels(roi.w), padH = padPixels(area.h);
+    const size_t strideB = size_t(padW) * 4, strideC = size_t(padH) * 4;
+
+    PooledBuffer vert(IRect{0, 0, padW, area.h});
+    std::unique_ptr<PooledBuffer> original;
+    if (m_finish) original = std::make_unique<PooledBuffer>(area);
+    const int strip =
+        std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, padW);
+    for (int sx = 0; sx < padW; sx += strip) {
+        const int sw = std::min(strip, padW - sx);
+        PooledBuffer in(IRect{roi.x + sx, roi.y, sw, roi.h});
+        engine::renderNode(*inputs().front(), *in, state);
+        if (state.cancelled()) return;
+        runPass(m_y, in->data(), size_t(sw) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
+                sw * 4);
+        if (original) {
+            // The input's own pixels under the output area, for the finish.
+            const int x0 = std::max(area.x, roi.x + sx),
+                      x1 = std::min(area.right(), roi.x + sx + sw);
+            for (int y = area.y; y < area.top() && x0 < x1; ++y)
+                std::memcpy((*original)->at(x0, y), in->at(x0, y),
+                            size_t(x1 - x0) * 4 * sizeof(float));
+        }
+    }
+
+    PooledBuffer trans(IRect{0, 0, padH, roi.w});
+    transposePixels(vert->data(), strideB, trans->data(), strideC, area.h, roi.w);
+    if (padH > area.h)
+        for (int r = 0; r < roi.w; ++r)
+            std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
+                        size_t(padH - area.h) * 4, 0.0f);
+    PooledBuffer horiz(IRect{0, 0, padH, area.w});
+    runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
+    transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4, area.w,
+                    area.h);
+    if (m_finish)
+        for (int y = area.y; y < area.top(); ++y)
+            m_finish->apply((*original)->at(area.x, y), dst.at(area.x, y), area.w);
+    dst.clearOutside(area);
+}
+
+}  // namespace cif::builtins::blur
