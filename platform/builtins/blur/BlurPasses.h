@@ -13,7 +13,7 @@
 namespace cif::builtins::blur {
 
 // Row widths handed to the passes are padded to this many floats.
-inline constexpr int kBlockAlign = 16;
+inline constexpr int kBlockAlign = 32;
 
 // The largest standard deviation and box radius the blurs honour; larger
 // requests are clamped, so a tile's working set stays bounded (about 16 MB

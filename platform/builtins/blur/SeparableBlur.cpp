@@ -53,19 +53,24 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     const int rx = m_x.reach, ry = m_y.reach;
     const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
     const int padW = padPixels(roi.w), padH = padPixels(area.h);
-    const size_t strideB = size_t(padW) * 4, strideC = size_t(padH) * 4;
+    // Row strides avoid multiples of 4 KiB, which would put the rows a
+    // transpose touches together into the same cache sets.
+    const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
 
-    PooledBuffer vert(IRect{0, 0, padW, area.h});
+    PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
     std::unique_ptr<PooledBuffer> original;
     if (m_finish) original = std::make_unique<PooledBuffer>(area);
     const int strip =
         std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, padW);
     for (int sx = 0; sx < padW; sx += strip) {
         const int sw = std::min(strip, padW - sx);
-        PooledBuffer in(IRect{roi.x + sx, roi.y, sw, roi.h});
+        // A row length of a multiple of 256 pixels (4 KiB) is widened for
+        // the same reason as the strides above.
+        const int inW = sw % 256 == 0 ? sw + 4 : sw;
+        PooledBuffer in(IRect{roi.x + sx, roi.y, inW, roi.h});
         engine::renderNode(*inputs().front(), *in, state);
         if (state.cancelled()) return;
-        runPass(m_y, in->data(), size_t(sw) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
+        runPass(m_y, in->data(), size_t(inW) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
                 sw * 4);
         if (original) {
             // The input's own pixels under the output area, for the finish.
@@ -77,13 +82,13 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         }
     }
 
-    PooledBuffer trans(IRect{0, 0, padH, roi.w});
+    PooledBuffer trans(IRect{0, 0, padH + 4, roi.w});
     transposePixels(vert->data(), strideB, trans->data(), strideC, area.h, roi.w);
     if (padH > area.h)
         for (int r = 0; r < roi.w; ++r)
             std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
                         size_t(padH - area.h) * 4, 0.0f);
-    PooledBuffer horiz(IRect{0, 0, padH, area.w});
+    PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
     runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
     transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4, area.w,
                     area.h);
