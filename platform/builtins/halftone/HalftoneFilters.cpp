@@ -1,6 +1,10 @@
 // Halftone built-ins: the picture's darkness printed as black ink (or, for
 // CMYK, four inks) through a periodic screen.
 //
+// Darkness is taken from the gamma-encoded brightness (approximated by the
+// square root of linear light), as printers' screens are, so mid-tones get
+// about half coverage.
+//
 // Each screen is a spot function s(x, y) in [0, 1] over one period, chosen
 // so that the area where s < d is close to d: a pixel of darkness d is inked
 // where s < d. Sharpness sets the width of the transition, from a soft ramp
@@ -89,16 +93,19 @@ class MonoScreenNode final : public engine::PointNode {
 public:
     MonoScreenNode(engine::NodePtr input, const ScreenGeometry& g)
         : PointNode(std::move(input)), m_g(g) {}
-    void applySpan(float* px, int n, int x, int y, const engine::RenderState&) const override {
+    void applySpan(float* px, int n, int x, int y,
+                   const engine::RenderState& state) const override {
         const float fy = float(y) + 0.5f;
+        const bool linear = state.space == engine::WorkingSpace::LinearSRGB;
         for (int i = 0; i < n; ++i, px += 4) {
             const float a = px[3];
             if (!(a > 0)) {
                 px[0] = px[1] = px[2] = px[3] = 0;
                 continue;
             }
-            const float luma = (0.2126f * px[0] + 0.7152f * px[1] + 0.0722f * px[2]) / a;
-            const float d = std::clamp(1.0f - luma, 0.0f, 1.0f);
+            const float luma =
+                std::max(0.0f, (0.2126f * px[0] + 0.7152f * px[1] + 0.0722f * px[2]) / a);
+            const float d = std::clamp(1.0f - (linear ? std::sqrt(luma) : luma), 0.0f, 1.0f);
             const float paper =
                 1.0f - ink(d, spot<S>(m_g, float(x + i) + 0.5f, fy, d), m_g.halfRamp);
             px[0] = px[1] = px[2] = paper * a;
@@ -120,8 +127,10 @@ public:
         : PointNode(std::move(input)), m_gcr(gcr), m_ucr(ucr) {
         std::copy(g, g + 4, m_g);
     }
-    void applySpan(float* px, int n, int x, int y, const engine::RenderState&) const override {
+    void applySpan(float* px, int n, int x, int y,
+                   const engine::RenderState& state) const override {
         const float fy = float(y) + 0.5f;
+        const bool linear = state.space == engine::WorkingSpace::LinearSRGB;
         for (int i = 0; i < n; ++i, px += 4) {
             const float a = px[3];
             if (!(a > 0)) {
@@ -129,8 +138,10 @@ public:
                 continue;
             }
             float c[3];
-            for (int k = 0; k < 3; ++k)
-                c[k] = std::clamp(1.0f - px[k] / a, 0.0f, 1.0f);
+            for (int k = 0; k < 3; ++k) {
+                const float v = std::max(0.0f, px[k] / a);
+                c[k] = std::clamp(1.0f - (linear ? std::sqrt(v) : v), 0.0f, 1.0f);
+            }
             const float k = std::min({c[0], c[1], c[2]}) * m_gcr;
             const float fx = float(x + i) + 0.5f;
             const float kInk = ink(k, spot<Screen::Dot>(m_g[3], fx, fy, k), m_g[3].halfRamp);
