@@ -72,9 +72,12 @@ inline float spot(const ScreenGeometry& g, float x, float y, float darkness) {
     const float u = (dx * g.cosA + dy * g.sinA) * g.invWidth;
     const float v = (dy * g.cosA - dx * g.sinA) * g.invWidth;
     if constexpr (screen == Screen::Dot) {
-        // Round dots at the cell centres: the disc of area d has radius^2 = d / pi.
+        // Round dots at the cell centres: the disc of area d has radius^2 =
+        // d / pi, exact until the dots touch (d = pi / 4); beyond, the
+        // corners are ranked linearly by radius^2 up to 1 at the corner.
         const float fu = fract(u) - 0.5f, fv = fract(v) - 0.5f;
-        return std::min(1.0f, kPi * (fu * fu + fv * fv));
+        const float r2 = fu * fu + fv * fv;
+        return r2 <= 0.25f ? kPi * r2 : kPi / 4 + (r2 - 0.25f) * 4.0f * (1.0f - kPi / 4);
     } else if constexpr (screen == Screen::Line) {
         return std::fabs(2.0f * fract(u) - 1.0f);
     } else if constexpr (screen == Screen::Circular) {
