@@ -57,6 +57,16 @@ Kernel1D boxKernel(int radius);
 void runPass(const Kernel1D& k, const float* in, size_t inStride, float* out, size_t outStride,
              int outRows, int width);
 
+// True when the kernel can run along rows directly (no transpose needed).
+inline bool runsAlongRows(const Kernel1D& k) {
+    return k.kind != Kernel1D::Kind::Recursive;
+}
+
+// Along one row: out pixel x = kernel applied to in pixels x .. x + 2 * reach.
+// out must have room for outPixels rounded up to 8, and in must be readable
+// 8 pixels beyond the last one the kernel reads.
+void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels);
+
 // dst[x][y] = src[y][x] for whole pixels (4 floats): src has `rows` rows of
 // `cols` pixels, dst has `cols` rows of `rows` pixels.
 void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstStride, int rows,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 namespace cif::builtins::blur {
 
@@ -52,7 +53,10 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     }
     const int rx = m_x.reach, ry = m_y.reach;
     const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
-    const int padW = padPixels(roi.w), padH = padPixels(area.h);
+    const bool rows = runsAlongRows(m_x);
+    // Along rows, the horizontal pass reads up to ten pixels past the
+    // region of interest.
+    const int padW = padPixels(rows ? roi.w + 10 : roi.w), padH = padPixels(area.h);
     // Row strides avoid multiples of 4 KiB, which would put the rows a
     // transpose touches together into the same cache sets.
     const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
@@ -82,16 +86,28 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         }
     }
 
-    PooledBuffer trans(IRect{0, 0, padH + 4, roi.w});
-    transposePixels(vert->data(), strideB, trans->data(), strideC, area.h, roi.w);
-    if (padH > area.h)
-        for (int r = 0; r < roi.w; ++r)
-            std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
-                        size_t(padH - area.h) * 4, 0.0f);
-    PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
-    runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
-    transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4, area.w,
-                    area.h);
+    if (rows) {
+        // Box and sampled kernels run straight along the rows.
+        std::vector<float> line(size_t(padPixels(area.w)) * 4);
+        for (int j = 0; j < area.h; ++j) {
+            float* v = vert->data() + size_t(j) * strideB;
+            std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
+            runRowPass(m_x, v, line.data(), area.w);
+            std::memcpy(dst.at(area.x, area.y + j), line.data(),
+                        size_t(area.w) * 4 * sizeof(float));
+        }
+    } else {
+        PooledBuffer trans(IRect{0, 0, padH + 4, roi.w});
+        transposePixels(vert->data(), strideB, trans->data(), strideC, area.h, roi.w);
+        if (padH > area.h)
+            for (int r = 0; r < roi.w; ++r)
+                std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
+                            size_t(padH - area.h) * 4, 0.0f);
+        PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
+        runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
+        transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4,
+                        area.w, area.h);
+    }
     if (m_finish)
         for (int y = area.y; y < area.top(); ++y)
             m_finish->apply((*original)->at(area.x, y), dst.at(area.x, y), area.w);

@@ -67,8 +67,9 @@ CellNode::CellNode(engine::NodePtr input, Kind kind, double size, double cx, dou
             break;
         case Kind::Crystal:
         case Kind::Pointillize:
-            // The nearest of the 3 x 3 neighbouring sites lies within two cells.
-            m_reach = int(std::ceil(2 * std::sqrt(2.0) * size)) + 1;
+            // The chosen site is no further than the pixel's own cell's site,
+            // which lies within the cell's diagonal.
+            m_reach = int(std::ceil(std::sqrt(2.0) * size)) + 1;
             break;
     }
 }
@@ -216,19 +217,19 @@ inline void store8(float* p, V8 v) {
 // Sobel on rows r0 (below), r1, r2 (above) of `width` floats (a multiple of
 // 8) with one pixel readable on each side; every float, alpha included, gets
 // the magnitude, and the caller restores alpha.
-__attribute__((target_clones("arch=x86-64-v3", "default"), optimize("no-math-errno"))) void
-sobelRow(const float* r0, const float* r1, const float* r2, float* out, int width, float scale) {
+__attribute__((target_clones("arch=x86-64-v3", "default"))) void sobelRow(
+    const float* r0, const float* r1, const float* r2, float* out, int width, float scale) {
     for (int i = 0; i < width; i += 8) {
         const V8 a0 = load8(r0 + i - 4), a1 = load8(r0 + i), a2 = load8(r0 + i + 4);
         const V8 b0 = load8(r1 + i - 4), b2 = load8(r1 + i + 4);
         const V8 c0 = load8(r2 + i - 4), c1 = load8(r2 + i), c2 = load8(r2 + i + 4);
         const V8 gx = (a2 + c2 - a0 - c0) + 2.0f * (b2 - b0);
         const V8 gy = (c0 + c2 - a0 - a2) + 2.0f * (c1 - a1);
-        const V8 m = gx * gx + gy * gy;
+        const V8 m = (gx * gx + gy * gy) * (scale * scale);
         V8 r;
         for (int k = 0; k < 8; ++k)
-            r[k] = __builtin_sqrtf(m[k]);
-        store8(out + i, r * scale);
+            r[k] = std::sqrt(m[k]);
+        store8(out + i, r);
     }
 }
 
