@@ -50,8 +50,10 @@ class UnsharpFinish final : public blur::BlurFinish {
 public:
     explicit UnsharpFinish(float intensity) : m_k(intensity) {}
     void apply(const float* original, float* blurred, int n) const override {
-        for (int i = 0; i < 4 * n; ++i)
-            blurred[i] = original[i] + m_k * (original[i] - blurred[i]);
+        for (int i = 0; i < n; ++i, original += 4, blurred += 4) {
+            const Pixel4 o = loadPixel(original);
+            storePixel(blurred, o + m_k * (o - loadPixel(blurred)));
+        }
     }
 
 private:
