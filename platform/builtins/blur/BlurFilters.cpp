@@ -26,6 +26,11 @@ double nonNegative(double v) {
 CIImage gaussianBlur(const CIImage& in, double sigma) {
     const blur::Kernel1D k = blur::gaussianKernel(sigma);
     if (k.kind == blur::Kernel1D::Kind::Copy) return in;
+    // Wide kernels would redo most of each tile's input in their margins;
+    // below this reach the held blocks cost more (memory, page faults) than
+    // the margins they save.
+    if (k.kind == blur::Kernel1D::Kind::Recursive && k.reach >= 96)
+        return CIImage::imageWithNode(blur::SeparableBlurNode::twoStage(in.node(), k));
     return CIImage::imageWithNode(std::make_shared<blur::SeparableBlurNode>(in.node(), k, k));
 }
 
