@@ -52,6 +52,41 @@ int floorInt(double v) {
 
 constexpr double kSqrt3 = 1.7320508075688772;
 
+int floorDiv8(int v) {
+    return v >= 0 ? v / 8 * 8 : -((-v + 7) / 8 * 8);
+}
+
+// Crystal sites of a tile: ni cells a row, column 0 is cell i0.
+struct SiteTable {
+    std::vector<float> x, y;
+    int ni = 0, i0 = 0;
+};
+
+typedef float V8f __attribute__((vector_size(32)));
+typedef int V8i __attribute__((vector_size(32)));
+
+// For the eight pixels from x0 (centres x0, x0 + 1, ...) on row centre y:
+// the nearest site among table rows j - 1 .. j + 1 and columns ia - 1 ..
+// ib + 1, as a table index, and its squared distance.
+__attribute__((target_clones("arch=x86-64-v3", "default"))) void nearestSites(
+    const SiteTable& t, int j, int ia, int ib, float x0, float y, int* best, float* bestD) {
+    const V8f xs = V8f{0, 1, 2, 3, 4, 5, 6, 7} + x0;
+    V8f bd = V8f{} + 3.4e38f;
+    V8i bi{};
+    for (int r = j - 1; r <= j + 1; ++r)
+        for (int c = ia - 1; c <= ib + 1; ++c) {
+            const int k = r * t.ni + c;
+            const float dy = y - t.y[size_t(k)];
+            const V8f dx = xs - t.x[size_t(k)];
+            const V8f d = dx * dx + dy * dy;
+            const V8i nearer = d < bd;
+            bd = nearer ? d : bd;
+            bi = nearer ? V8i{} + k : bi;
+        }
+    std::memcpy(best, &bi, sizeof bi);
+    std::memcpy(bestD, &bd, sizeof bd);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- cells
@@ -149,50 +184,55 @@ void CellNode::render(PixelBuffer& dst, const engine::RenderState& state) const 
         return;
     }
     // Crystals and dots: the sites and colours of every cell the area can
-    // reach are computed once per tile.
+    // reach are computed once per tile. Pixels are searched eight at a time,
+    // in groups aligned on absolute x, among the sites of the cells around
+    // the group (so the answer never depends on the tiling).
     const double s = m_size;
-    const int i0 = floorInt((area.x - m_cx) / s) - 1, i1 = floorInt((area.right() - m_cx) / s) + 1;
-    const int j0 = floorInt((area.y - m_cy) / s) - 1, j1 = floorInt((area.top() - m_cy) / s) + 1;
+    const int gx0 = floorDiv8(area.x), gx1 = floorDiv8(area.right() + 7);
+    const int i0 = floorInt((gx0 + 0.5 - m_cx) / s) - 1, i1 = floorInt((gx1 - 0.5 - m_cx) / s) + 1;
+    const int j0 = floorInt((area.y + 0.5 - m_cy) / s) - 1;
+    const int j1 = floorInt((area.top() - 0.5 - m_cy) / s) + 1;
     const int ni = i1 - i0 + 1, nj = j1 - j0 + 1;
-    struct Site {
-        float x, y;
-        Pixel4 colour;
-    };
-    std::vector<Site> sites(size_t(ni) * size_t(nj));
+    SiteTable table;
+    table.ni = ni;
+    table.i0 = i0;
+    table.x.resize(size_t(ni) * size_t(nj));
+    table.y.resize(table.x.size());
+    std::vector<Pixel4> colours(table.x.size());
     for (int j = 0; j < nj; ++j)
         for (int i = 0; i < ni; ++i) {
             double sx, sy;
             crystalSite(i0 + i, j0 + j, sx, sy);
-            sites[size_t(j) * size_t(ni) + size_t(i)] = {float(sx), float(sy), colourAt(sx, sy)};
+            const size_t k = size_t(j) * size_t(ni) + size_t(i);
+            table.x[k] = float(sx);
+            table.y[k] = float(sy);
+            colours[k] = colourAt(sx, sy);
         }
     const float dotRadius = float(0.5 * s);
     const Pixel4 white{1, 1, 1, 1};
+    const int groupPixels = gx1 - gx0;
+    std::vector<int> best(static_cast<size_t>(groupPixels));
+    std::vector<float> bestD(static_cast<size_t>(groupPixels));
     for (int y = area.y; y < area.top(); ++y) {
-        float* o = dst.at(area.x, y);
         const float fy = float(y) + 0.5f;
         const int j = std::clamp(floorInt((fy - m_cy) / s) - j0, 1, nj - 2);
+        // The cell columns each group spans, relative to the table.
+        for (int g = gx0; g < gx1; g += 8) {
+            const int ia = std::max(1, floorInt((g + 0.5 - m_cx) / s) - i0);
+            const int ib = std::min(ni - 2, floorInt((g + 7.5 - m_cx) / s) - i0);
+            nearestSites(table, j, ia, ib, float(g) + 0.5f, fy, best.data() + (g - gx0),
+                         bestD.data() + (g - gx0));
+        }
+        float* o = dst.at(area.x, y);
         for (int x = area.x; x < area.right(); ++x, o += 4) {
-            const float fx = float(x) + 0.5f;
-            const int i = std::clamp(floorInt((fx - m_cx) / s) - i0, 1, ni - 2);
-            const Site* best = nullptr;
-            float bestD = 3.4e38f;
-            for (int dj = -1; dj <= 1; ++dj) {
-                const Site* row = &sites[size_t(j + dj) * size_t(ni) + size_t(i)];
-                for (int di = -1; di <= 1; ++di) {
-                    const float dx = fx - row[di].x, dy = fy - row[di].y;
-                    const float d = dx * dx + dy * dy;
-                    if (d < bestD) {
-                        bestD = d;
-                        best = &row[di];
-                    }
-                }
-            }
+            const size_t k = size_t(x - gx0);
+            const Pixel4 c = colours[size_t(best[k])];
             if (m_kind == Kind::Crystal) {
-                storePixel(o, best->colour);
+                storePixel(o, c);
             } else {
                 // A one-pixel antialiased rim between the dot and the paper.
-                const float cover = std::clamp(dotRadius - std::sqrt(bestD) + 0.5f, 0.0f, 1.0f);
-                storePixel(o, best->colour * cover + white * (1.0f - cover));
+                const float cover = std::clamp(dotRadius - std::sqrt(bestD[k]) + 0.5f, 0.0f, 1.0f);
+                storePixel(o, c * cover + white * (1.0f - cover));
             }
         }
     }
