@@ -7,6 +7,8 @@
 #include <memory>
 #include <vector>
 
+#include <immintrin.h>
+
 #include "platform/image/Pixel4.h"
 
 // The vector helpers pass AVX-sized values between inlined functions of this
@@ -254,22 +256,36 @@ inline void store8(float* p, V8 v) {
     std::memcpy(p, &v, sizeof v);
 }
 
+// Square roots of eight lanes with the SSE instruction, which the baseline
+// has (std::sqrt on lanes would be eight scalar calls guarded for errno).
+inline V8 sqrt8(V8 v) {
+    __m128 lo, hi;
+    std::memcpy(&lo, &v, 16);
+    std::memcpy(&hi, reinterpret_cast<const char*>(&v) + 16, 16);
+    lo = _mm_sqrt_ps(lo);
+    hi = _mm_sqrt_ps(hi);
+    V8 r;
+    std::memcpy(&r, &lo, 16);
+    std::memcpy(reinterpret_cast<char*>(&r) + 16, &hi, 16);
+    return r;
+}
+
 // Sobel on rows r0 (below), r1, r2 (above) of `width` floats (a multiple of
-// 8) with one pixel readable on each side; every float, alpha included, gets
-// the magnitude, and the caller restores alpha.
+// 8) with one pixel readable on each side. Colour channels get the
+// magnitude, at most the pixel's alpha; alpha is copied from r1.
 __attribute__((target_clones("arch=x86-64-v3", "default"))) void sobelRow(
     const float* r0, const float* r1, const float* r2, float* out, int width, float scale) {
+    const V8i alphaLane{0, 0, 0, -1, 0, 0, 0, -1};
     for (int i = 0; i < width; i += 8) {
         const V8 a0 = load8(r0 + i - 4), a1 = load8(r0 + i), a2 = load8(r0 + i + 4);
-        const V8 b0 = load8(r1 + i - 4), b2 = load8(r1 + i + 4);
+        const V8 b0 = load8(r1 + i - 4), b1 = load8(r1 + i), b2 = load8(r1 + i + 4);
         const V8 c0 = load8(r2 + i - 4), c1 = load8(r2 + i), c2 = load8(r2 + i + 4);
         const V8 gx = (a2 + c2 - a0 - c0) + 2.0f * (b2 - b0);
         const V8 gy = (c0 + c2 - a0 - a2) + 2.0f * (c1 - a1);
-        const V8 m = (gx * gx + gy * gy) * (scale * scale);
-        V8 r;
-        for (int k = 0; k < 8; ++k)
-            r[k] = std::sqrt(m[k]);
-        store8(out + i, r);
+        const V8 m = sqrt8(gx * gx + gy * gy) * scale;
+        const V8 alpha = __builtin_shuffle(b1, V8i{3, 3, 3, 3, 7, 7, 7, 7});
+        const V8 colour = m < alpha ? m : alpha;
+        store8(out + i, alphaLane ? alpha : colour);
     }
 }
 
@@ -293,13 +309,7 @@ void EdgesNode::render(PixelBuffer& dst, const engine::RenderState& state) const
     for (int y = area.y; y < area.top(); ++y) {
         const float* mid = in->at(area.x, y);
         sobelRow(in->at(area.x, y - 1), mid, in->at(area.x, y + 1), out.data(), padW * 4, m_scale);
-        float* o = dst.at(area.x, y);
-        for (int x = 0; x < area.w; ++x) {
-            const float a = mid[4 * x + 3];
-            for (int c = 0; c < 3; ++c)
-                o[4 * x + c] = std::min(out[size_t(4 * x + c)], a);
-            o[4 * x + 3] = a;
-        }
+        std::memcpy(dst.at(area.x, y), out.data(), size_t(area.w) * 4 * sizeof(float));
     }
     dst.clearOutside(area);
 }
