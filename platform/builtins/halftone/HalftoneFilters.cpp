@@ -12,6 +12,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#include <immintrin.h>
 
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/image/Node.h"
@@ -115,6 +118,19 @@ inline V8 abs8(V8 x) {
     return x < 0 ? -x : x;
 }
 
+// Square roots of eight lanes with the SSE instruction (the baseline has it).
+inline V8 sqrt8(V8 v) {
+    __m128 lo, hi;
+    std::memcpy(&lo, &v, 16);
+    std::memcpy(&hi, reinterpret_cast<const char*>(&v) + 16, 16);
+    lo = _mm_sqrt_ps(lo);
+    hi = _mm_sqrt_ps(hi);
+    V8 r;
+    std::memcpy(&r, &lo, 16);
+    std::memcpy(reinterpret_cast<char*>(&r) + 16, &hi, 16);
+    return r;
+}
+
 template <Screen S>
 __attribute__((always_inline)) inline V8 spot8(const ScreenGeometry& g, V8 x, float y, V8 d) {
     const V8 dx = x - g.cx, dy = splat8(y - g.cy);
@@ -128,10 +144,7 @@ __attribute__((always_inline)) inline V8 spot8(const ScreenGeometry& g, V8 x, fl
         return abs8(2.0f * fract8(u) - 1.0f);
     } else if constexpr (S == Screen::Circular) {
         const V8 r2 = dx * dx + dy * dy;
-        V8 r;
-        for (int k = 0; k < 8; ++k)
-            r[k] = std::sqrt(r2[k]);
-        return abs8(2.0f * fract8(r * g.invWidth) - 1.0f);
+        return abs8(2.0f * fract8(sqrt8(r2) * g.invWidth) - 1.0f);
     } else {
         const V8 a = abs8(2.0f * fract8(u) - 1.0f);
         const V8 b = abs8(2.0f * fract8(v) - 1.0f);
@@ -140,25 +153,59 @@ __attribute__((always_inline)) inline V8 spot8(const ScreenGeometry& g, V8 x, fl
     }
 }
 
+inline V8 load8(const float* p) {
+    V8 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+inline void store8(float* p, V8 v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+// Eight interleaved RGBA pixels (four vectors) into planes, and back.
+inline void deinterleave(const float* p, V8& r, V8& g, V8& b, V8& a) {
+    const V8 v0 = load8(p), v1 = load8(p + 8), v2 = load8(p + 16), v3 = load8(p + 24);
+    const V8 rg0 = __builtin_shuffle(v0, v1, V8i{0, 4, 8, 12, 1, 5, 9, 13});
+    const V8 rg1 = __builtin_shuffle(v2, v3, V8i{0, 4, 8, 12, 1, 5, 9, 13});
+    const V8 ba0 = __builtin_shuffle(v0, v1, V8i{2, 6, 10, 14, 3, 7, 11, 15});
+    const V8 ba1 = __builtin_shuffle(v2, v3, V8i{2, 6, 10, 14, 3, 7, 11, 15});
+    r = __builtin_shuffle(rg0, rg1, V8i{0, 1, 2, 3, 8, 9, 10, 11});
+    g = __builtin_shuffle(rg0, rg1, V8i{4, 5, 6, 7, 12, 13, 14, 15});
+    b = __builtin_shuffle(ba0, ba1, V8i{0, 1, 2, 3, 8, 9, 10, 11});
+    a = __builtin_shuffle(ba0, ba1, V8i{4, 5, 6, 7, 12, 13, 14, 15});
+}
+
+// Grey g with alpha a for eight pixels, interleaved into p.
+inline void storeGrey(float* p, V8 g, V8 a) {
+    store8(p, __builtin_shuffle(g, a, V8i{0, 0, 0, 8, 1, 1, 1, 9}));
+    store8(p + 8, __builtin_shuffle(g, a, V8i{2, 2, 2, 10, 3, 3, 3, 11}));
+    store8(p + 16, __builtin_shuffle(g, a, V8i{4, 4, 4, 12, 5, 5, 5, 13}));
+    store8(p + 24, __builtin_shuffle(g, a, V8i{6, 6, 6, 14, 7, 7, 7, 15}));
+}
+
 template <Screen S>
 __attribute__((always_inline)) inline void monoBody(const ScreenGeometry& g, float* px, int n,
                                                     int x, float fy, bool linear) {
     const V8 lane{0.5f, 1.5f, 2.5f, 3.5f, 4.5f, 5.5f, 6.5f, 7.5f};
     const bool sharp = g.halfRamp <= 1e-6f;
     const float rampScale = sharp ? 0.0f : 1.0f / (2 * g.halfRamp);
+    float tail[32];
     for (int i0 = 0; i0 < n; i0 += 8) {
         const int m = std::min(8, n - i0);
-        V8 a{}, d{};
-        for (int k = 0; k < m; ++k) {
-            const float* p = px + 4 * (i0 + k);
-            const float alpha = p[3] > 0 ? p[3] : 0.0f;
-            const float luma =
-                alpha > 0
-                    ? std::max(0.0f, (0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2]) / alpha)
-                    : 0.0f;
-            a[k] = alpha;
-            d[k] = std::clamp(1.0f - (linear ? std::sqrt(luma) : luma), 0.0f, 1.0f);
+        // The last partial group works on a padded copy.
+        float* p = px + 4 * i0;
+        if (m < 8) {
+            std::fill_n(tail, 32, 0.0f);
+            std::memcpy(tail, p, size_t(m) * 4 * sizeof(float));
+            p = tail;
         }
+        V8 r, gr, b, a;
+        deinterleave(p, r, gr, b, a);
+        a = a > 0 ? a : V8{};
+        const V8 luma = (0.2126f * r + 0.7152f * gr + 0.0722f * b) / (a > 0 ? a : splat8(1.0f));
+        const V8 l = luma > 0 ? luma : V8{};
+        V8 d = 1.0f - (linear ? sqrt8(l) : l);
+        d = d < 0 ? V8{} : (d > 1 ? splat8(1.0f) : d);
         const V8 s = spot8<S>(g, splat8(float(x + i0)) + lane, fy, d);
         V8 inked;
         if (sharp) {
@@ -167,12 +214,8 @@ __attribute__((always_inline)) inline void monoBody(const ScreenGeometry& g, flo
             const V8 t = (d - s) * rampScale + 0.5f;
             inked = t < 0 ? V8{} : (t > 1 ? splat8(1.0f) : t);
         }
-        const V8 paper = (1.0f - inked) * a;
-        for (int k = 0; k < m; ++k) {
-            float* p = px + 4 * (i0 + k);
-            p[0] = p[1] = p[2] = paper[k];
-            p[3] = a[k];
-        }
+        storeGrey(p, (1.0f - inked) * a, a);
+        if (m < 8) std::memcpy(px + 4 * i0, tail, size_t(m) * 4 * sizeof(float));
     }
 }
 
