@@ -85,6 +85,24 @@ void SeparableBlurNode::renderInput(PixelBuffer& buf, const engine::RenderState&
     buf.clearOutside(want);
 }
 
+// The horizontal pass over rows of `src` (area.h rows of roiW pixels,
+// `stride` floats apart): transposed, run down the transposed rows, and
+// transposed back into dst over area.
+void SeparableBlurNode::horizontalByTranspose(const float* src, size_t stride, int roiW,
+                                              const IRect& area, int padH, size_t strideC,
+                                              PixelBuffer& dst) const {
+    PooledBuffer trans(IRect{0, 0, padH + 4, roiW});
+    transposePixels(src, stride, trans->data(), strideC, area.h, roiW);
+    if (padH > area.h)
+        for (int r = 0; r < roiW; ++r)
+            std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
+                        size_t(padH - area.h) * 4, 0.0f);
+    PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
+    runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
+    transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4, area.w,
+                    area.h);
+}
+
 Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
     return output.inset(-m_x.reach, -m_y.reach);
 }
@@ -107,6 +125,19 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     // Row strides avoid multiples of 4 KiB, which would put the rows a
     // transpose touches together into the same cache sets.
     const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
+
+    if (m_y.kind == Kernel1D::Kind::Copy && !rows && !m_finish &&
+        int64_t(roi.w) * roi.h <= kStripPixels) {
+        // Horizontal only (the first node of a two-stage blur): the input
+        // is transposed as it is.
+        const int inW = roi.w % 256 == 0 ? roi.w + 4 : roi.w;
+        PooledBuffer in(IRect{roi.x, roi.y, inW, roi.h});
+        renderInput(*in, state);
+        if (state.cancelled()) return;
+        horizontalByTranspose(in->data(), size_t(inW) * 4, roi.w, area, padH, strideC, dst);
+        dst.clearOutside(area);
+        return;
+    }
 
     PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
     std::unique_ptr<PooledBuffer> original;
@@ -138,22 +169,17 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         std::vector<float> line(size_t(padPixels(area.w)) * 4);
         for (int j = 0; j < area.h; ++j) {
             float* v = vert->data() + size_t(j) * strideB;
+            if (m_x.kind == Kernel1D::Kind::Copy) {
+                std::memcpy(dst.at(area.x, area.y + j), v, size_t(area.w) * 4 * sizeof(float));
+                continue;
+            }
             std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
             runRowPass(m_x, v, line.data(), area.w);
             std::memcpy(dst.at(area.x, area.y + j), line.data(),
                         size_t(area.w) * 4 * sizeof(float));
         }
     } else {
-        PooledBuffer trans(IRect{0, 0, padH + 4, roi.w});
-        transposePixels(vert->data(), strideB, trans->data(), strideC, area.h, roi.w);
-        if (padH > area.h)
-            for (int r = 0; r < roi.w; ++r)
-                std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
-                            size_t(padH - area.h) * 4, 0.0f);
-        PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
-        runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
-        transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4,
-                        area.w, area.h);
+        horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
     }
     if (m_finish)
         for (int y = area.y; y < area.top(); ++y)

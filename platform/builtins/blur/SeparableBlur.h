@@ -38,6 +38,8 @@ public:
 private:
     // Renders the input over buf: from cached blocks when m_blocks is set.
     void renderInput(engine::PixelBuffer& buf, const engine::RenderState& state) const;
+    void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
+                               int padH, size_t strideC, engine::PixelBuffer& dst) const;
 
     Kernel1D m_x, m_y;
     bool m_blocks = false;
