@@ -238,4 +238,65 @@ TEST_F(BuiltinStylize, ScreensPrintOnlyInkOrPaperWithTheRequestedCoverage) {
     }
 }
 
+// ---------------------------------------------------------------- robustness
+
+TEST_F(BuiltinStylize, AbsurdNumbersGiveAPictureNotACrash) {
+    // Every neighbourhood built-in of these families, each number input set
+    // to NaN, to huge values of both signs and to zero, rendered over a small
+    // rectangle: clamped or neutral, never a crash or an unbounded buffer.
+    const char* names[] = {"CIGaussianBlur",
+                           "CIBoxBlur",
+                           "CIDiscBlur",
+                           "CIMotionBlur",
+                           "CIZoomBlur",
+                           "CIMedianFilter",
+                           "CINoiseReduction",
+                           "CIUnsharpMask",
+                           "CISharpenLuminance",
+                           "CIBloom",
+                           "CIGloom",
+                           "CICrystallize",
+                           "CIPointillize",
+                           "CIPixellate",
+                           "CIHexagonalPixellate",
+                           "CIEdges",
+                           "CIEdgeWork",
+                           "CILineOverlay",
+                           "CIComicEffect",
+                           "CIHeightFieldFromMask",
+                           "CIShadedMaterial",
+                           "CICircularScreen",
+                           "CIDotScreen",
+                           "CIHatchedScreen",
+                           "CILineScreen",
+                           "CICMYKHalftone"};
+    const CIImage pic = ramp(24, 24).image();
+    for (const char* name : names) {
+        for (const double v : {std::nan(""), 1e12, -1e12, 0.0}) {
+            SCOPED_TRACE(std::string(name) + " " + std::to_string(v));
+            auto f = cif::CIFilter::filterWithName(name);
+            ASSERT_TRUE(f);
+            f->setValueForKey(QVariant::fromValue(pic), "inputImage");
+            if (std::string(name) == "CIShadedMaterial")
+                f->setValueForKey(QVariant::fromValue(pic), "inputShadingImage");
+            int set = 0;
+            for (const QString& key : f->inputKeys()) {
+                const QVariantMap attrs = f->attributes().value(key).toMap();
+                const QString cls = attrs.value(cif::kCIAttributeClass).toString();
+                if (cls == "NSNumber") f->setValueForKey(v, key);
+                if (cls == "CIVector") f->setValueForKey(vec(v, v), key);
+                set += cls == "NSNumber" || cls == "CIVector";
+            }
+            // Only the median, edges of no number and the comic effect take none.
+            EXPECT_TRUE(set > 0 || std::string(name) == "CIMedianFilter" ||
+                        std::string(name) == "CIComicEffect");
+            const CIImage out = f->outputImage();
+            ASSERT_FALSE(out.isNull());
+            const CIFloatBitmap b = render(out, QRectF(0, 0, 8, 8));
+            for (float p : b.pixels)
+                ASSERT_FALSE(std::isnan(p));
+        }
+    }
+}
+
 }  // namespace

@@ -109,7 +109,8 @@ CIImage sharpenLuminance(const CIFilter& f) {
 CIImage discBlur(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
     if (in.isNull()) return {};
-    const double r = std::min(nonNegative(f.numberForKey("inputRadius")), 1000.0);
+    // Past 500 pixels the disc's tile buffers would pass 100 MB.
+    const double r = std::min(nonNegative(f.numberForKey("inputRadius")), 500.0);
     if (r < 1) return in;
     return CIImage::imageWithNode(std::make_shared<blur::DiscBlurNode>(in.node(), r));
 }

@@ -88,6 +88,10 @@ CIImage glow(const CIFilter& f) {
 
 // ---------------------------------------------------------------- mosaics
 
+// Cells wider than this would make each tile render millions of input
+// pixels for a handful of sites.
+constexpr double kMaxCell = 500.0;
+
 template <stylize::CellNode::Kind K>
 CIImage cells(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
@@ -106,7 +110,7 @@ CIImage cells(const CIFilter& f) {
     // between them.
     const double grid = K == stylize::CellNode::Kind::Pointillize ? 2 * size : size;
     return CIImage::imageWithNode(
-        std::make_shared<stylize::CellNode>(in.node(), K, std::clamp(grid, 1.0, 2000.0), cx, cy));
+        std::make_shared<stylize::CellNode>(in.node(), K, std::clamp(grid, 1.0, kMaxCell), cx, cy));
 }
 
 // ---------------------------------------------------------------- edges and lines
