@@ -72,4 +72,8 @@ void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels);
 void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstStride, int rows,
                      int cols);
 
+// Sets alpha within 1/2048 below 1 to exactly 1 in n pixels: the rounding
+// (and, for the recursive Gaussian, the ripple) of weights that sum to 1.
+void snapOpaque(float* px, int n);
+
 }  // namespace cif::builtins::blur

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 
+#include "platform/builtins/blur/BlurPasses.h"
 #include "platform/builtins/blur/SeparableBlur.h"
 #include "platform/image/Pixel4.h"
 
@@ -96,6 +97,7 @@ void DiscBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) co
         }
         for (int i = 0; i < 4 * area.w; ++i)
             o[i] *= scale;
+        snapOpaque(o, area.w);
     }
     dst.clearOutside(area);
 }
@@ -169,6 +171,8 @@ void MotionBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) 
             for (int i = 0; i < 4 * area.w; ++i)
                 o[i] += t.w * s[i];
         }
+    for (int y = area.y; y < area.top(); ++y)
+        snapOpaque(dst.at(area.x, y), area.w);
     dst.clearOutside(area);
 }
 

@@ -181,6 +181,8 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     } else {
         horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
     }
+    for (int y = area.y; y < area.top(); ++y)
+        snapOpaque(dst.at(area.x, y), area.w);
     if (m_finish)
         for (int y = area.y; y < area.top(); ++y)
             m_finish->apply((*original)->at(area.x, y), dst.at(area.x, y), area.w);
