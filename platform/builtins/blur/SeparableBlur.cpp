@@ -140,52 +140,61 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     }
 
     PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
-    std::unique_ptr<PooledBuffer> original;
-    if (m_finish) original = std::make_unique<PooledBuffer>(area);
     const int strip =
         std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, padW);
+    // The finish reads the input's own pixels under the output area: from
+    // the input buffer itself when it is rendered in one strip (kept until
+    // the end), else from a copy gathered strip by strip.
+    std::unique_ptr<PooledBuffer> kept, original;
+    if (m_finish && strip < padW) original = std::make_unique<PooledBuffer>(area);
     for (int sx = 0; sx < padW; sx += strip) {
         const int sw = std::min(strip, padW - sx);
         // A row length of a multiple of 256 pixels (4 KiB) is widened for
         // the same reason as the strides above.
         const int inW = sw % 256 == 0 ? sw + 4 : sw;
-        PooledBuffer in(IRect{roi.x + sx, roi.y, inW, roi.h});
-        renderInput(*in, state);
+        auto in = std::make_unique<PooledBuffer>(IRect{roi.x + sx, roi.y, inW, roi.h});
+        renderInput(**in, state);
         if (state.cancelled()) return;
-        runPass(m_y, in->data(), size_t(inW) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
+        runPass(m_y, (*in)->data(), size_t(inW) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
                 sw * 4);
         if (original) {
-            // The input's own pixels under the output area, for the finish.
             const int x0 = std::max(area.x, roi.x + sx),
                       x1 = std::min(area.right(), roi.x + sx + sw);
             for (int y = area.y; y < area.top() && x0 < x1; ++y)
-                std::memcpy((*original)->at(x0, y), in->at(x0, y),
+                std::memcpy((*original)->at(x0, y), (*in)->at(x0, y),
                             size_t(x1 - x0) * 4 * sizeof(float));
+        } else if (m_finish) {
+            kept = std::move(in);
         }
     }
+    auto originalRow = [&](int y) -> const float* {
+        return original ? (*original)->at(area.x, y) : (*kept)->at(area.x, y);
+    };
 
     if (rows) {
-        // Box and sampled kernels run straight along the rows.
+        // Box and sampled kernels run straight along the rows; each row is
+        // finished while it is in cache.
         std::vector<float> line(size_t(padPixels(area.w)) * 4);
         for (int j = 0; j < area.h; ++j) {
             float* v = vert->data() + size_t(j) * strideB;
+            float* out = line.data();
             if (m_x.kind == Kernel1D::Kind::Copy) {
-                std::memcpy(dst.at(area.x, area.y + j), v, size_t(area.w) * 4 * sizeof(float));
-                continue;
+                out = v;
+            } else {
+                std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
+                runRowPass(m_x, v, out, area.w);
             }
-            std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
-            runRowPass(m_x, v, line.data(), area.w);
-            std::memcpy(dst.at(area.x, area.y + j), line.data(),
-                        size_t(area.w) * 4 * sizeof(float));
+            snapOpaque(out, area.w);
+            if (m_finish) m_finish->apply(originalRow(area.y + j), out, area.w);
+            std::memcpy(dst.at(area.x, area.y + j), out, size_t(area.w) * 4 * sizeof(float));
         }
     } else {
         horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
+        for (int y = area.y; y < area.top(); ++y) {
+            snapOpaque(dst.at(area.x, y), area.w);
+            if (m_finish) m_finish->apply(originalRow(y), dst.at(area.x, y), area.w);
+        }
     }
-    for (int y = area.y; y < area.top(); ++y)
-        snapOpaque(dst.at(area.x, y), area.w);
-    if (m_finish)
-        for (int y = area.y; y < area.top(); ++y)
-            m_finish->apply((*original)->at(area.x, y), dst.at(area.x, y), area.w);
     dst.clearOutside(area);
 }
 
