@@ -118,7 +118,8 @@ CIImage discBlur(const CIFilter& f) {
 CIImage motionBlur(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
     if (in.isNull()) return {};
-    const double r = std::min(nonNegative(f.numberForKey("inputRadius")), 1000.0);
+    // Past 500 pixels a diagonal streak's tile buffers would pass 100 MB.
+    const double r = std::min(nonNegative(f.numberForKey("inputRadius")), 500.0);
     const double angle = f.numberForKey("inputAngle");
     if (r == 0 || !std::isfinite(angle)) return in;
     return CIImage::imageWithNode(std::make_shared<blur::MotionBlurNode>(in.node(), r, angle));

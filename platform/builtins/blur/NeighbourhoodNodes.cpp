@@ -41,7 +41,7 @@ IRect grow(const IRect& r, int dx, int dy) {
 // The zoom blur's region of interest grows with the distance to the centre;
 // past this many pixels it is cut to the tile plus a margin, and samples
 // beyond read transparent, so memory stays bounded.
-constexpr int64_t kMaxRegionPixels = int64_t(1) << 24;
+constexpr int64_t kMaxRegionPixels = int64_t(1) << 22;
 
 }  // namespace
 
@@ -214,7 +214,7 @@ void ZoomBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) co
     IRect roi = engine::coveringPixels(regionOfInterest(0, area.toRect()));
     if (!inputs().front()->extent().isInfinite())
         roi = roi.intersected(engine::coveringPixels(inputs().front()->extent()));
-    if (roi.area() > kMaxRegionPixels) roi = roi.intersected(grow(area, 2048, 2048));
+    if (roi.area() > kMaxRegionPixels) roi = roi.intersected(grow(area, 768, 768));
     if (roi.isEmpty()) {
         dst.fillTransparent();
         return;
