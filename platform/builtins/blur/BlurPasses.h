@@ -1,8 +1,9 @@
 #pragma once
 // One-dimensional blur passes over blocks of premultiplied RGBA float rows.
-// Every pass runs down the rows of a block ("vertical"), independently for
-// each float of a row, so the inner loops run across whole rows and
-// vectorise; horizontal blurs transpose the block first.
+// The vertical passes run down the rows of a block, independently for each
+// float of a row, so the inner loops run across whole rows and vectorise.
+// Horizontally, sampled and box kernels run along each row; the recursive
+// kernel runs down a transposed block.
 //
 // Blocks are row-major with `stride` floats between rows; `width` floats of
 // each row are processed and must be a multiple of kBlockAlign.
