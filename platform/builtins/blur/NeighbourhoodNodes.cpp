@@ -343,29 +343,39 @@ void NoiseReductionNode::render(PixelBuffer& dst, const engine::RenderState& sta
     const IRect roi = grow(area, 1, 1);
     PooledBuffer in(roi);
     engine::renderNode(*inputs().front(), *in, state);
-    const Pixel4 lumaW{0.2126f, 0.7152f, 0.0722f, 0.0f};
-    auto luma = [&](Pixel4 p) {
-        const Pixel4 m = p * lumaW;
-        return m[0] + m[1] + m[2];
-    };
+    // The luminance of every pixel of the region once, then per pixel a
+    // branch-free masked sum over the nine neighbours.
+    std::vector<float> luma(size_t(roi.area()));
+    for (int j = 0; j < roi.h; ++j) {
+        const float* p = in->row(roi.y + j);
+        float* l = luma.data() + size_t(j) * size_t(roi.w);
+        for (int i = 0; i < roi.w; ++i, p += 4)
+            l[i] = 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2];
+    }
+    const float ninth = 1.0f / 9.0f;
     for (int y = area.y; y < area.top(); ++y) {
         float* o = dst.at(area.x, y);
-        for (int x = area.x; x < area.right(); ++x, o += 4) {
-            const Pixel4 c = loadPixel(in->at(x, y));
-            const float lc = luma(c);
+        const float* lrow[3];
+        const float* prow[3];
+        for (int d = 0; d < 3; ++d) {
+            lrow[d] = luma.data() + size_t(y - 1 + d - roi.y) * size_t(roi.w);
+            prow[d] = in->row(y - 1 + d);
+        }
+        for (int i = 1; i <= area.w; ++i, o += 4) {
+            const float lc = lrow[1][i];
             Pixel4 all{}, kept{};
             float n = 0;
-            for (int dy = -1; dy <= 1; ++dy)
-                for (int dx = -1; dx <= 1; ++dx) {
-                    const Pixel4 q = loadPixel(in->at(x + dx, y + dy));
+            for (int d = 0; d < 3; ++d)
+                for (int k = i - 1; k <= i + 1; ++k) {
+                    const Pixel4 q = loadPixel(prow[d] + 4 * k);
+                    const float w = std::fabs(lrow[d][k] - lc) <= m_level ? 1.0f : 0.0f;
                     all += q;
-                    if (std::fabs(luma(q) - lc) <= m_level) {
-                        kept += q;
-                        n += 1;
-                    }
+                    kept += q * w;
+                    n += w;
                 }
+            // The centre always counts, so n >= 1.
             const Pixel4 smooth = kept / n;
-            storePixel(o, smooth + m_sharpness * (smooth - all * (1.0f / 9.0f)));
+            storePixel(o, smooth + m_sharpness * (smooth - all * ninth));
         }
     }
     dst.clearOutside(area);
