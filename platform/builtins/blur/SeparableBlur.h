@@ -26,9 +26,10 @@ public:
 
     // A blur in two nodes for wide kernels: the horizontal pass is rendered
     // once per render in blocks shared by all tiles (through the render's
-    // cache), so only the vertical pass pays for each tile's margin. Falls
-    // back to tile by tile where the input is infinite, too large to hold,
-    // or rendered outside the tiled renderer.
+    // cache), so only the vertical pass pays for each tile's margin. The
+    // blocks stay until the render ends: at most 20 million pixels of 16
+    // bytes. Falls back to tile by tile where the input is infinite, larger
+    // than that, or rendered outside the tiled renderer.
     static engine::NodePtr twoStage(engine::NodePtr input, const Kernel1D& kernel);
 
     engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
