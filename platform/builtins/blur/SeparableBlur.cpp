@@ -119,9 +119,11 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     const int rx = m_x.reach, ry = m_y.reach;
     const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
     const bool rows = runsAlongRows(m_x);
-    // Along rows, the horizontal pass reads up to ten pixels past the
-    // region of interest.
-    const int padW = padPixels(rows ? roi.w + 10 : roi.w), padH = padPixels(area.h);
+    // The vertical pass covers the region of interest in whole vectors;
+    // along rows, the horizontal pass reads up to ten pixels past it, which
+    // the buffer holds as zeros.
+    const int passW = padPixels(roi.w), padW = rows ? passW + 12 : passW;
+    const int padH = padPixels(area.h);
     // Row strides avoid multiples of 4 KiB, which would put the rows a
     // transpose touches together into the same cache sets.
     const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
@@ -141,14 +143,14 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
 
     PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
     const int strip =
-        std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, padW);
+        std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, passW);
     // The finish reads the input's own pixels under the output area: from
     // the input buffer itself when it is rendered in one strip (kept until
     // the end), else from a copy gathered strip by strip.
     std::unique_ptr<PooledBuffer> kept, original;
-    if (m_finish && strip < padW) original = std::make_unique<PooledBuffer>(area);
-    for (int sx = 0; sx < padW; sx += strip) {
-        const int sw = std::min(strip, padW - sx);
+    if (m_finish && strip < passW) original = std::make_unique<PooledBuffer>(area);
+    for (int sx = 0; sx < passW; sx += strip) {
+        const int sw = std::min(strip, passW - sx);
         // A row length of a multiple of 256 pixels (4 KiB) is widened for
         // the same reason as the strides above.
         const int inW = sw % 256 == 0 ? sw + 4 : sw;
