@@ -1,0 +1,362 @@
+#include "platform/builtins/blur/BlurPasses.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstring>
+
+// The vector helpers below pass AVX-sized values between inlined functions
+// of this file only; GCC's note that their ABI differs without AVX does not
+// concern anything outside it.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+namespace cif::builtins::blur {
+
+namespace {
+
+// Eight floats (two pixels): one AVX register. The passes are compiled
+// twice, for AVX2 and for the x86-64 baseline (where GCC splits each vector
+// in two), and the loader picks one. Each pass works on several vectors at a
+// time so that the additions along a column form independent chains.
+typedef float V8 __attribute__((vector_size(32)));
+
+#define CIF_BLUR_CLONES \
+    __attribute__((target_clones("arch=x86-64-v3", "default"), optimize("fp-contract=fast")))
+
+inline V8 load8(const float* p) {
+    V8 v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+inline void store8(float* p, V8 v) {
+    std::memcpy(p, &v, sizeof v);
+}
+
+inline V8 splat8(float v) {
+    return V8{} + v;
+}
+
+// Multiply-add, contracted into one fused instruction in the AVX2 clones
+// (the passes below allow contraction; elsewhere the project keeps it off).
+inline V8 fma8(V8 a, V8 b, V8 c) {
+    return a * b + c;
+}
+
+// Symmetric taps: the two rows at the same distance are added first. Four
+// vectors at a time, written out so that they stay in registers.
+CIF_BLUR_CLONES
+void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
+              size_t outStride, int outRows, int width) {
+    for (int c = 0; c < width; c += 32) {
+        for (int j = 0; j < outRows; ++j) {
+            const float* top = in + size_t(j) * inStride + size_t(c);
+            const float* mid = top + size_t(reach) * inStride;
+            const V8 tm = splat8(taps[reach]);
+            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm, a2 = load8(mid + 16) * tm,
+               a3 = load8(mid + 24) * tm;
+            for (int k = 0; k < reach; ++k) {
+                const float* a = top + size_t(k) * inStride;
+                const float* b = top + size_t(2 * reach - k) * inStride;
+                const V8 t = splat8(taps[k]);
+                a0 = fma8(load8(a) + load8(b), t, a0);
+                a1 = fma8(load8(a + 8) + load8(b + 8), t, a1);
+                a2 = fma8(load8(a + 16) + load8(b + 16), t, a2);
+                a3 = fma8(load8(a + 24) + load8(b + 24), t, a3);
+            }
+            float* o = out + size_t(j) * outStride + size_t(c);
+            store8(o, a0);
+            store8(o + 8, a1);
+            store8(o + 16, a2);
+            store8(o + 24, a3);
+        }
+    }
+}
+
+// Running sums: each step adds the row entering the window and removes the
+// one leaving it. A flat input stays exactly flat (the two cancel).
+CIF_BLUR_CLONES
+void boxPass(int reach, const float* in, size_t inStride, float* out, size_t outStride, int outRows,
+             int width) {
+    const int n = 2 * reach + 1;
+    const V8 scale = splat8(1.0f / float(n));
+    for (int c = 0; c < width; c += 32) {
+        const float* col = in + size_t(c);
+        V8 s0 = load8(col), s1 = load8(col + 8), s2 = load8(col + 16), s3 = load8(col + 24);
+        for (int k = 1; k < n; ++k) {
+            const float* r = col + size_t(k) * inStride;
+            s0 += load8(r);
+            s1 += load8(r + 8);
+            s2 += load8(r + 16);
+            s3 += load8(r + 24);
+        }
+        for (int j = 0;; ++j) {
+            float* o = out + size_t(j) * outStride + size_t(c);
+            store8(o, s0 * scale);
+            store8(o + 8, s1 * scale);
+            store8(o + 16, s2 * scale);
+            store8(o + 24, s3 * scale);
+            if (j + 1 >= outRows) break;
+            const float* enter = col + size_t(j + n) * inStride;
+            const float* leave = col + size_t(j) * inStride;
+            s0 += load8(enter) - load8(leave);
+            s1 += load8(enter + 8) - load8(leave + 8);
+            s2 += load8(enter + 16) - load8(leave + 16);
+            s3 += load8(enter + 24) - load8(leave + 24);
+        }
+    }
+}
+
+// Two second-order sections run forwards then backwards over all rows; the
+// rows of the margin only warm the recursion up and are not written. The
+// feedback term is added last so each step's dependency is one multiply-add.
+CIF_BLUR_CLONES
+void recursivePass(const Kernel1D::Section* s, int reach, const float* in, size_t inStride,
+                   float* out, size_t outStride, int outRows, int width) {
+    const int rows = outRows + 2 * reach;
+    const Kernel1D::Section p = s[0], q = s[1];
+    const V8 pa1 = splat8(p.a1), pa2 = splat8(p.a2), qa1 = splat8(q.a1), qa2 = splat8(q.a2);
+    const V8 pb0 = splat8(p.b0), pb1 = splat8(p.b1), qb0 = splat8(q.b0), qb1 = splat8(q.b1);
+    const V8 pc1 = splat8(p.c1), pc2 = splat8(p.c2), qc1 = splat8(q.c1), qc2 = splat8(q.c2);
+    // Two vectors (sixteen floats) per column block: u and w.
+    for (int c = 0; c < width; c += 16) {
+        const float* col = in + size_t(c);
+        float* dst = out + size_t(c);
+        V8 up1{}, up2{}, uq1{}, uq2{}, ux1{};
+        V8 wp1{}, wp2{}, wq1{}, wq2{}, wx1{};
+        for (int n = 0; n < rows; ++n) {
+            const float* src = col + size_t(n) * inStride;
+            const V8 ux = load8(src), wx = load8(src + 8);
+            const V8 up = fma8(up1, pa1, fma8(up2, pa2, fma8(ux1, pb1, ux * pb0)));
+            const V8 uq = fma8(uq1, qa1, fma8(uq2, qa2, fma8(ux1, qb1, ux * qb0)));
+            const V8 wp = fma8(wp1, pa1, fma8(wp2, pa2, fma8(wx1, pb1, wx * pb0)));
+            const V8 wq = fma8(wq1, qa1, fma8(wq2, qa2, fma8(wx1, qb1, wx * qb0)));
+            up2 = up1, up1 = up, uq2 = uq1, uq1 = uq, ux1 = ux;
+            wp2 = wp1, wp1 = wp, wq2 = wq1, wq1 = wq, wx1 = wx;
+            const int j = n - reach;
+            if (j >= 0 && j < outRows) {
+                float* o = dst + size_t(j) * outStride;
+                store8(o, up + uq);
+                store8(o + 8, wp + wq);
+            }
+        }
+        up1 = up2 = uq1 = uq2 = wp1 = wp2 = wq1 = wq2 = V8{};
+        V8 ux1b{}, ux2b{}, wx1b{}, wx2b{};
+        for (int n = rows - 1; n >= 0; --n) {
+            const V8 up = fma8(up1, pa1, fma8(up2, pa2, fma8(ux2b, pc2, ux1b * pc1)));
+            const V8 uq = fma8(uq1, qa1, fma8(uq2, qa2, fma8(ux2b, qc2, ux1b * qc1)));
+            const V8 wp = fma8(wp1, pa1, fma8(wp2, pa2, fma8(wx2b, pc2, wx1b * pc1)));
+            const V8 wq = fma8(wq1, qa1, fma8(wq2, qa2, fma8(wx2b, qc2, wx1b * qc1)));
+            up2 = up1, up1 = up, uq2 = uq1, uq1 = uq;
+            wp2 = wp1, wp1 = wp, wq2 = wq1, wq1 = wq;
+            const float* src = col + size_t(n) * inStride;
+            ux2b = ux1b, ux1b = load8(src);
+            wx2b = wx1b, wx1b = load8(src + 8);
+            const int j = n - reach;
+            if (j >= 0 && j < outRows) {
+                float* o = dst + size_t(j) * outStride;
+                store8(o, load8(o) + (up + uq));
+                store8(o + 8, load8(o + 8) + (wp + wq));
+            }
+        }
+    }
+}
+
+// Along one row: output pixel x reads input pixels x .. x + 2 * reach.
+// Vectors of two pixels, offsets in whole pixels (4 floats).
+CIF_BLUR_CLONES
+void rowTaps(const float* taps, int reach, const float* in, float* out, int outFloats) {
+    for (int f = 0; f < outFloats; f += 32) {
+        const float* mid = in + f + 4 * reach;
+        const V8 tm = splat8(taps[reach]);
+        V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm, a2 = load8(mid + 16) * tm,
+           a3 = load8(mid + 24) * tm;
+        for (int k = 0; k < reach; ++k) {
+            const float* a = in + f + 4 * k;
+            const float* b = in + f + 4 * (2 * reach - k);
+            const V8 t = splat8(taps[k]);
+            a0 = fma8(load8(a) + load8(b), t, a0);
+            a1 = fma8(load8(a + 8) + load8(b + 8), t, a1);
+            a2 = fma8(load8(a + 16) + load8(b + 16), t, a2);
+            a3 = fma8(load8(a + 24) + load8(b + 24), t, a3);
+        }
+        store8(out + f, a0);
+        store8(out + f + 8, a1);
+        store8(out + f + 16, a2);
+        store8(out + f + 24, a3);
+    }
+}
+
+// Running sums along a row, two pixels per vector: the pair's sums move on
+// by two pixels per step.
+CIF_BLUR_CLONES
+void rowBox(int reach, const float* in, float* out, int outFloats) {
+    const int n = 2 * reach + 1;
+    const V8 scale = splat8(1.0f / float(n));
+    // Sums of the windows of pixels 0 and 1.
+    V8 sum{};
+    for (int k = 0; k < n; ++k)
+        sum += load8(in + 4 * k);
+    // (each load covers pixels k and k + 1, so the lanes hold both windows).
+    for (int f = 0; f < outFloats; f += 8) {
+        store8(out + f, sum * scale);
+        sum += (load8(in + f + 4 * n) + load8(in + f + 4 * n + 4)) -
+               (load8(in + f) + load8(in + f + 4));
+    }
+}
+
+}  // namespace
+
+Kernel1D gaussianKernel(double sigma) {
+    Kernel1D k;
+    if (!(sigma > 0.05)) return k;
+    sigma = std::min(sigma, kMaxSigma);
+    k.reach = int(std::ceil(3.5 * sigma));
+    if (sigma <= 3.0) {
+        // Sampled and normalised: exact, and cheap at this size.
+        k.kind = Kernel1D::Kind::Taps;
+        k.taps.resize(size_t(2 * k.reach + 1));
+        double total = 0;
+        for (int i = -k.reach; i <= k.reach; ++i)
+            total += std::exp(-0.5 * double(i) * double(i) / (sigma * sigma));
+        for (int i = -k.reach; i <= k.reach; ++i)
+            k.taps[size_t(i + k.reach)] =
+                float(std::exp(-0.5 * double(i) * double(i) / (sigma * sigma)) / total);
+        return k;
+    }
+    // Deriche (1993): for x >= 0 the Gaussian is fitted by
+    //   sum over two terms of (a cos(w x / sigma) + c sin(w x / sigma)) exp(-b x / sigma).
+    // Each term is Re(r p^n) with r = a - i c and p = exp((-b + i w) / sigma):
+    // one pair of complex-conjugate poles, run as a real second-order section.
+    // Kept as two parallel sections rather than one fourth-order recursion,
+    // which loses precision in float when sigma is large (poles near 1).
+    k.kind = Kernel1D::Kind::Recursive;
+    // The recursion is warmed up over the reach only, so the tail it leaves
+    // out differs from pixel to pixel: at 4 sigma it is below 4e-5.
+    k.reach = int(std::ceil(4.0 * sigma));
+    const double fit[2][4] = {{1.680, 3.735, 1.783, 0.6318}, {-0.6803, -0.2598, 1.723, 1.997}};
+    double total = 0;
+    for (int t = 0; t < 2; ++t) {
+        const std::complex<double> r(fit[t][0], -fit[t][1]);
+        const std::complex<double> p =
+            std::exp(std::complex<double>(-fit[t][2], fit[t][3]) / sigma);
+        const double u0 = (r).real(), u1 = (r * p).real(), u2 = (r * p * p).real();
+        const double re2 = 2 * p.real();
+        Kernel1D::Section& s = k.sections[t];
+        s.a1 = float(re2);
+        s.a2 = float(-std::norm(p));
+        s.b0 = float(u0);
+        s.b1 = float(u1 - re2 * u0);
+        s.c1 = float(u1);
+        s.c2 = float(u2 - re2 * u1);
+        // Sum of the two-sided response: 2 * sum_{n>=0} r p^n minus the centre.
+        total += (2.0 * r / (1.0 - p) - r).real();
+    }
+    for (Kernel1D::Section& s : k.sections) {
+        s.b0 = float(s.b0 / total);
+        s.b1 = float(s.b1 / total);
+        s.c1 = float(s.c1 / total);
+        s.c2 = float(s.c2 / total);
+    }
+    return k;
+}
+
+Kernel1D boxKernel(int radius) {
+    Kernel1D k;
+    if (radius <= 0) return k;
+    k.kind = Kernel1D::Kind::Box;
+    k.reach = std::min(radius, kMaxBoxRadius);
+    return k;
+}
+
+void runPass(const Kernel1D& k, const float* in, size_t inStride, float* out, size_t outStride,
+             int outRows, int width) {
+    switch (k.kind) {
+        case Kernel1D::Kind::Copy:
+            for (int j = 0; j < outRows; ++j)
+                std::memcpy(out + size_t(j) * outStride, in + size_t(j) * inStride,
+                            size_t(width) * sizeof(float));
+            return;
+        case Kernel1D::Kind::Taps:
+            tapsPass(k.taps.data(), k.reach, in, inStride, out, outStride, outRows, width);
+            return;
+        case Kernel1D::Kind::Box:
+            boxPass(k.reach, in, inStride, out, outStride, outRows, width);
+            return;
+        case Kernel1D::Kind::Recursive:
+            recursivePass(k.sections, k.reach, in, inStride, out, outStride, outRows, width);
+            return;
+    }
+}
+
+void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels) {
+    const int outFloats = (outPixels + 7) / 8 * 32;
+    switch (k.kind) {
+        case Kernel1D::Kind::Taps:
+            rowTaps(k.taps.data(), k.reach, in, out, outFloats);
+            return;
+        case Kernel1D::Kind::Box:
+            rowBox(k.reach, in, out, outFloats);
+            return;
+        default:
+            std::memcpy(out, in + 4 * k.reach, size_t(outPixels) * 4 * sizeof(float));
+            return;
+    }
+}
+
+namespace {
+
+typedef int V8i __attribute__((vector_size(32)));
+
+// Two rows by two columns of pixels at a time: each vector holds a pixel
+// pair of one source row, and two shuffles make the destination pairs.
+CIF_BLUR_CLONES
+void transposeBlock(const float* src, size_t srcStride, float* dst, size_t dstStride, int r0,
+                    int r1, int c0, int c1) {
+    int r = r0;
+    for (; r + 1 < r1; r += 2) {
+        const float* s0 = src + size_t(r) * srcStride;
+        const float* s1 = s0 + srcStride;
+        int c = c0;
+        for (; c + 1 < c1; c += 2) {
+            const V8 a = load8(s0 + size_t(c) * 4), b = load8(s1 + size_t(c) * 4);
+            store8(dst + size_t(c) * dstStride + size_t(r) * 4,
+                   __builtin_shuffle(a, b, V8i{0, 1, 2, 3, 8, 9, 10, 11}));
+            store8(dst + size_t(c + 1) * dstStride + size_t(r) * 4,
+                   __builtin_shuffle(a, b, V8i{4, 5, 6, 7, 12, 13, 14, 15}));
+        }
+        for (; c < c1; ++c) {
+            std::memcpy(dst + size_t(c) * dstStride + size_t(r) * 4, s0 + size_t(c) * 4, 16);
+            std::memcpy(dst + size_t(c) * dstStride + size_t(r + 1) * 4, s1 + size_t(c) * 4, 16);
+        }
+    }
+    for (; r < r1; ++r)
+        for (int c = c0; c < c1; ++c)
+            std::memcpy(dst + size_t(c) * dstStride + size_t(r) * 4,
+                        src + size_t(r) * srcStride + size_t(c) * 4, 16);
+}
+
+}  // namespace
+
+void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstStride, int rows,
+                     int cols) {
+    // Blocks of 8 x 8 pixels: the eight destination rows stay in the
+    // first-level cache even when their stride is a multiple of 4 KiB.
+    constexpr int kB = 8;
+    for (int r0 = 0; r0 < rows; r0 += kB)
+        for (int c0 = 0; c0 < cols; c0 += kB)
+            transposeBlock(src, srcStride, dst, dstStride, r0, std::min(rows, r0 + kB), c0,
+                           std::min(cols, c0 + kB));
+}
+
+void snapOpaque(float* px, int n) {
+    // Sums of weights that should be exactly 1 come out a few ulps (or, for
+    // the recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1,
+    // so opaque pictures stay opaque (and encode on the fast path).
+    constexpr float kNearlyOne = 1.0f - 1.0f / 2048;
+    for (int i = 0; i < n; ++i) {
+        float& a = px[4 * i + 3];
+        a = (a > kNearlyOne && a < 1.0f) ? 1.0f : a;
+    }
+}
+
+}  // namespace cif::builtins::blur

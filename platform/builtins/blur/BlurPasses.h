@@ -1,0 +1,80 @@
+#pragma once
+// One-dimensional blur passes over blocks of premultiplied RGBA float rows.
+// The vertical passes run down the rows of a block, independently for each
+// float of a row, so the inner loops run across whole rows and vectorise.
+// Horizontally, sampled and box kernels run along each row; the recursive
+// kernel runs down a transposed block.
+//
+// Blocks are row-major with `stride` floats between rows; `width` floats of
+// each row are processed and must be a multiple of kBlockAlign.
+
+#include <cstddef>
+#include <vector>
+
+namespace cif::builtins::blur {
+
+// Row widths handed to the passes are padded to this many floats.
+inline constexpr int kBlockAlign = 32;
+
+// The largest standard deviation and box radius the blurs honour; larger
+// requests are clamped, so a tile's working set stays bounded (about 16 MB
+// per worker at the limit). A blur this wide is already flat on any picture
+// the engine can hold at interactive sizes.
+inline constexpr double kMaxSigma = 500.0;
+inline constexpr int kMaxBoxRadius = 1500;
+
+// A separable one-dimensional kernel: how far it reaches on each side and how
+// it is evaluated.
+struct Kernel1D {
+    enum class Kind { Copy, Taps, Box, Recursive };
+    Kind kind = Kind::Copy;
+    int reach = 0;  // pixels read on each side of the output pixel
+
+    // Taps: 2 * reach + 1 weights, first for the pixel `reach` before.
+    std::vector<float> taps;
+
+    // Box: mean over 2 * reach + 1 pixels.
+
+    // Recursive: two second-order sections, each run forwards (causal part,
+    // including the centre) and backwards (anticausal part). Section s has
+    // feedback y[n] = a1 * y[n-1] + a2 * y[n-2] and feed-forward
+    // b0 * x[n] + b1 * x[n-1] forwards, c1 * x[n+1] + c2 * x[n+2] backwards.
+    struct Section {
+        float a1, a2, b0, b1, c1, c2;
+    };
+    Section sections[2]{};
+};
+
+// The Gaussian of standard deviation sigma (pixels): sampled taps for small
+// sigma, Deriche's fourth-order recursive approximation beyond. Reach is
+// 3.5 sigma, where the mass left out on each side is below 2.5e-4. sigma <= 0
+// or NaN gives Copy. The recursive form reaches 4 sigma (its warm-up).
+Kernel1D gaussianKernel(double sigma);
+// The mean over 2 * radius + 1 pixels (running sums).
+Kernel1D boxKernel(int radius);
+
+// out row j = kernel applied to in rows j .. j + 2 * reach (centre at
+// j + reach), for outRows rows; in holds outRows + 2 * reach rows.
+void runPass(const Kernel1D& k, const float* in, size_t inStride, float* out, size_t outStride,
+             int outRows, int width);
+
+// True when the kernel can run along rows directly (no transpose needed).
+inline bool runsAlongRows(const Kernel1D& k) {
+    return k.kind != Kernel1D::Kind::Recursive;
+}
+
+// Along one row: out pixel x = kernel applied to in pixels x .. x + 2 * reach.
+// out must have room for outPixels rounded up to 8, and in must be readable
+// 8 pixels beyond the last one the kernel reads.
+void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels);
+
+// dst[x][y] = src[y][x] for whole pixels (4 floats): src has `rows` rows of
+// `cols` pixels, dst has `cols` rows of `rows` pixels.
+void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstStride, int rows,
+                     int cols);
+
+// Sets alpha within 1/2048 below 1 to exactly 1 in n pixels: the rounding
+// (and, for the recursive Gaussian, the ripple) of weights that sum to 1.
+void snapOpaque(float* px, int n);
+
+}  // namespace cif::builtins::blur

@@ -1,0 +1,203 @@
+#include "platform/builtins/blur/SeparableBlur.h"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace cif::builtins::blur {
+
+using engine::IRect;
+using engine::PixelBuffer;
+using engine::PooledBuffer;
+using engine::Rect;
+
+namespace {
+
+constexpr int kPixelAlign = kBlockAlign / 4;
+
+int padPixels(int w) {
+    return (w + kPixelAlign - 1) / kPixelAlign * kPixelAlign;
+}
+
+// Input columns are rendered in strips of at most this many pixels, so the
+// first pass's buffer stays bounded whatever the reach.
+constexpr int64_t kStripPixels = int64_t(1) << 20;
+
+// Blocks of the horizontal pass held for a render: aligned on absolute
+// coordinates so that every tile asks for the same ones. Wide blocks keep
+// the horizontal margin small; the whole held image is capped (16 bytes a
+// pixel), beyond which tiles work on their own.
+constexpr int kBlockW = 1024, kBlockH = 256;
+constexpr int64_t kMaxHeldPixels = int64_t(20) << 20;
+
+int floorDiv(int a, int b) {
+    return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
+}  // namespace
+
+Rect grownExtent(const Rect& extent, double rx, double ry) {
+    if (extent.isInfinite() || extent.isEmpty()) return extent;
+    return extent.inset(-rx, -ry);
+}
+
+SeparableBlurNode::SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
+                                     std::shared_ptr<const BlurFinish> finish)
+    : Node({input}, finish ? input->extent()
+                           : grownExtent(input->extent(), horizontal.reach, vertical.reach)),
+      m_x(std::move(horizontal)),
+      m_y(std::move(vertical)),
+      m_finish(std::move(finish)) {}
+
+engine::NodePtr SeparableBlurNode::twoStage(engine::NodePtr input, const Kernel1D& kernel) {
+    auto rows = std::make_shared<SeparableBlurNode>(std::move(input), kernel, Kernel1D{});
+    auto node = std::make_shared<SeparableBlurNode>(rows, Kernel1D{}, kernel);
+    node->m_blocks = true;
+    return node;
+}
+
+void SeparableBlurNode::renderInput(PixelBuffer& buf, const engine::RenderState& state) const {
+    const Node& input = *inputs().front();
+    const Rect& e = input.extent();
+    const IRect have = e.isInfinite() ? IRect{} : engine::coveringPixels(e);
+    if (!m_blocks || !state.cache || e.isInfinite() || have.area() > kMaxHeldPixels) {
+        engine::renderNode(input, buf, state);
+        return;
+    }
+    const IRect want = buf.rect().intersected(have);
+    if (want.isEmpty()) {
+        buf.fillTransparent();
+        return;
+    }
+    for (int by = floorDiv(want.y, kBlockH); by <= floorDiv(want.top() - 1, kBlockH); ++by)
+        for (int bx = floorDiv(want.x, kBlockW); bx <= floorDiv(want.right() - 1, kBlockW); ++bx) {
+            const IRect block =
+                IRect{bx * kBlockW, by * kBlockH, kBlockW, kBlockH}.intersected(have);
+            const IRect part = block.intersected(want);
+            if (part.isEmpty()) continue;
+            const std::shared_ptr<const PixelBuffer> pixels =
+                state.cache->materialise(input, block, state);
+            if (state.cancelled()) return;
+            for (int y = part.y; y < part.top(); ++y)
+                std::memcpy(buf.at(part.x, y), pixels->at(part.x, y),
+                            size_t(part.w) * 4 * sizeof(float));
+        }
+    buf.clearOutside(want);
+}
+
+// The horizontal pass over rows of `src` (area.h rows of roiW pixels,
+// `stride` floats apart): transposed, run down the transposed rows, and
+// transposed back into dst over area.
+void SeparableBlurNode::horizontalByTranspose(const float* src, size_t stride, int roiW,
+                                              const IRect& area, int padH, size_t strideC,
+                                              PixelBuffer& dst) const {
+    PooledBuffer trans(IRect{0, 0, padH + 4, roiW});
+    transposePixels(src, stride, trans->data(), strideC, area.h, roiW);
+    if (padH > area.h)
+        for (int r = 0; r < roiW; ++r)
+            std::fill_n(trans->data() + size_t(r) * strideC + size_t(area.h) * 4,
+                        size_t(padH - area.h) * 4, 0.0f);
+    PooledBuffer horiz(IRect{0, 0, padH + 4, area.w});
+    runPass(m_x, trans->data(), strideC, horiz->data(), strideC, area.w, padH * 4);
+    transposePixels(horiz->data(), strideC, dst.at(area.x, area.y), size_t(dst.width()) * 4, area.w,
+                    area.h);
+}
+
+Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
+    return output.inset(-m_x.reach, -m_y.reach);
+}
+
+// Vertical pass over the input's region of interest (in column strips), a
+// transpose, the horizontal pass run down the transposed rows, and a
+// transpose back into the destination.
+void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) const {
+    const IRect area = dst.rect().intersected(engine::coveringPixels(extent()));
+    if (area.isEmpty()) {
+        dst.fillTransparent();
+        return;
+    }
+    const int rx = m_x.reach, ry = m_y.reach;
+    const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
+    const bool rows = runsAlongRows(m_x);
+    // The vertical pass covers the region of interest in whole vectors;
+    // along rows, the horizontal pass reads up to ten pixels past it, which
+    // the buffer holds as zeros.
+    const int passW = padPixels(roi.w), padW = rows ? passW + 12 : passW;
+    const int padH = padPixels(area.h);
+    // Row strides avoid multiples of 4 KiB, which would put the rows a
+    // transpose touches together into the same cache sets.
+    const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
+
+    if (m_y.kind == Kernel1D::Kind::Copy && !rows && !m_finish &&
+        int64_t(roi.w) * roi.h <= kStripPixels) {
+        // Horizontal only (the first node of a two-stage blur): the input
+        // is transposed as it is.
+        const int inW = roi.w % 256 == 0 ? roi.w + 4 : roi.w;
+        PooledBuffer in(IRect{roi.x, roi.y, inW, roi.h});
+        renderInput(*in, state);
+        if (state.cancelled()) return;
+        horizontalByTranspose(in->data(), size_t(inW) * 4, roi.w, area, padH, strideC, dst);
+        dst.clearOutside(area);
+        return;
+    }
+
+    PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
+    const int strip =
+        std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, passW);
+    // The finish reads the input's own pixels under the output area: from
+    // the input buffer itself when it is rendered in one strip (kept until
+    // the end), else from a copy gathered strip by strip.
+    std::unique_ptr<PooledBuffer> kept, original;
+    if (m_finish && strip < passW) original = std::make_unique<PooledBuffer>(area);
+    for (int sx = 0; sx < passW; sx += strip) {
+        const int sw = std::min(strip, passW - sx);
+        // A row length of a multiple of 256 pixels (4 KiB) is widened for
+        // the same reason as the strides above.
+        const int inW = sw % 256 == 0 ? sw + 4 : sw;
+        auto in = std::make_unique<PooledBuffer>(IRect{roi.x + sx, roi.y, inW, roi.h});
+        renderInput(**in, state);
+        if (state.cancelled()) return;
+        runPass(m_y, (*in)->data(), size_t(inW) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
+                sw * 4);
+        if (original) {
+            const int x0 = std::max(area.x, roi.x + sx),
+                      x1 = std::min(area.right(), roi.x + sx + sw);
+            for (int y = area.y; y < area.top() && x0 < x1; ++y)
+                std::memcpy((*original)->at(x0, y), (*in)->at(x0, y),
+                            size_t(x1 - x0) * 4 * sizeof(float));
+        } else if (m_finish) {
+            kept = std::move(in);
+        }
+    }
+    auto originalRow = [&](int y) -> const float* {
+        return original ? (*original)->at(area.x, y) : (*kept)->at(area.x, y);
+    };
+
+    if (rows) {
+        // Box and sampled kernels run straight along the rows; each row is
+        // finished while it is in cache.
+        std::vector<float> line(size_t(padPixels(area.w)) * 4);
+        for (int j = 0; j < area.h; ++j) {
+            float* v = vert->data() + size_t(j) * strideB;
+            float* out = line.data();
+            if (m_x.kind == Kernel1D::Kind::Copy) {
+                out = v;
+            } else {
+                std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
+                runRowPass(m_x, v, out, area.w);
+            }
+            snapOpaque(out, area.w);
+            if (m_finish) m_finish->apply(originalRow(area.y + j), out, area.w);
+            std::memcpy(dst.at(area.x, area.y + j), out, size_t(area.w) * 4 * sizeof(float));
+        }
+    } else {
+        horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
+        for (int y = area.y; y < area.top(); ++y) {
+            snapOpaque(dst.at(area.x, y), area.w);
+            if (m_finish) m_finish->apply(originalRow(y), dst.at(area.x, y), area.w);
+        }
+    }
+    dst.clearOutside(area);
+}
+
+}  // namespace cif::builtins::blur

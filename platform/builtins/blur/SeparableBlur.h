@@ -1,0 +1,53 @@
+#pragma once
+// A blur that is the product of a horizontal and a vertical kernel (box,
+// Gaussian), optionally followed by a per-pixel step that combines the blur
+// with the input (unsharp masking, luminance sharpening).
+
+#include <memory>
+
+#include "platform/builtins/blur/BlurPasses.h"
+#include "platform/image/Node.h"
+
+namespace cif::builtins::blur {
+
+// Combines the input (original) with its blur, n pixels in place in blurred.
+class BlurFinish {
+public:
+    virtual ~BlurFinish() = default;
+    virtual void apply(const float* original, float* blurred, int n) const = 0;
+};
+
+// The extent grows by the kernels' reach unless a finish is given, in which
+// case it is the input's (sharpening changes pixels, not coverage).
+class SeparableBlurNode final : public engine::Node {
+public:
+    SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
+                      std::shared_ptr<const BlurFinish> finish = nullptr);
+
+    // A blur in two nodes for wide kernels: the horizontal pass is rendered
+    // once per render in blocks shared by all tiles (through the render's
+    // cache), so only the vertical pass pays for each tile's margin. The
+    // blocks stay until the render ends: at most 20 million pixels of 16
+    // bytes. Falls back to tile by tile where the input is infinite, larger
+    // than that, or rendered outside the tiled renderer.
+    static engine::NodePtr twoStage(engine::NodePtr input, const Kernel1D& kernel);
+
+    engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
+    void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
+    const char* kind() const override { return "separable-blur"; }
+
+private:
+    // Renders the input over buf: from cached blocks when m_blocks is set.
+    void renderInput(engine::PixelBuffer& buf, const engine::RenderState& state) const;
+    void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
+                               int padH, size_t strideC, engine::PixelBuffer& dst) const;
+
+    Kernel1D m_x, m_y;
+    bool m_blocks = false;
+    std::shared_ptr<const BlurFinish> m_finish;
+};
+
+// The extent of input grown by rx, ry on each side (infinite stays infinite).
+engine::Rect grownExtent(const engine::Rect& extent, double rx, double ry);
+
+}  // namespace cif::builtins::blur
