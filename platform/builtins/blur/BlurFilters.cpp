@@ -50,14 +50,18 @@ CIImage boxBlurFilter(const CIFilter& f) {
     return CIImage::imageWithNode(std::make_shared<blur::SeparableBlurNode>(in.node(), k, k));
 }
 
-// original + intensity * (original - blur), on every channel.
+// original + intensity * (original - blur) on the colour channels. Alpha is
+// the original's: sharpening coverage would push it past 1 along a picture's
+// edge, and such a pixel composites wrongly over anything.
 class UnsharpFinish final : public blur::BlurFinish {
 public:
     explicit UnsharpFinish(float intensity) : m_k(intensity) {}
     void apply(const float* original, float* blurred, int n) const override {
         for (int i = 0; i < n; ++i, original += 4, blurred += 4) {
             const Pixel4 o = loadPixel(original);
-            storePixel(blurred, o + m_k * (o - loadPixel(blurred)));
+            Pixel4 r = o + m_k * (o - loadPixel(blurred));
+            r[3] = o[3];
+            storePixel(blurred, r);
         }
     }
 

@@ -375,7 +375,10 @@ void NoiseReductionNode::render(PixelBuffer& dst, const engine::RenderState& sta
                 }
             // The centre always counts, so n >= 1.
             const Pixel4 smooth = kept / n;
-            storePixel(o, smooth + m_sharpness * (smooth - all * ninth));
+            Pixel4 r = smooth + m_sharpness * (smooth - all * ninth);
+            // Coverage is smoothed, never sharpened past full or below none.
+            r[3] = std::clamp(smooth[3], 0.0f, 1.0f);
+            storePixel(o, r);
         }
     }
     dst.clearOutside(area);
