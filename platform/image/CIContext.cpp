@@ -2,6 +2,9 @@
 
 #include <sys/mman.h>
 #include <QCoreApplication>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
 
 #include <cmath>
 #include <cstdlib>
@@ -66,21 +69,75 @@ bool CIContext::prepare(const CIImage& image, const QRectF& fromRect, IRect& pix
 
 namespace {
 
-// A QImage whose pixel memory is asked to live on huge pages when it is
-// large: a fresh multi-megabyte picture otherwise costs one page fault per
-// 4 KiB when the renderer first writes it, a fifth of a simple render's time.
+// Large output memory, recycled: the memory of the last large picture the
+// caller let go is kept (one block, at most kMaxSpare bytes) and handed to the
+// next render that fits in it. Fresh memory costs a page fault and a zeroing
+// per page when the renderer first writes it, about a fifth of a simple
+// render; a preview redrawn while a slider moves reuses the same block.
+class OutputMemory {
+public:
+    static constexpr size_t kHugePage = size_t(2) << 20;
+    static constexpr size_t kMaxSpare = size_t(256) << 20;
+
+    static OutputMemory& shared() {
+        static OutputMemory memory;
+        return memory;
+    }
+
+    // A block of at least `bytes` (a multiple of the huge page size), or
+    // null when memory is short.
+    void* take(size_t bytes) {
+        const std::lock_guard lock(m_mutex);
+        // Reuse only a block that is not much larger than needed.
+        if (m_spare && m_spareBytes >= bytes && m_spareBytes <= 2 * bytes) {
+            m_inUse.emplace(m_spare, m_spareBytes);
+            return std::exchange(m_spare, nullptr);
+        }
+        void* memory = std::aligned_alloc(kHugePage, bytes);
+        if (!memory) return nullptr;
+        madvise(memory, bytes, MADV_HUGEPAGE);  // advice only; failure is harmless
+        m_inUse.emplace(memory, bytes);
+        return memory;
+    }
+
+    // Takes back a block from take(): it becomes the spare, and the previous
+    // spare is freed.
+    void give(void* memory) {
+        void* old = memory;
+        {
+            const std::lock_guard lock(m_mutex);
+            const auto it = m_inUse.find(memory);
+            const size_t capacity = it == m_inUse.end() ? 0 : it->second;
+            if (it != m_inUse.end()) m_inUse.erase(it);
+            if (capacity > 0 && capacity <= kMaxSpare) {
+                old = std::exchange(m_spare, memory);
+                m_spareBytes = capacity;
+            }
+        }
+        std::free(old);
+    }
+
+private:
+    std::mutex m_mutex;
+    void* m_spare = nullptr;
+    size_t m_spareBytes = 0;
+    std::unordered_map<void*, size_t> m_inUse;  // blocks held by pictures, with their sizes
+};
+
+// A QImage for the render's output; large ones live in recycled memory on
+// huge pages.
 QImage allocateOutput(int width, int height) {
-    constexpr size_t kHugePage = size_t(2) << 20;
+    constexpr size_t kHugePage = OutputMemory::kHugePage;
     const size_t bytesPerLine = size_t(width) * 4;
     const size_t bytes = bytesPerLine * size_t(height);
     if (bytes < 2 * kHugePage) return QImage(width, height, QImage::Format_RGBA8888_Premultiplied);
     const size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-    void* memory = std::aligned_alloc(kHugePage, rounded);
+    void* memory = OutputMemory::shared().take(rounded);
     if (!memory) return {};
-    madvise(memory, rounded, MADV_HUGEPAGE);  // advice only; failure is harmless
     return QImage(
         static_cast<uchar*>(memory), width, height, qsizetype(bytesPerLine),
-        QImage::Format_RGBA8888_Premultiplied, [](void* p) { std::free(p); }, memory);
+        QImage::Format_RGBA8888_Premultiplied, [](void* p) { OutputMemory::shared().give(p); },
+        memory);
 }
 
 }  // namespace
