@@ -15,7 +15,7 @@ namespace cif::catalog {
 namespace {
 
 // Members of the groups keep this order; they are never sorted.
-constexpr EntrySpec kBlurMembers[] = {
+constexpr EntryRow kBlurMembers[] = {
     {"Gaussian Blur", "CIGaussianBlur", "GaussianBlurIcon", 0, numberTag(33), floats(7.0, 0, 0),
      floatMax(0), kNewerOnly},
     {"Box Blur", "CIBoxBlur", "CIBoxBlurIcon", 0, numberTag(33), floats(7.0, 0, 0), floatMax(0),
@@ -23,9 +23,9 @@ constexpr EntrySpec kBlurMembers[] = {
     {"Disc Blur", "CIDiscBlur", "CIDiscBlurIcon", 0, numberTag(33), floats(6.0, 0, 0), floatMax(0),
      kNewerOnly},
 };
-constexpr GroupSpec kBlurGroup{3, kBlurMembers};
+constexpr GroupRow kBlurGroup{3, kBlurMembers};
 
-constexpr EntrySpec kTiledMembers[] = {
+constexpr EntryRow kTiledMembers[] = {
     {"Fourfold Rotated", "CIFourfoldRotatedTile", "CIFourfoldRotatedTileIcon", 1, numberTag(31),
      floats(0, 100.0, 100.0), floatMax(3.14), kNewerOnly | kLocalised},
     {"Fourfold Translated", "CIFourfoldTranslatedTile", "CIFourfoldTranslatedTileIcon", 1,
@@ -33,10 +33,10 @@ constexpr EntrySpec kTiledMembers[] = {
     {"Glide Reflected", "CIGlideReflectedTile", "CIGlideReflectedTileIcon", 1, numberTag(31),
      floats(0, 100.0, 0), floatMax(3.14), kNewerOnly | kLocalised},
 };
-constexpr GroupSpec kTiledGroup{1, kTiledMembers};
+constexpr GroupRow kTiledGroup{1, kTiledMembers};
 
 // Twelvefold Reflected has no defaults and a string tag, unlike its siblings.
-constexpr EntrySpec kReflectedMembers[] = {
+constexpr EntryRow kReflectedMembers[] = {
     {"Eightfold Reflected", "CIEightfoldReflectedTile", "CIEightfoldReflectedTileIcon", 1,
      numberTag(32), floats(0, 100.0, 0), floatMax(3.14), kNewerOnly | kLocalised},
     {"Twelvefold Reflected",
@@ -52,13 +52,13 @@ constexpr EntrySpec kReflectedMembers[] = {
     {"Sixfold Rotated", "CISixfoldRotatedTile", "CISixfoldRotatedTileIcon", 1, numberTag(32),
      floats(0, 100.0, 0), floatMax(3.14), kNewerOnly | kLocalised},
 };
-constexpr GroupSpec kReflectedGroup{2, kReflectedMembers};
+constexpr GroupRow kReflectedGroup{2, kReflectedMembers};
 
-constexpr EntrySpec kCrop[] = {
+constexpr EntryRow kCrop[] = {
     {"Crop", "Crop", "CropIcon", 255, numberTag(1), ints(0, 0, 0), intMax(0)},
 };
 
-constexpr EntrySpec kTransform[] = {
+constexpr EntryRow kTransform[] = {
     {"Affine Transform", "CIAffineTransform", "CIAffineTransformIcon", 1, stringTag(50)},
     {"Lanczos Scale",
      "CILanczosScaleTransform",
@@ -87,7 +87,7 @@ constexpr EntrySpec kTransform[] = {
      &AffineTransform1::touchClass},
 };
 
-constexpr EntrySpec kColor[] = {
+constexpr EntryRow kColor[] = {
     {"Color Controls", "CIColorControls", "ColorControlsIcon", 0, stringTag(50)},
     {"Exposure Adjust", "CIExposureAdjust", "ExposureAdjustIcon", 0, stringTag(50)},
     {"Gamma Adjust", "CIGammaAdjust", "GammaAdjustIcon", 0, stringTag(50)},
@@ -121,7 +121,7 @@ constexpr EntrySpec kColor[] = {
 
 // On the newer platform the Blur group stands where the older one lists a
 // plain Gaussian Blur.
-constexpr EntrySpec kFocus[] = {
+constexpr EntryRow kFocus[] = {
     {"Unsharp Mask", "CIUnsharpMask", "UnsharpMaskIcon", 0, {}, floats(1.0, 0.25, 0)},
     {"Noise Reduction",
      "CINoiseReduction",
@@ -139,7 +139,7 @@ constexpr EntrySpec kFocus[] = {
     {"Median", "CIMedianFilter", "CIMedianFilterIcon", 0},
 };
 
-constexpr EntrySpec kDistortion[] = {
+constexpr EntryRow kDistortion[] = {
     {"Bump Distortion", "CIBumpDistortion", "BumpDistortionIcon", 1, stringTag(50)},
     {"Bump Distortion Linear",
      "CIBumpDistortionLinear",
@@ -175,7 +175,7 @@ constexpr EntrySpec kDistortion[] = {
     {"Affine Clamp", "CIAffineClamp", "CIAffineClampIcon", 1, stringTag(50)},
 };
 
-constexpr EntrySpec kStyle[] = {
+constexpr EntryRow kStyle[] = {
     {"Bloom", "CIBloom", "BloomIcon", 0, {}, floats(10.0, 0.6, 0)},
     {"Gloom", "CIGloom", "GloomIcon", 0, {}, floats(10.0, 0.6, 0)},
     {"Crystallize", "CICrystallize", "CrystallizeIcon", 1, stringTag(50)},
@@ -208,7 +208,7 @@ constexpr EntrySpec kStyle[] = {
      stringTag(50)},
 };
 
-constexpr EntrySpec kHalftone[] = {
+constexpr EntryRow kHalftone[] = {
     {"Circular Screen", "CICircularScreen", "CircularScreenIcon", 1, stringTag(50)},
     {"Dot Screen", "CIDotScreen", "DotScreenIcon", 1, stringTag(50)},
     {"Hatched Screen", "CIHatchedScreen", "HatchedScreenIcon", 1, stringTag(50)},
@@ -231,7 +231,7 @@ constexpr EntrySpec kHalftone[] = {
      kNewerOnly},
 };
 
-constexpr EntrySpec kTile[] = {
+constexpr EntryRow kTile[] = {
     {"Affine Tile", "CIAffineTile", "CIAffineTileIcon", 1, stringTag(50)},
     {"Kaleidoscope", "CIKaleidoscope", "KaleidoscopeIcon", 1, stringTag(50)},
     {"Square Tile", "CIFOffset", "OffsetIcon", 1, stringTag(50), {}, {}, 0, &Offset::touchClass},
@@ -276,7 +276,7 @@ constexpr EntrySpec kTile[] = {
      kMultiPoints},
 };
 
-constexpr EntrySpec kLumine[] = {
+constexpr EntryRow kLumine[] = {
     {"Lenticular Halo", "CILenticularHaloGenerator", "LenticularHaloGeneratorIcon", 3,
      stringTag(50)},
     {"Starshine Generator", "CIStarShineGenerator", "StarshineGeneratorIcon", 3, stringTag(50)},
@@ -295,7 +295,7 @@ constexpr EntrySpec kLumine[] = {
      kMultiPoints},
 };
 
-constexpr EntrySpec kOverlap[] = {
+constexpr EntryRow kOverlap[] = {
     {"Blend With Mask", "CIBlendWithMask", "CICIBlendWithMaskIcon", 0, stringTag(50)},
     {"Disintegrate With Mask", "CIDisintegrateWithMaskTransition",
      "CIDisintegrateWithMaskTransitionkIcon", 0, stringTag(50)},
@@ -320,7 +320,7 @@ constexpr EntrySpec kOverlap[] = {
     {"Swipe", "CISwipeTransition", "CIFlashTransitionIcon", 2, stringTag(50)},
 };
 
-constexpr CategorySpec kFilterCategories[] = {
+constexpr CategoryRow kFilterCategories[] = {
     {"Crop", kCrop, false},
     {"Transform", kTransform, true},
     {"Color", kColor, true},
@@ -333,13 +333,13 @@ constexpr CategorySpec kFilterCategories[] = {
     {"Overlap", kOverlap, true},
 };
 
-constexpr GeneratorEntrySpec kOtherGenerators[] = {
+constexpr GeneratorRow kOtherGenerators[] = {
     {"Gathering", "GLIF_StarField", "GLIF_StarFieldIcon", 0, 0},
     {"Brushes", "GLIF_Dabs", "GLIF_BrushesIcon", 0, 0},
     {"Spinning Polygons", "GLIF_TwistPolygons", "GLIF_TwistedSquaresIcon", 1, 1},
 };
 
-constexpr GeneratorEntrySpec kScienceGenerators[] = {
+constexpr GeneratorRow kScienceGenerators[] = {
     {"Atoms", "GLIF_Foam", "GLIF_TwistedSquaresIcon", 0, 0},
     {"Plasma", "GLIF_Plasma", "GLIF_Plasma", 1, 2},
     {"Biology", "GLIF_Biomorph", "GLIF_Biomorph", 1, 1},
@@ -347,7 +347,7 @@ constexpr GeneratorEntrySpec kScienceGenerators[] = {
     {"Star Dust", "GLIF_Texture", "GLIF_TextureIcon", 0, 2},
 };
 
-constexpr GeneratorEntrySpec kLineGenerators[] = {
+constexpr GeneratorRow kLineGenerators[] = {
     {"Color Bars", "GLIF_ColourBars", "GLIF_ColourBarsIcon", 0, 4},
     {"Divide Lines", "GLIF_AbstractLines", "GLIF_TwistedSquaresIcon", 0, 4},
     {"Triangles", "GLIF_Triangles", "GLIF_TrianglesCurveIcon", 0, 4},
@@ -356,19 +356,19 @@ constexpr GeneratorEntrySpec kLineGenerators[] = {
     {"Flying Lines", "GLIF_FlashLines", "GLIF_FlashLinesIcon", 1, 0},
 };
 
-constexpr GeneratorEntrySpec kGradientGenerators[] = {
+constexpr GeneratorRow kGradientGenerators[] = {
     {"Spiral", "GLIF_Spiral", "GLIF_TwistedSquaresIcon", 1, 0},
     {"Radial Distortion", "GLIF_RadialPlasma", "GLIF_TwistedSquaresIcon", 1, 0},
     {"Sand-Glass", "GLIF_SandGlass", "GLIF_TwistedSquaresIcon", 1, 3},
 };
 
-constexpr GeneratorEntrySpec kLayingGenerators[] = {
+constexpr GeneratorRow kLayingGenerators[] = {
     {"Bricks", "GLIF_Parquet", "GLIF_TwistedSquaresIcon", 0, 3},
     {"Hilbert Curve", "GLIF_HilbertCurve", "GLIF_HilbertCurveIcon", 0, 0},
     {"Rags", "GLIF_Cafel", "GLIF_CafelIcon", 0, 2},
 };
 
-constexpr GeneratorCategorySpec kGeneratorCategories[] = {
+constexpr GeneratorCategoryRow kGeneratorCategories[] = {
     {"Other", kOtherGenerators},         {"Science", kScienceGenerators},
     {"Lines & Fields", kLineGenerators}, {"Gradient", kGradientGenerators},
     {"Laying", kLayingGenerators},
@@ -376,11 +376,11 @@ constexpr GeneratorCategorySpec kGeneratorCategories[] = {
 
 }  // namespace
 
-std::span<const CategorySpec> fixedFilterCategories() {
+std::span<const CategoryRow> fixedFilterCategories() {
     return kFilterCategories;
 }
 
-std::span<const GeneratorCategorySpec> generatorCategories() {
+std::span<const GeneratorCategoryRow> generatorCategories() {
     return kGeneratorCategories;
 }
 

@@ -58,9 +58,9 @@ enum : std::uint8_t {
     kMultiPoints = 8,  // several point inputs edited together
 };
 
-struct GroupSpec;
+struct GroupRow;
 
-struct EntrySpec {
+struct EntryRow {
     const char* name;
     const char* identifier;
     const char* icon;  // null for group entries
@@ -69,24 +69,24 @@ struct EntrySpec {
     Defaults defaults{};
     Max max{};
     std::uint8_t flags = 0;
-    void (*touchClass)() = nullptr;    // registers a plug-in filter class first
-    const GroupSpec* group = nullptr;  // a group entry: its members
+    void (*touchClass)() = nullptr;   // registers a plug-in filter class first
+    const GroupRow* group = nullptr;  // a group entry: its members
 };
 
-struct GroupSpec {
+struct GroupRow {
     int groupTag;
-    std::span<const EntrySpec> members;
+    std::span<const EntryRow> members;
 };
 
-struct CategorySpec {
+struct CategoryRow {
     const char* name;
-    std::span<const EntrySpec> entries;
+    std::span<const EntryRow> entries;
     bool sorted;
 };
 
 // The eleven fixed categories but Composite Operations, which comes from the
 // registry; in catalog order.
-std::span<const CategorySpec> fixedFilterCategories();
+std::span<const CategoryRow> fixedFilterCategories();
 
 // Composite Operations: the category and its group entry.
 inline constexpr const char* kCompositeCategoryName = "Composite Operations";
@@ -102,7 +102,7 @@ inline constexpr const char* kThirdPartyCategory = "3rd Party";
 // The newer platform: AppKit version numbers from this one on.
 inline constexpr double kNewerPlatformVersion = 949.0;
 
-struct GeneratorEntrySpec {
+struct GeneratorRow {
     const char* name;
     const char* identifier;
     const char* icon;
@@ -110,12 +110,12 @@ struct GeneratorEntrySpec {
     int bits;  // the colour-controls selector
 };
 
-struct GeneratorCategorySpec {
+struct GeneratorCategoryRow {
     const char* name;
-    std::span<const GeneratorEntrySpec> entries;
+    std::span<const GeneratorRow> entries;
 };
 
-std::span<const GeneratorCategorySpec> generatorCategories();
+std::span<const GeneratorCategoryRow> generatorCategories();
 
 // Values every generator entry shares.
 inline constexpr int kGeneratorDefault = 0;

@@ -24,12 +24,12 @@ QVariant numberOf(NumberForm form, double value) {
     return form == NumberForm::Integer ? QVariant(int(value)) : QVariant(value);
 }
 
-QVariantMap descriptorFor(const EntrySpec& spec, bool newer);
+QVariantMap descriptorFor(const EntryRow& row, bool newer);
 
 // Entries of a list that exist on this platform, as descriptors.
-QVariantList descriptorsFor(std::span<const EntrySpec> entries, bool newer) {
+QVariantList descriptorsFor(std::span<const EntryRow> entries, bool newer) {
     QVariantList list;
-    for (const EntrySpec& entry : entries) {
+    for (const EntryRow& entry : entries) {
         if ((entry.flags & kNewerOnly) && !newer) continue;
         if ((entry.flags & kOlderOnly) && newer) continue;
         if (entry.touchClass) entry.touchClass();
@@ -38,25 +38,25 @@ QVariantList descriptorsFor(std::span<const EntrySpec> entries, bool newer) {
     return list;
 }
 
-QVariantMap descriptorFor(const EntrySpec& spec, bool newer) {
-    const QString name = QString::fromUtf8(spec.name);
+QVariantMap descriptorFor(const EntryRow& row, bool newer) {
+    const QString name = QString::fromUtf8(row.name);
     QVariantMap d;
     d.insert(CIFFilterName,
-             (spec.flags & kLocalised) ? CIFMain::localizedStringForClass(name) : name);
-    d.insert(CIFFilterIdentifier, QString::fromUtf8(spec.identifier));
-    if (spec.icon) d.insert(CIFFilterIcon, QString::fromUtf8(spec.icon));
-    d.insert(CIFFilterStyle, spec.style);
-    if (spec.tag.form == Tag::Form::Number) d.insert(CIFTag, spec.tag.value);
-    if (spec.tag.form == Tag::Form::String) d.insert(CIFTag, QString::number(spec.tag.value));
-    for (int i = 0; i < spec.defaults.count; ++i)
+             (row.flags & kLocalised) ? CIFMain::localizedStringForClass(name) : name);
+    d.insert(CIFFilterIdentifier, QString::fromUtf8(row.identifier));
+    if (row.icon) d.insert(CIFFilterIcon, QString::fromUtf8(row.icon));
+    d.insert(CIFFilterStyle, row.style);
+    if (row.tag.form == Tag::Form::Number) d.insert(CIFTag, row.tag.value);
+    if (row.tag.form == Tag::Form::String) d.insert(CIFTag, QString::number(row.tag.value));
+    for (int i = 0; i < row.defaults.count; ++i)
         d.insert(CIFFilterDefValue + QString::number(i + 1),
-                 numberOf(spec.defaults.form, spec.defaults.values[i]));
-    if (spec.max.form != NumberForm::None)
-        d.insert(CIFFilterMaxValue, numberOf(spec.max.form, spec.max.value));
-    if (spec.flags & kMultiPoints) d.insert(CIFMultiPoints, QStringLiteral("YES"));
-    if (spec.group) {
-        d.insert(GROUP_TAG, spec.group->groupTag);
-        d.insert(DESC_LIST, descriptorsFor(spec.group->members, newer));
+                 numberOf(row.defaults.form, row.defaults.values[i]));
+    if (row.max.form != NumberForm::None)
+        d.insert(CIFFilterMaxValue, numberOf(row.max.form, row.max.value));
+    if (row.flags & kMultiPoints) d.insert(CIFMultiPoints, QStringLiteral("YES"));
+    if (row.group) {
+        d.insert(GROUP_TAG, row.group->groupTag);
+        d.insert(DESC_LIST, descriptorsFor(row.group->members, newer));
     }
     return d;
 }
@@ -108,7 +108,7 @@ void CIFMain::initCIFList() {
     _categoriesListDesc.reserve(8);
     _constColorImage = CIImage();
 
-    for (const CategorySpec& category : fixedFilterCategories()) {
+    for (const CategoryRow& category : fixedFilterCategories()) {
         QVariantList entries = descriptorsFor(category.entries, newer);
         if (category.sorted) sortDescriptors(entries);
         _categoriesListDesc << categoryDescriptor(QString::fromUtf8(category.name), entries);
@@ -214,9 +214,9 @@ bool CIFMain::_isGoodFilter(const CIFilter& filter) {
 
 void CIFMain::initGLIFList() {
     _GLIFcategoriesListDesc = QVariantList();
-    for (const GeneratorCategorySpec& category : generatorCategories()) {
+    for (const GeneratorCategoryRow& category : generatorCategories()) {
         QVariantList entries;
-        for (const GeneratorEntrySpec& g : category.entries)
+        for (const GeneratorRow& g : category.entries)
             entries << QVariantMap{
                 {CIFFilterName, localizedStringForClass(QString::fromUtf8(g.name))},
                 {CIFFilterIdentifier, QString::fromLatin1(g.identifier)},

@@ -99,11 +99,7 @@ CIImage CIFMain::prepareFilterOutput(const QString& identifier, const QVariantMa
         m_workingImage = inputImageFor(image, size);
     }
     const bool madeInput = !cached;
-    if (!_CIFilterInstance) {
-        _CIFilterInstance = CIFilter::filterWithName(identifier);
-        if (!_CIFilterInstance) return {};
-        _CIFilterInstance->setDefaults();
-    }
+    if (!cachedFilterInstance(identifier)) return {};
     CIFilter& filter = *_CIFilterInstance;
     const QStringList keys = filter.inputKeys();
     if (!keys.contains(kCIInputImageKey)) {

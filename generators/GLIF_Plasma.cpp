@@ -211,8 +211,8 @@ void GLIF_Plasma::writeBlock(RGBABitmap& bitmap, int x0, int x1, int y0, int y1,
         }
 }
 
-void GLIF_Plasma::recolour(RGBABitmap& bitmap, int width, int height) const {
-    const double* field = const_cast<GLIF_Plasma*>(this)->GLIFPrefetchBuffer();
+void GLIF_Plasma::recolour(RGBABitmap& bitmap, int width, int height) {
+    const double* field = GLIFPrefetchBuffer();
     if (!field || prefetchBufferCells() < std::int64_t(width) * height) return;
     const TopDownRows rows(bitmap);
     for (int y0 = 0; y0 < height; y0 += kRecolourBlock)

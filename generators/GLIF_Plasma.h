@@ -30,7 +30,7 @@ private:
     void divideSinePlasma(int a1, int a2, int a3, int a4, int width, int height,
                           RGBABitmap& bitmap);
     // Paints every pixel from the field in the buffer.
-    void recolour(RGBABitmap& bitmap, int width, int height) const;
+    void recolour(RGBABitmap& bitmap, int width, int height);
     // Writes value (and its colour) over columns [x0, x1) and rows [y0, y1).
     void writeBlock(RGBABitmap& bitmap, int x0, int x1, int y0, int y1, int height, double value);
 

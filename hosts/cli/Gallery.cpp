@@ -255,6 +255,25 @@ QString htmlPage(const QList<Cell>& cells, int failures) {
     return html;
 }
 
+// Saves a plug-in's picture as the cell's file, or records why there is
+// none, and adds the cell.
+void finishCell(const QDir& dir, const QString& file, const cif::HostImage& picture, Cell& cell,
+                QList<Cell>& cells, int& failures) {
+    QString error;
+    if (picture.isNull()) {
+        const QString why = takeLastWarning();
+        cell.error = QCoreApplication::translate("cifx", "no image was produced") +
+                     (why.isEmpty() ? QString() : QStringLiteral(": ") + why);
+    } else if (!picture.savePNG(dir.filePath(file), &error)) {
+        cell.error = error;
+    } else {
+        cell.file = file;
+        cell.size = QSize(picture.pixelsWide(), picture.pixelsHigh());
+    }
+    if (!cell.error.isEmpty()) ++failures;
+    cells << cell;
+}
+
 // Every entry of the plug-in's effect catalog (group members included),
 // applied to the sample through the plug-in as its editor applies it: the
 // entry's default parameters and the first picture of each library for
@@ -299,19 +318,7 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             takeLastWarning();
             const cif::HostImage out =
                 main->CIFApplyFilterAttributesForImage(id, parameters, picture);
-            const QString file = QStringLiteral("catalog-%1.png").arg(id);
-            if (out.isNull()) {
-                const QString why = takeLastWarning();
-                cell.error = QCoreApplication::translate("cifx", "no image was produced") +
-                             (why.isEmpty() ? QString() : QStringLiteral(": ") + why);
-            } else if (!out.savePNG(dir.filePath(file), &error)) {
-                cell.error = error;
-            } else {
-                cell.file = file;
-                cell.size = QSize(out.pixelsWide(), out.pixelsHigh());
-            }
-            if (!cell.error.isEmpty()) ++failures;
-            cells << cell;
+            finishCell(dir, QStringLiteral("catalog-%1.png").arg(id), out, cell, cells, failures);
         }
     }
 
@@ -337,17 +344,7 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             cell.name = id;
             cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
             cell.caption = QCoreApplication::translate("cifx", "generator, seed 1");
-            const QString file = QStringLiteral("generator-%1.png").arg(id);
-            if (out.isNull())
-                cell.error = QCoreApplication::translate("cifx", "no image was produced");
-            else if (!out.savePNG(dir.filePath(file), &error))
-                cell.error = error;
-            else {
-                cell.file = file;
-                cell.size = QSize(out.pixelsWide(), out.pixelsHigh());
-            }
-            if (!cell.error.isEmpty()) ++failures;
-            cells << cell;
+            finishCell(dir, QStringLiteral("generator-%1.png").arg(id), out, cell, cells, failures);
         }
 }
 
