@@ -146,8 +146,10 @@ TEST_F(BuiltinBlur, GaussianMatchesDirectConvolution) {
                     maxErr = std::max(maxErr, e);
                     ++count;
                 }
-        // Measured: mean at most 0.01 of a level, largest error one level.
-        EXPECT_LT(sumErr / count, 0.05);
+        // Measured: mean at most 0.01 of a level computed directly, 0.07
+        // through the reduced resolution (sigma 10 and 24); largest error
+        // one level either way.
+        EXPECT_LT(sumErr / count, 0.1);
         EXPECT_LE(maxErr, 1);  // levels of 255
     }
 }

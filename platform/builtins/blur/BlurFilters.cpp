@@ -6,6 +6,7 @@
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/builtins/blur/BlurPasses.h"
 #include "platform/builtins/blur/NeighbourhoodNodes.h"
+#include "platform/builtins/blur/ReducedBlur.h"
 #include "platform/builtins/blur/SeparableBlur.h"
 #include "platform/image/Pixel4.h"
 
@@ -24,13 +25,12 @@ double nonNegative(double v) {
 }
 
 CIImage gaussianBlur(const CIImage& in, double sigma) {
+    // Wide blurs run at a reduced resolution (see ReducedBlur.h); narrow
+    // ones directly.
+    if (engine::NodePtr reduced = blur::reducedGaussian(in.node(), sigma))
+        return CIImage::imageWithNode(std::move(reduced));
     const blur::Kernel1D k = blur::gaussianKernel(sigma);
     if (k.kind == blur::Kernel1D::Kind::Copy) return in;
-    // Wide kernels would redo most of each tile's input in their margins;
-    // below this reach the held blocks cost more (memory, page faults) than
-    // the margins they save.
-    if (k.kind == blur::Kernel1D::Kind::Recursive && k.reach >= 96)
-        return CIImage::imageWithNode(blur::SeparableBlurNode::twoStage(in.node(), k));
     return CIImage::imageWithNode(std::make_shared<blur::SeparableBlurNode>(in.node(), k, k));
 }
 

@@ -348,6 +348,39 @@ void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstS
                            std::min(cols, c0 + kB));
 }
 
+namespace {
+
+CIF_BLUR_CLONES
+void blendRowsImpl(const float* a, const float* b, float t, float* out, int n) {
+    const V8 tv = splat8(t);
+    int i = 0;
+    for (; i + 8 <= n; i += 8) {
+        const V8 va = load8(a + i);
+        store8(out + i, va + (load8(b + i) - va) * tv);
+    }
+    for (; i < n; ++i)
+        out[i] = a[i] + (b[i] - a[i]) * t;
+}
+
+CIF_BLUR_CLONES
+void addRowImpl(const float* in, float* acc, int n) {
+    int i = 0;
+    for (; i + 8 <= n; i += 8)
+        store8(acc + i, load8(acc + i) + load8(in + i));
+    for (; i < n; ++i)
+        acc[i] += in[i];
+}
+
+}  // namespace
+
+void blendRows(const float* a, const float* b, float t, float* out, int n) {
+    blendRowsImpl(a, b, t, out, n);
+}
+
+void addRow(const float* in, float* acc, int n) {
+    addRowImpl(in, acc, n);
+}
+
 void snapOpaque(float* px, int n) {
     // Sums of weights that should be exactly 1 come out a few ulps (or, for
     // the recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1,

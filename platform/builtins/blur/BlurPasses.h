@@ -73,6 +73,11 @@ void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels);
 void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstStride, int rows,
                      int cols);
 
+// out = a + (b - a) * t over n floats (a flat input stays exactly flat).
+void blendRows(const float* a, const float* b, float t, float* out, int n);
+// acc += in over n floats.
+void addRow(const float* in, float* acc, int n);
+
 // Sets alpha within 1/2048 below 1 to exactly 1 in n pixels: the rounding
 // (and, for the recursive Gaussian, the ripple) of weights that sum to 1.
 void snapOpaque(float* px, int n);

@@ -23,17 +23,6 @@ int padPixels(int w) {
 // first pass's buffer stays bounded whatever the reach.
 constexpr int64_t kStripPixels = int64_t(1) << 20;
 
-// Blocks of the horizontal pass held for a render: aligned on absolute
-// coordinates so that every tile asks for the same ones. Wide blocks keep
-// the horizontal margin small; the whole held image is capped (16 bytes a
-// pixel), beyond which tiles work on their own.
-constexpr int kBlockW = 1024, kBlockH = 256;
-constexpr int64_t kMaxHeldPixels = int64_t(20) << 20;
-
-int floorDiv(int a, int b) {
-    return a >= 0 ? a / b : -((-a + b - 1) / b);
-}
-
 }  // namespace
 
 Rect grownExtent(const Rect& extent, double rx, double ry) {
@@ -48,42 +37,6 @@ SeparableBlurNode::SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal,
       m_x(std::move(horizontal)),
       m_y(std::move(vertical)),
       m_finish(std::move(finish)) {}
-
-engine::NodePtr SeparableBlurNode::twoStage(engine::NodePtr input, const Kernel1D& kernel) {
-    auto rows = std::make_shared<SeparableBlurNode>(std::move(input), kernel, Kernel1D{});
-    auto node = std::make_shared<SeparableBlurNode>(rows, Kernel1D{}, kernel);
-    node->m_blocks = true;
-    return node;
-}
-
-void SeparableBlurNode::renderInput(PixelBuffer& buf, const engine::RenderState& state) const {
-    const Node& input = *inputs().front();
-    const Rect& e = input.extent();
-    const IRect have = e.isInfinite() ? IRect{} : engine::coveringPixels(e);
-    if (!m_blocks || !state.cache || e.isInfinite() || have.area() > kMaxHeldPixels) {
-        engine::renderNode(input, buf, state);
-        return;
-    }
-    const IRect want = buf.rect().intersected(have);
-    if (want.isEmpty()) {
-        buf.fillTransparent();
-        return;
-    }
-    for (int by = floorDiv(want.y, kBlockH); by <= floorDiv(want.top() - 1, kBlockH); ++by)
-        for (int bx = floorDiv(want.x, kBlockW); bx <= floorDiv(want.right() - 1, kBlockW); ++bx) {
-            const IRect block =
-                IRect{bx * kBlockW, by * kBlockH, kBlockW, kBlockH}.intersected(have);
-            const IRect part = block.intersected(want);
-            if (part.isEmpty()) continue;
-            const std::shared_ptr<const PixelBuffer> pixels =
-                state.cache->materialise(input, block, state);
-            if (state.cancelled()) return;
-            for (int y = part.y; y < part.top(); ++y)
-                std::memcpy(buf.at(part.x, y), pixels->at(part.x, y),
-                            size_t(part.w) * 4 * sizeof(float));
-        }
-    buf.clearOutside(want);
-}
 
 // The horizontal pass over rows of `src` (area.h rows of roiW pixels,
 // `stride` floats apart): transposed, run down the transposed rows, and
@@ -134,7 +87,7 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         // is transposed as it is.
         const int inW = roi.w % 256 == 0 ? roi.w + 4 : roi.w;
         PooledBuffer in(IRect{roi.x, roi.y, inW, roi.h});
-        renderInput(*in, state);
+        engine::renderNode(*inputs().front(), *in, state);
         if (state.cancelled()) return;
         horizontalByTranspose(in->data(), size_t(inW) * 4, roi.w, area, padH, strideC, dst);
         dst.clearOutside(area);
@@ -155,7 +108,7 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         // the same reason as the strides above.
         const int inW = sw % 256 == 0 ? sw + 4 : sw;
         auto in = std::make_unique<PooledBuffer>(IRect{roi.x + sx, roi.y, inW, roi.h});
-        renderInput(**in, state);
+        engine::renderNode(*inputs().front(), **in, state);
         if (state.cancelled()) return;
         runPass(m_y, (*in)->data(), size_t(inW) * 4, vert->data() + size_t(sx) * 4, strideB, area.h,
                 sw * 4);

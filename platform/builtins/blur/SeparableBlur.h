@@ -24,26 +24,15 @@ public:
     SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
                       std::shared_ptr<const BlurFinish> finish = nullptr);
 
-    // A blur in two nodes for wide kernels: the horizontal pass is rendered
-    // once per render in blocks shared by all tiles (through the render's
-    // cache), so only the vertical pass pays for each tile's margin. The
-    // blocks stay until the render ends: at most 20 million pixels of 16
-    // bytes. Falls back to tile by tile where the input is infinite, larger
-    // than that, or rendered outside the tiled renderer.
-    static engine::NodePtr twoStage(engine::NodePtr input, const Kernel1D& kernel);
-
     engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
     void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
     const char* kind() const override { return "separable-blur"; }
 
 private:
-    // Renders the input over buf: from cached blocks when m_blocks is set.
-    void renderInput(engine::PixelBuffer& buf, const engine::RenderState& state) const;
     void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
                                int padH, size_t strideC, engine::PixelBuffer& dst) const;
 
     Kernel1D m_x, m_y;
-    bool m_blocks = false;
     std::shared_ptr<const BlurFinish> m_finish;
 };
 
