@@ -165,6 +165,7 @@ TEST_F(BuiltinBlur, FlatStaysFlatAndTotalsAreKept) {
     const Case cases[] = {
         {"CIGaussianBlur", {{"inputRadius", 2.0}}, true},
         {"CIGaussianBlur", {{"inputRadius", 7.5}}, true},
+        {"CIGaussianBlur", {{"inputRadius", 30.0}}, true},
         {"CIBoxBlur", {{"inputRadius", 6.0}}, true},
         {"CIDiscBlur", {{"inputRadius", 5.0}}, true},
         {"CIMotionBlur", {{"inputRadius", 9.0}, {"inputAngle", 0.7}}, true},
