@@ -82,11 +82,45 @@ HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw, const int32_t* packedT
     return hn::IfThenZeroElse(below, code);
 }
 
-// Encodes whole vectors of pixels that are each opaque or fully transparent
-// (transparent ones encode to zero); stops at the first vector holding a
-// partly transparent pixel and answers the number of pixels done.
-int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
-                 uint32_t lowBits, int shift) {
+// Rounds non-negative values to the nearest integer, halves up, exactly as
+// the scalar encoder does: the truncation and the fraction are exact.
+template <class DF, class DI, class V>
+HWY_INLINE hn::Vec<DI> RoundHalfUp(DF df, DI di, V v) {
+    const auto t = hn::Trunc(v);
+    const auto up = hn::Ge(hn::Sub(v, t), hn::Set(df, 0.5f));
+    return hn::Add(hn::ConvertTo(di, t),
+                   hn::IfThenElseZero(hn::RebindMask(di, up), hn::Set(di, 1)));
+}
+
+// One colour channel of partly transparent pixels: unpremultiplied,
+// clamped to [0, 1] (NaN to 0), through the sRGB curve (its linear segment,
+// or the interpolated table), scaled by the alpha code and rounded, at most
+// the alpha code.
+template <class DF, class DI, class V>
+HWY_INLINE hn::Vec<DI> EncodePartialChannel(DF df, DI di, V c, V a, V af, hn::Vec<DI> a8,
+                                            const float* curveTable) {
+    const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
+    const auto q = hn::Div(c, a);
+    const auto lin = hn::IfThenElseZero(hn::Eq(q, q), hn::Min(hn::Max(q, zero), one));
+    const auto rel = hn::Sub(hn::BitCast(di, hn::Max(lin, hn::Set(df, kSrgbCurveMin))),
+                             hn::Set(di, int32_t(kSrgbCurveLowBits)));
+    const auto index = hn::ShiftRight<kSrgbCurveShift>(rel);
+    const auto frac =
+        hn::Mul(hn::ConvertTo(df, hn::And(rel, hn::Set(di, (1 << kSrgbCurveShift) - 1))),
+                hn::Set(df, kSrgbCurveFracScale));
+    const auto t0 = hn::GatherIndex(df, curveTable, index);
+    const auto t1 = hn::GatherIndex(df, curveTable + 1, index);
+    const auto curve = hn::Add(t0, hn::Mul(hn::Sub(t1, t0), frac));
+    const auto s = hn::IfThenElse(hn::Le(lin, hn::Set(df, kSrgbLinearMax)),
+                                  hn::Mul(lin, hn::Set(df, 12.92f)), curve);
+    return hn::Min(RoundHalfUp(df, di, hn::Mul(s, af)), a8);
+}
+
+// Encodes every whole vector of pixels; answers the number of pixels done.
+// Vectors of opaque and fully transparent pixels only (transparent ones
+// encode to zero) take the table path alone.
+int EncodePremultiplied(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
+                        uint32_t lowBits, int shift, const float* curveTable) {
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
@@ -99,15 +133,24 @@ int EncodeOpaque(const float* src, uint8_t* dst, int n, const int32_t* packedTab
         hn::LoadInterleaved4(df, src + size_t(done) * 4, r, g, b, a);
         const auto isOpaque = hn::Ge(a, one);
         const auto isClear = hn::Not(hn::Gt(a, zero));  // also NaN alpha
-        if (!hn::AllTrue(df, hn::Or(isOpaque, isClear))) break;
         const auto clear = hn::RebindMask(di, isClear);
-        const auto rc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, packedTable, low, shift));
-        const auto gc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, packedTable, low, shift));
-        const auto bc =
-            hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, packedTable, low, shift));
-        const auto ac = hn::IfThenZeroElse(clear, hn::Set(di, 255));
+        auto rc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, packedTable, low, shift));
+        auto gc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, packedTable, low, shift));
+        auto bc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, packedTable, low, shift));
+        auto ac = hn::IfThenZeroElse(clear, hn::Set(di, 255));
+        const auto partialF = hn::Not(hn::Or(isOpaque, isClear));
+        if (!hn::AllFalse(df, partialF)) {
+            const auto partial = hn::RebindMask(di, partialF);
+            const auto a8 = RoundHalfUp(df, di, hn::Mul(a, hn::Set(df, 255.0f)));
+            const auto af = hn::ConvertTo(df, a8);
+            rc =
+                hn::IfThenElse(partial, EncodePartialChannel(df, di, r, a, af, a8, curveTable), rc);
+            gc =
+                hn::IfThenElse(partial, EncodePartialChannel(df, di, g, a, af, a8, curveTable), gc);
+            bc =
+                hn::IfThenElse(partial, EncodePartialChannel(df, di, b, a, af, a8, curveTable), bc);
+            ac = hn::IfThenElse(partial, a8, ac);
+        }
         hn::StoreInterleaved4(hn::DemoteTo(du8, rc), hn::DemoteTo(du8, gc), hn::DemoteTo(du8, bc),
                               hn::DemoteTo(du8, ac), du8, dst + size_t(done) * 4);
     }
@@ -121,15 +164,16 @@ HWY_AFTER_NAMESPACE();
 namespace cif::engine {
 
 HWY_EXPORT(DecodePremultiplied);
-HWY_EXPORT(EncodeOpaque);
+HWY_EXPORT(EncodePremultiplied);
 
 int decodePremultipliedSimd(const uint8_t* src, float* dst, int n, const float* pairTable) {
     return HWY_DYNAMIC_DISPATCH(DecodePremultiplied)(src, dst, n, pairTable);
 }
 
-int encodeOpaqueSimd(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
-                     uint32_t lowBits, int shift) {
-    return HWY_DYNAMIC_DISPATCH(EncodeOpaque)(src, dst, n, packedTable, lowBits, shift);
+int encodePremultipliedSimd(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
+                            uint32_t lowBits, int shift, const float* curveTable) {
+    return HWY_DYNAMIC_DISPATCH(EncodePremultiplied)(src, dst, n, packedTable, lowBits, shift,
+                                                     curveTable);
 }
 
 }  // namespace cif::engine

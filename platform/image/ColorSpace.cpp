@@ -102,6 +102,31 @@ struct EncodeTables {
     }
 };
 
+// The sRGB curve at the start of each bucket of float bits from 2^-9 up,
+// computed in double (see kSrgbCurveLowBits).
+struct SrgbCurveTable {
+    std::array<float, kSrgbCurveEntries> value{};
+    SrgbCurveTable() {
+        for (int i = 0; i < kSrgbCurveEntries; ++i) {
+            const double v =
+                std::bit_cast<float>(kSrgbCurveLowBits + (uint32_t(i) << kSrgbCurveShift));
+            value[size_t(i)] = float(1.055 * std::pow(v, 1.0 / 2.4) - 0.055);
+        }
+    }
+    // v in [2^-9, 1].
+    float curve(float v) const {
+        const uint32_t rel = std::bit_cast<uint32_t>(v) - kSrgbCurveLowBits;
+        const float* t = value.data() + (rel >> kSrgbCurveShift);
+        const float frac = float(rel & ((1u << kSrgbCurveShift) - 1)) * kSrgbCurveFracScale;
+        return t[0] + (t[1] - t[0]) * frac;
+    }
+};
+
+const SrgbCurveTable& srgbCurveTable() {
+    static const SrgbCurveTable t;
+    return t;
+}
+
 const DecodeTables& decodeTables() {
     static const DecodeTables t;
     return t;
@@ -111,9 +136,16 @@ const EncodeTables& encodeTables() {
     return t;
 }
 
+// Rounds a non-negative float to the nearest integer, halves up (as
+// lround does, and as the vector encoder does with a truncation).
+inline int roundHalfUp(float v) {
+    const float t = std::trunc(v);
+    return int(t) + (v - t >= 0.5f ? 1 : 0);
+}
+
 inline uint8_t encodePlain(float v) {
     v = std::clamp(v, 0.0f, 1.0f);  // NaN stays NaN and ...
-    return v == v ? uint8_t(std::lround(v * 255.0f)) : 0;
+    return v == v ? uint8_t(roundHalfUp(v * 255.0f)) : 0;
 }
 
 }  // namespace
@@ -145,6 +177,7 @@ void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space
         return;
     }
     const EncodeTables& t = encodeTables();
+    const SrgbCurveTable& curve = srgbCurveTable();
     for (int i = 0; i < n; ++i, src += 4, dst += 4) {
         const float a = src[3];
         if (a >= 1.0f) {
@@ -158,18 +191,18 @@ void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space
             const uint8_t a8 = encodePlain(a);
             const float af = float(a8);
             for (int k = 0; k < 3; ++k) {
-                const float lin = std::clamp(src[k] / a, 0.0f, 1.0f);
-                const float s = lin == lin ? linearToSrgb(lin) : 0.0f;
-                dst[k] = uint8_t(std::min<long>(std::lround(s * af), a8));
+                float lin = std::clamp(src[k] / a, 0.0f, 1.0f);
+                lin = lin == lin ? lin : 0.0f;
+                const float s = lin <= kSrgbLinearMax ? lin * 12.92f : curve.curve(lin);
+                dst[k] = uint8_t(std::min(roundHalfUp(s * af), int(a8)));
             }
             dst[3] = a8;
         }
     }
 }
 
-// The vectorised converters handle whole vectors (and, when encoding, pixels
-// that are opaque or fully transparent); tails and partly transparent pixels
-// go through the scalar reference a few pixels at a time.
+// The vectorised converters handle whole vectors; tails go through the
+// scalar reference.
 void decodeRGBA8(const uint8_t* src, float* dst, int n, WorkingSpace space) {
     if (space == WorkingSpace::None) {
         decodeRGBA8Scalar(src, dst, n, space);
@@ -184,15 +217,10 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
         encodeRGBA8Scalar(src, dst, n, space);
         return;
     }
-    const EncodeTables& t = encodeTables();
-    int i = 0;
-    while (i < n) {
-        i += encodeOpaqueSimd(src + size_t(i) * 4, dst + size_t(i) * 4, n - i, t.packed.data(),
-                              EncodeTables::kLowBits, EncodeTables::kShift);
-        const int step = std::min(16, n - i);
-        encodeRGBA8Scalar(src + size_t(i) * 4, dst + size_t(i) * 4, step, space);
-        i += step;
-    }
+    const int done =
+        encodePremultipliedSimd(src, dst, n, encodeTables().packed.data(), EncodeTables::kLowBits,
+                                EncodeTables::kShift, srgbCurveTable().value.data());
+    encodeRGBA8Scalar(src + size_t(done) * 4, dst + size_t(done) * 4, n - done, space);
 }
 
 void colorToWorking(const double rgba[4], float out[4], WorkingSpace space) {

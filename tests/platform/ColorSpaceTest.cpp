@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <QImage>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -104,6 +105,34 @@ TEST(ColorSpace, EncoderPicksTheNearestSrgbCode) {
     int wrong = 0;
     for (int i = 0; i < n; ++i)
         wrong += out[4 * i] != want[i] || outScalar[4 * i] != want[i];
+    EXPECT_EQ(wrong, 0) << "of " << n << " values";
+}
+
+TEST(ColorSpace, EncoderPicksTheNearestCodeUnderPartialAlpha) {
+    // Partly transparent pixels: the unpremultiplied value's sRGB code
+    // scaled by the alpha code, rounded; same sweep and boundary rule.
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    std::vector<float> px;
+    std::vector<std::array<int, 2>> want;  // colour, alpha
+    for (int i = 0; i < (1 << 17); ++i) {
+        const float a = float(0.002 + 0.996 * unit(rng));
+        const float c = float(std::pow(unit(rng), 3.0)) * a;
+        const int a8 = int(std::floor(double(a) * 255.0 + 0.5));
+        const double s = referenceSrgb(double(c / a)) * a8;
+        if (std::abs(s - std::floor(s) - 0.5) < 1e-3 || std::abs(a * 255.0 - a8) > 0.499) continue;
+        px.insert(px.end(), {c, c, c, a});
+        want.push_back({std::min(int(std::floor(s + 0.5)), a8), a8});
+    }
+    const int n = int(want.size());
+    std::vector<uint8_t> out(size_t(n) * 4), outScalar(size_t(n) * 4);
+    encodeRGBA8(px.data(), out.data(), n, WorkingSpace::LinearSRGB);
+    encodeRGBA8Scalar(px.data(), outScalar.data(), n, WorkingSpace::LinearSRGB);
+    int wrong = 0;
+    for (int i = 0; i < n; ++i)
+        for (const std::vector<uint8_t>* o : {&out, &outScalar})
+            wrong += (*o)[4 * size_t(i)] != want[size_t(i)][0] ||
+                     (*o)[4 * size_t(i) + 3] != want[size_t(i)][1];
     EXPECT_EQ(wrong, 0) << "of " << n << " values";
 }
 
