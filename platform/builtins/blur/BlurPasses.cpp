@@ -42,32 +42,62 @@ inline V8 fma8(V8 a, V8 b, V8 c) {
     return a * b + c;
 }
 
-// Symmetric taps: the two rows at the same distance are added first. Four
-// vectors at a time, written out so that they stay in registers.
+// Symmetric taps: the two rows at the same distance are added first.
+// Output rows are made in pairs, which share all but one of their input
+// rows: walking the pairs of taps outwards, each step loads two new rows
+// (per vector) and reuses the two loaded by the step before, so the pass
+// needs half the loads of one row at a time. Two vectors per row, so the
+// running values stay in registers.
 CIF_BLUR_CLONES
 void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
               size_t outStride, int outRows, int width) {
-    for (int c = 0; c < width; c += 32) {
-        for (int j = 0; j < outRows; ++j) {
+    const V8 tm = splat8(taps[reach]);
+    for (int c = 0; c < width; c += 16) {
+        int j = 0;
+        for (; j + 1 < outRows; j += 2) {
+            // T(m) is input row j + m; row j is centred on T(reach), row
+            // j + 1 on T(reach + 1).
+            const float* base = in + size_t(j) * inStride + size_t(c);
+            auto row = [&](int m) { return base + size_t(m) * inStride; };
+            const float* mid = row(reach);
+            const float* mid1 = row(reach + 1);
+            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm;
+            V8 b0 = load8(mid1) * tm, b1 = load8(mid1 + 8) * tm;
+            // lo = T(k), hi = T(2 reach + 1 - k), carried between steps.
+            V8 lo0 = load8(row(0)), lo1 = load8(row(0) + 8);
+            V8 hi0 = load8(row(2 * reach + 1)), hi1 = load8(row(2 * reach + 1) + 8);
+            for (int k = 0; k < reach; ++k) {
+                const V8 t = splat8(taps[k]);
+                const float* up = row(k + 1);
+                const float* down = row(2 * reach - k);
+                const V8 u0 = load8(up), u1 = load8(up + 8);
+                const V8 d0 = load8(down), d1 = load8(down + 8);
+                a0 = fma8(lo0 + d0, t, a0);  // T(k) + T(2 reach - k)
+                a1 = fma8(lo1 + d1, t, a1);
+                b0 = fma8(u0 + hi0, t, b0);  // T(k + 1) + T(2 reach + 1 - k)
+                b1 = fma8(u1 + hi1, t, b1);
+                lo0 = u0, lo1 = u1, hi0 = d0, hi1 = d1;
+            }
+            float* o = out + size_t(j) * outStride + size_t(c);
+            store8(o, a0);
+            store8(o + 8, a1);
+            store8(o + outStride, b0);
+            store8(o + outStride + 8, b1);
+        }
+        for (; j < outRows; ++j) {
             const float* top = in + size_t(j) * inStride + size_t(c);
             const float* mid = top + size_t(reach) * inStride;
-            const V8 tm = splat8(taps[reach]);
-            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm, a2 = load8(mid + 16) * tm,
-               a3 = load8(mid + 24) * tm;
+            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm;
             for (int k = 0; k < reach; ++k) {
                 const float* a = top + size_t(k) * inStride;
                 const float* b = top + size_t(2 * reach - k) * inStride;
                 const V8 t = splat8(taps[k]);
                 a0 = fma8(load8(a) + load8(b), t, a0);
                 a1 = fma8(load8(a + 8) + load8(b + 8), t, a1);
-                a2 = fma8(load8(a + 16) + load8(b + 16), t, a2);
-                a3 = fma8(load8(a + 24) + load8(b + 24), t, a3);
             }
             float* o = out + size_t(j) * outStride + size_t(c);
             store8(o, a0);
             store8(o + 8, a1);
-            store8(o + 16, a2);
-            store8(o + 24, a3);
         }
     }
 }
@@ -381,15 +411,32 @@ void addRow(const float* in, float* acc, int n) {
     addRowImpl(in, acc, n);
 }
 
-void snapOpaque(float* px, int n) {
-    // Sums of weights that should be exactly 1 come out a few ulps (or, for
-    // the recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1,
-    // so opaque pictures stay opaque (and encode on the fast path).
-    constexpr float kNearlyOne = 1.0f - 1.0f / 2048;
-    for (int i = 0; i < n; ++i) {
+namespace {
+
+// Sums of weights that should be exactly 1 come out a few ulps (or, for the
+// recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1, so
+// opaque pictures stay opaque (and encode on the fast path).
+constexpr float kNearlyOne = 1.0f - 1.0f / 2048;
+
+CIF_BLUR_CLONES
+void snapOpaqueImpl(float* px, int n) {
+    const V8 nearly = splat8(kNearlyOne), one = splat8(1.0f);
+    const V8i alpha = {0, 0, 0, -1, 0, 0, 0, -1};
+    int i = 0;
+    for (; i + 2 <= n; i += 2) {
+        const V8 v = load8(px + 4 * i);
+        store8(px + 4 * i, ((v > nearly) & (v < one) & alpha) ? one : v);
+    }
+    for (; i < n; ++i) {
         float& a = px[4 * i + 3];
         a = (a > kNearlyOne && a < 1.0f) ? 1.0f : a;
     }
+}
+
+}  // namespace
+
+void snapOpaque(float* px, int n) {
+    snapOpaqueImpl(px, n);
 }
 
 }  // namespace cif::builtins::blur

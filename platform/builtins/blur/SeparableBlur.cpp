@@ -139,15 +139,19 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
                 std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
                 runRowPass(m_x, v, out, area.w);
             }
-            snapOpaque(out, area.w);
-            if (m_finish) m_finish->apply(originalRow(area.y + j), out, area.w);
+            if (m_finish)
+                m_finish->apply(originalRow(area.y + j), out, area.w);
+            else
+                snapOpaque(out, area.w);
             std::memcpy(dst.at(area.x, area.y + j), out, size_t(area.w) * 4 * sizeof(float));
         }
     } else {
         horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
         for (int y = area.y; y < area.top(); ++y) {
-            snapOpaque(dst.at(area.x, y), area.w);
-            if (m_finish) m_finish->apply(originalRow(y), dst.at(area.x, y), area.w);
+            if (m_finish)
+                m_finish->apply(originalRow(y), dst.at(area.x, y), area.w);
+            else
+                snapOpaque(dst.at(area.x, y), area.w);
         }
     }
     dst.clearOutside(area);

@@ -11,6 +11,8 @@
 namespace cif::builtins::blur {
 
 // Combines the input (original) with its blur, n pixels in place in blurred.
+// The finish sets alpha itself (from the original, or opaque): the blurred
+// alpha it is handed is not snapped to 1 where it rounds just below.
 class BlurFinish {
 public:
     virtual ~BlurFinish() = default;
