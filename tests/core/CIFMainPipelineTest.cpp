@@ -169,15 +169,15 @@ TEST_F(PipelineTest, PreviewAndResultAgreeForEveryCatalogEffect) {
                         const QColor ca = a.pixelColor(x, y);
                         if (ca.alpha() != 255) continue;
                         const QColor cp = p.pixelColor(x, y);
-                        const int d = std::max({std::abs(ca.red() - cp.red()),
-                                                std::abs(ca.green() - cp.green()),
-                                                std::abs(ca.blue() - cp.blue())});
-                        if (d > worst)
+                        const int diff = std::max({std::abs(ca.red() - cp.red()),
+                                                   std::abs(ca.green() - cp.green()),
+                                                   std::abs(ca.blue() - cp.blue())});
+                        if (diff > worst)
                             where = QStringLiteral("(%1, %2): %3 against %4")
                                         .arg(x)
                                         .arg(y)
                                         .arg(ca.name(), cp.name(QColor::HexArgb));
-                        worst = std::max(worst, d);
+                        worst = std::max(worst, diff);
                     }
                 EXPECT_LE(worst, 1) << id.toStdString() << " at " << where.toStdString();
                 ++compared;

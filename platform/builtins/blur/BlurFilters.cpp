@@ -57,12 +57,7 @@ class UnsharpFinish final : public blur::BlurFinish {
 public:
     explicit UnsharpFinish(float intensity) : m_k(intensity) {}
     void apply(const float* original, float* blurred, int n) const override {
-        for (int i = 0; i < n; ++i, original += 4, blurred += 4) {
-            const Pixel4 o = loadPixel(original);
-            Pixel4 r = o + m_k * (o - loadPixel(blurred));
-            r[3] = o[3];
-            storePixel(blurred, r);
-        }
+        blur::unsharpPixels(original, blurred, m_k, n);
     }
 
 private:

@@ -52,9 +52,9 @@ CIF_BLUR_CLONES
 void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
               size_t outStride, int outRows, int width) {
     const V8 tm = splat8(taps[reach]);
-    for (int c = 0; c < width; c += 16) {
-        int j = 0;
-        for (; j + 1 < outRows; j += 2) {
+    int j = 0;
+    for (; j + 1 < outRows; j += 2) {
+        for (int c = 0; c < width; c += 16) {
             // T(m) is input row j + m; row j is centred on T(reach), row
             // j + 1 on T(reach + 1).
             const float* base = in + size_t(j) * inStride + size_t(c);
@@ -84,7 +84,9 @@ void tapsPass(const float* taps, int reach, const float* in, size_t inStride, fl
             store8(o + outStride, b0);
             store8(o + outStride + 8, b1);
         }
-        for (; j < outRows; ++j) {
+    }
+    for (; j < outRows; ++j) {
+        for (int c = 0; c < width; c += 16) {
             const float* top = in + size_t(j) * inStride + size_t(c);
             const float* mid = top + size_t(reach) * inStride;
             V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm;
@@ -401,7 +403,29 @@ void addRowImpl(const float* in, float* acc, int n) {
         acc[i] += in[i];
 }
 
+CIF_BLUR_CLONES
+void unsharpImpl(const float* original, float* blurred, float k, int n) {
+    const V8 kv = splat8(k);
+    const V8i alpha = {0, 0, 0, -1, 0, 0, 0, -1};
+    int i = 0;
+    for (; i + 2 <= n; i += 2) {
+        const V8 o = load8(original + 4 * i);
+        const V8 r = o + kv * (o - load8(blurred + 4 * i));
+        store8(blurred + 4 * i, alpha ? o : r);
+    }
+    for (; i < n; ++i) {
+        for (int c = 0; c < 3; ++c)
+            blurred[4 * i + c] =
+                original[4 * i + c] + k * (original[4 * i + c] - blurred[4 * i + c]);
+        blurred[4 * i + 3] = original[4 * i + 3];
+    }
+}
+
 }  // namespace
+
+void unsharpPixels(const float* original, float* blurred, float k, int n) {
+    unsharpImpl(original, blurred, k, n);
+}
 
 void blendRows(const float* a, const float* b, float t, float* out, int n) {
     blendRowsImpl(a, b, t, out, n);

@@ -75,6 +75,9 @@ void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstS
 
 // out = a + (b - a) * t over n floats (a flat input stays exactly flat).
 void blendRows(const float* a, const float* b, float t, float* out, int n);
+// Unsharp masking of n pixels in place: colour channels become
+// original + k * (original - blurred), alpha the original's.
+void unsharpPixels(const float* original, float* blurred, float k, int n);
 // acc += in over n floats.
 void addRow(const float* in, float* acc, int n);
 
