@@ -128,11 +128,15 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
 
     if (rows) {
         // Box and sampled kernels run straight along the rows; each row is
-        // finished while it is in cache.
-        std::vector<float> line(size_t(padPixels(area.w)) * 4);
+        // finished while it is in cache. The row pass writes whole vectors
+        // of two pixels, straight into the destination when its rows hold
+        // them.
+        const bool direct = area.w % 8 == 0;
+        std::vector<float> line(direct ? 0 : size_t(padPixels(area.w)) * 4);
         for (int j = 0; j < area.h; ++j) {
             float* v = vert->data() + size_t(j) * strideB;
-            float* out = line.data();
+            float* const row = dst.at(area.x, area.y + j);
+            float* out = direct ? row : line.data();
             if (m_x.kind == Kernel1D::Kind::Copy) {
                 out = v;
             } else {
@@ -143,7 +147,7 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
                 m_finish->apply(originalRow(area.y + j), out, area.w);
             else
                 snapOpaque(out, area.w);
-            std::memcpy(dst.at(area.x, area.y + j), out, size_t(area.w) * 4 * sizeof(float));
+            if (out != row) std::memcpy(row, out, size_t(area.w) * 4 * sizeof(float));
         }
     } else {
         horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
