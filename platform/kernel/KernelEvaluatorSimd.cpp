@@ -15,6 +15,7 @@
 #include <cmath>
 
 #include "platform/kernel/KernelEvaluator.h"
+#include "platform/kernel/KernelMath-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace cif::kernel::HWY_NAMESPACE {
@@ -349,6 +350,12 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
                     break;
                 case Op::InverseSqrt:
                     Unary(d, a, [&](VF v) { return hn::Div(one, hn::Sqrt(v)); });
+                    break;
+                case Op::Sin:
+                    SinCosSpan<false>(a, d, size_t(kSpan));
+                    break;
+                case Op::Cos:
+                    SinCosSpan<true>(a, d, size_t(kSpan));
                     break;
 #define CIF_KERNEL_SIMD_LIBRARY(name, expr)        \
     case Op::name:                                 \
