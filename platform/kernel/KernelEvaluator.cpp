@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/kernel/KernelEvaluator.h"
+#include "platform/kernel/KernelMath.h"
 
 namespace cif::kernel {
 
@@ -104,6 +105,12 @@ void runProgramScalar(const Program& program, const EvalContext& context, int x0
                     break;
                 case Op::InverseSqrt:
                     d = 1.0f / std::sqrt(a);
+                    break;
+                case Op::Sin:
+                    d = kernelSin(a);
+                    break;
+                case Op::Cos:
+                    d = kernelCos(a);
                     break;
 #define CIF_KERNEL_SCALAR_LIBRARY(name, expr) \
     case Op::name:                            \

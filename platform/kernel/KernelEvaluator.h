@@ -10,8 +10,9 @@
 // depend on how a picture is split into tiles.
 //
 // Arithmetic is IEEE single precision without fused operations: division by
-// zero gives an infinity or NaN, nothing traps. Transcendental functions are
-// the C library's, lane by lane.
+// zero gives an infinity or NaN, nothing traps. sin and cos are KernelMath.h's
+// (vectorised, the same bits in both evaluators); the other transcendental
+// functions are the C library's, lane by lane.
 
 #include <cmath>
 #include <string>
@@ -106,8 +107,6 @@ namespace detail {
     X(Exp2, std::exp2(a))         \
     X(Log, std::log(a))           \
     X(Log2, std::log2(a))         \
-    X(Sin, std::sin(a))           \
-    X(Cos, std::cos(a))           \
     X(Tan, std::tan(a))           \
     X(Asin, std::asin(a))         \
     X(Acos, std::acos(a))         \

@@ -15,6 +15,7 @@
 #include <cmath>
 
 #include "platform/kernel/KernelEvaluator.h"
+#include "platform/kernel/KernelMath-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace cif::kernel::HWY_NAMESPACE {
@@ -88,10 +89,61 @@ HWY_INLINE void Ternary(float* d, const float* a, const float* b, const float* c
         hn::Store(f(hn::Load(df, a + i), hn::Load(df, b + i), hn::Load(df, c + i)), df, d + i);
 }
 
+#if HWY_TARGET != HWY_SCALAR
+// The bilinear blend of one vector of positions whose four taps are all
+// inside the buffer, a pixel at a time: the two taps of a row are eight
+// consecutive floats, so each pixel is four 4-float loads instead of a
+// gather per tap and channel. Per channel it is the same arithmetic as the
+// gathering form (and sampleLane), so the bits are the same. The pixels are
+// blended into an interleaved block, then split into the channel registers
+// out[c] + i; channels not in mask are set to zero.
+template <class VI>
+HWY_INLINE void BlendPixels(const float* base, int stride, VI offset, VF tx, VF wx0, VF ty, VF wy0,
+                            float* const out[4], int i, int mask) {
+    const DF df;
+    const hn::RebindToSigned<DF> di;
+    const hn::FixedTag<float, 4> d4;
+    constexpr size_t kMaxLanes = HWY_MAX_BYTES / sizeof(float);
+    const size_t lanes = hn::Lanes(df);
+    HWY_ALIGN int32_t offsets[kMaxLanes];
+    HWY_ALIGN float weights[4][kMaxLanes];
+    HWY_ALIGN float pixels[4 * kMaxLanes];
+    hn::Store(offset, di, offsets);
+    hn::Store(tx, df, weights[0]);
+    hn::Store(wx0, df, weights[1]);
+    hn::Store(ty, df, weights[2]);
+    hn::Store(wy0, df, weights[3]);
+    const auto one = hn::Set(d4, 1.0f);
+    for (size_t k = 0; k < lanes; ++k) {
+        const float* p0 = base + offsets[k];
+        const float* p1 = p0 + stride;
+        const float fx = weights[0][k], fy = weights[2][k];
+        hn::Vec<decltype(d4)> row0, row1;
+        if (fx == 0.0f) {
+            row0 = hn::Mul(hn::LoadU(d4, p0), one);
+            row1 = hn::Mul(hn::LoadU(d4, p1), one);
+        } else {
+            const auto w0 = hn::Set(d4, weights[1][k]), w1 = hn::Set(d4, fx);
+            row0 = hn::Add(hn::Mul(hn::LoadU(d4, p0), w0), hn::Mul(hn::LoadU(d4, p0 + 4), w1));
+            row1 = hn::Add(hn::Mul(hn::LoadU(d4, p1), w0), hn::Mul(hn::LoadU(d4, p1 + 4), w1));
+        }
+        const auto blended = fy == 0.0f ? row0
+                                        : hn::Add(hn::Mul(row0, hn::Set(d4, weights[3][k])),
+                                                  hn::Mul(row1, hn::Set(d4, fy)));
+        hn::Store(blended, d4, pixels + 4 * k);
+    }
+    VF channels[4];
+    hn::LoadInterleaved4(df, pixels, channels[0], channels[1], channels[2], channels[3]);
+    for (int c = 0; c < 4; ++c)
+        hn::Store((mask & (1 << c)) ? channels[c] : hn::Zero(df), df, out[c] + i);
+}
+#endif
+
 // Bilinear samples at arbitrary positions. Vectors whose four taps all lie
-// inside the buffer gather them and blend with the same operations, in the
-// same order, as sampleLane (so the bits are the same); any other vector is
-// sampled lane by lane. Channels the program does not read are left zero.
+// inside the buffer read them (BlendPixels, or gathers where a vector is one
+// float) and blend with the same operations, in the same order, as sampleLane
+// (so the bits are the same); any other vector is sampled lane by lane. Channels the program does
+// not read are left zero.
 HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs, const float* ys,
                                float* d0, float* d1, float* d2, float* d3, int mask) {
     const DF df;
@@ -130,6 +182,12 @@ HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs
         const auto offset =
             hn::Add(hn::Mul(hn::ConvertTo(di, hn::Sub(fy, minY)), hn::Set(di, stride)),
                     hn::ShiftLeft<2>(hn::ConvertTo(di, hn::Sub(fx, minX))));
+#if HWY_TARGET != HWY_SCALAR
+        if (lanes >= 4) {
+            BlendPixels(base, stride, offset, tx, wx0, ty, wy0, out, int(i), mask);
+            continue;
+        }
+#endif
         const auto below = hn::Add(offset, hn::Set(di, stride));
         const auto four = hn::Set(di, 4);
         for (int c = 0; c < 4; ++c) {
@@ -349,6 +407,12 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
                     break;
                 case Op::InverseSqrt:
                     Unary(d, a, [&](VF v) { return hn::Div(one, hn::Sqrt(v)); });
+                    break;
+                case Op::Sin:
+                    SinCosSpan<false>(a, d, size_t(kSpan));
+                    break;
+                case Op::Cos:
+                    SinCosSpan<true>(a, d, size_t(kSpan));
                     break;
 #define CIF_KERNEL_SIMD_LIBRARY(name, expr)        \
     case Op::name:                                 \

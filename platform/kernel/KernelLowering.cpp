@@ -10,6 +10,7 @@
 
 #include "platform/kernel/KernelChecker.h"
 #include "platform/kernel/KernelDiagnostic.h"
+#include "platform/kernel/KernelMath.h"
 
 namespace cif::kernel {
 namespace {
@@ -116,9 +117,9 @@ float fold(Op op, float a, float b, float c) {
         case Op::Log2:
             return std::log2(a);
         case Op::Sin:
-            return std::sin(a);
+            return kernelSin(a);
         case Op::Cos:
-            return std::cos(a);
+            return kernelCos(a);
         case Op::Tan:
             return std::tan(a);
         case Op::Asin:
