@@ -10,6 +10,7 @@
 #include "platform/image/CIVector.h"
 #include "platform/image/ColorSpace.h"
 #include "platform/kernel/CISampler.h"
+#include "platform/kernel/KernelBounds.h"
 #include "platform/kernel/KernelEvaluator.h"
 
 namespace cif::kernel {
@@ -39,6 +40,47 @@ bool KernelNode::boundedReach(size_t slot) const {
     return reach >= 0.0 && reach <= kMaxReach;
 }
 
+std::vector<Uniform> KernelNode::uniformValues(const engine::WorkingSpace* space,
+                                               std::vector<Reg>* unknown) const {
+    const PreparedProgram& prepared = m_kernel.prepared();
+    const Program& program = prepared.program;
+    std::vector<Uniform> uniforms = prepared.constants;
+    for (const Value& v : m_values) {
+        float comps[4] = {float(v.components[0]), float(v.components[1]), float(v.components[2]),
+                          float(v.components[3])};
+        if (v.isColor) {
+            if (!space) {
+                unknown->insert(unknown->end(), v.registers.begin(), v.registers.end());
+                continue;
+            }
+            engine::colorToWorking(v.components, comps, *space);
+        }
+        for (size_t k = 0; k < v.registers.size() && k < 4; ++k)
+            uniforms.push_back({v.registers[k], comps[k]});
+    }
+    for (size_t i = 0; i < program.samplers.size(); ++i) {
+        const SamplerSlot& slot = program.samplers[i];
+        const Rect& ext = inputs()[i]->extent();
+        const float extentValues[4] = {float(ext.x), float(ext.y), float(ext.w), float(ext.h)};
+        for (int k = 0; k < 4; ++k)
+            uniforms.push_back({slot.extent[k], extentValues[k]});
+        const engine::Affine& t = m_samplers[i].toSamplerSpace;
+        const float transform[6] = {float(t.a), float(t.b),  float(t.c),
+                                    float(t.d), float(t.tx), float(t.ty)};
+        for (int k = 0; k < 6; ++k)
+            uniforms.push_back({slot.transform[k], transform[k]});
+    }
+    return uniforms;
+}
+
+Rect KernelNode::sampledArea(size_t slot, const Rect& output) const {
+    if (output.isUnbounded()) return Rect::infinite();
+    std::vector<Reg> unknown;
+    const std::vector<Uniform> uniforms = uniformValues(nullptr, &unknown);
+    const PreparedProgram& prepared = m_kernel.prepared();
+    return sampleBounds(prepared.program, prepared.fusedProducts, uniforms, unknown, output)[slot];
+}
+
 Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
     const engine::Affine& t = m_samplers[index].toSamplerSpace;
     const Rect mapped = t.isIdentity() ? output : t.mapRect(output);
@@ -50,6 +92,12 @@ Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
         const double margin = (reach == 0.0 && t.isIdentity()) ? 0.0 : std::ceil(reach) + 1.0;
         return mapped.inset(-margin, -margin);
     }
+    // Positions the compiler could not bound may still be bounded for these
+    // arguments and this output; the bilinear filter reads one more pixel
+    // on each side.
+    const Rect bound = sampledArea(index, output);
+    if (bound.isEmpty()) return bound;
+    if (!bound.isUnbounded()) return bound.inset(-1.0, -1.0);
     const Rect& ext = inputs()[index]->extent();
     if (!ext.isUnbounded()) return ext;
     // An unbounded input read anywhere cannot be rendered whole: take a wide
@@ -67,39 +115,25 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
     const PreparedProgram& prepared = m_kernel.prepared();
     const Program& program = prepared.program;
     EvalContext context;
-    context.uniforms = prepared.constants;
+    context.uniforms = uniformValues(&state.space, nullptr);
     context.uniformsReadOnly = prepared.uniformsReadOnly;
     context.sampleChannelMasks = prepared.sampleChannelMasks;
     context.fusedProducts = prepared.fusedProducts;
-    for (const Value& v : m_values) {
-        float comps[4] = {float(v.components[0]), float(v.components[1]), float(v.components[2]),
-                          float(v.components[3])};
-        if (v.isColor) engine::colorToWorking(v.components, comps, state.space);
-        for (size_t k = 0; k < v.registers.size() && k < 4; ++k)
-            context.uniforms.push_back({v.registers[k], comps[k]});
-    }
     // Pixels of each input: the region the samples reach, rendered for this
-    // call, or the whole input shared by every tile of the render.
+    // call, or, where that region is much larger than the tile (samples
+    // anywhere), the whole input shared by every tile of the render.
     std::vector<std::unique_ptr<PooledBuffer>> rendered;
     std::vector<std::shared_ptr<const PixelBuffer>> shared;
     for (size_t i = 0; i < program.samplers.size(); ++i) {
-        const SamplerSlot& slot = program.samplers[i];
         const Rect& ext = inputs()[i]->extent();
-        const float extentValues[4] = {float(ext.x), float(ext.y), float(ext.w), float(ext.h)};
-        for (int k = 0; k < 4; ++k)
-            context.uniforms.push_back({slot.extent[k], extentValues[k]});
-        const engine::Affine& t = m_samplers[i].toSamplerSpace;
-        const float transform[6] = {float(t.a), float(t.b),  float(t.c),
-                                    float(t.d), float(t.tx), float(t.ty)};
-        for (int k = 0; k < 6; ++k)
-            context.uniforms.push_back({slot.transform[k], transform[k]});
-
-        if (!boundedReach(i) && state.cache && !ext.isUnbounded()) {
+        const IRect region = inputRegion(i, area);
+        if (!boundedReach(i) && state.cache && !ext.isUnbounded() &&
+            (sampledArea(i, area.toRect()).isUnbounded() ||
+             region.area() > kMaxRegionPerTile * area.area())) {
             shared.push_back(state.cache->materialise(*inputs()[i], coveringPixels(ext), state));
             context.images.push_back(shared.back().get());
             continue;
         }
-        const IRect region = inputRegion(i, area);
         if (region.isEmpty()) {
             context.images.push_back(nullptr);
             continue;

@@ -47,11 +47,23 @@ private:
     // Reach of a slot beyond which it is treated as unbounded: a larger
     // margin would make every tile render most of a large input anyway.
     static constexpr double kMaxReach = 4096.0;
+    // An input region larger than this many times the tile it serves is
+    // rendered once for the whole render instead of for each tile.
+    static constexpr int64_t kMaxRegionPerTile = 4;
     // How far around an unbounded input the pixels are rendered when the
     // sample positions are unknown; samples beyond read transparent.
     static constexpr double kUnboundedMargin = 1024.0;
 
     bool boundedReach(size_t slot) const;
+    // Where the samples of a slot the compiler could not bound land for
+    // destination pixels in output, with these arguments (see
+    // KernelBounds.h): infinite when that depends on pixels.
+    engine::Rect sampledArea(size_t slot, const engine::Rect& output) const;
+    // The uniforms the program runs with: parameters (colours converted into
+    // `space`; without one, colours are left out and their registers listed
+    // in *unknown), sampler extents and transforms, the prepared constants.
+    std::vector<Uniform> uniformValues(const engine::WorkingSpace* space,
+                                       std::vector<Reg>* unknown) const;
 
     CIKernel m_kernel;
     std::vector<Sampler> m_samplers;

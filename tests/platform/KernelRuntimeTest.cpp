@@ -469,16 +469,29 @@ TEST(KernelApply, WrongArgumentsLogOneLineAndGiveNull) {
     EXPECT_EQ(WarningCatcher::lines().size(), 2);
 }
 
-// Passes its input through, counting how often it is rendered.
+// Reads where its own pixels point: x' = 40 red, y' = 40 green. No bound on
+// the positions can be known before the pixels are.
+CIKernel displaceKernel() {
+    ProgramBuilder b(std::numeric_limits<double>::infinity());
+    const Reg at = b.sample(b.x, b.y), scale = b.constant(40.0f), px = b.reg(), py = b.reg();
+    b.push(ins(Op::Mul, px, at, scale));
+    b.push(ins(Op::Mul, py, Reg(at + 1), scale));
+    return b.finish(b.sample(px, py));
+}
+
+// Passes its input through, counting how often and how many pixels it is
+// rendered.
 class CountingNode final : public cif::engine::Node {
 public:
     explicit CountingNode(cif::engine::NodePtr input) : Node({input}, input->extent()) {}
     void render(PixelBuffer& dst, const cif::engine::RenderState& state) const override {
         ++renders;
+        pixels += dst.rect().area();
         cif::engine::renderNode(*inputs()[0], dst, state);
     }
     const char* kind() const override { return "counting"; }
     mutable std::atomic<int> renders{0};
+    mutable std::atomic<int64_t> pixels{0};
 };
 
 TEST(KernelApply, OutputIsTheSameForAnyTileSizeAndThreadCount) {
@@ -489,24 +502,34 @@ TEST(KernelApply, OutputIsTheSameForAnyTileSizeAndThreadCount) {
     const auto counting = std::make_shared<CountingNode>(input.node());
     const CIImage mirrored =
         filter.apply(mirrorKernel(), {QVariant::fromValue(CIImage::imageWithNode(counting))});
+    const auto countingToo = std::make_shared<CountingNode>(input.node());
+    const CIImage displaced =
+        filter.apply(displaceKernel(), {QVariant::fromValue(CIImage::imageWithNode(countingToo))});
     // Rendered over a rectangle larger than the picture, so tiles also fall
     // outside the extent.
     const QRectF rect(-5, -3, 80, 50);
-    for (const CIImage& image : {neighbours, mirrored}) {
+    for (const CIImage& image : {neighbours, mirrored, displaced}) {
         const CIFloatBitmap reference = renderFloat(image, rect, 256, 1);
         for (const int tile : {1, 7, 64}) {
             for (const int threads : {1, 3}) {
-                counting->renders = 0;
+                counting->renders = countingToo->renders = 0;
+                counting->pixels = 0;
                 const CIFloatBitmap got = renderFloat(image, rect, tile, threads);
                 ASSERT_EQ(std::memcmp(got.pixels.data(), reference.pixels.data(),
                                       reference.pixels.size() * sizeof(float)),
                           0)
                     << "tile " << tile << " threads " << threads;
+                // The mirror's positions are bounded once its arguments are
+                // known: each tile renders the mirrored tile (and a pixel
+                // around it), not the whole input.
+                if (image.node() == mirrored.node() && tile == 64) {
+                    EXPECT_LT(counting->pixels.load(), 2 * 70 * 45);
+                }
             }
         }
         // An input read anywhere is rendered once per render, not per tile.
-        if (image.node() == mirrored.node()) {
-            EXPECT_EQ(counting->renders.load(), 1);
+        if (image.node() == displaced.node()) {
+            EXPECT_EQ(countingToo->renders.load(), 1);
         }
     }
     const CIFloatBitmap in = renderFloat(input, QRectF(0, 0, 70, 45), 256, 1);
@@ -514,6 +537,36 @@ TEST(KernelApply, OutputIsTheSameForAnyTileSizeAndThreadCount) {
     for (int k = 0; k < 4; ++k) {
         EXPECT_EQ(out.at(0, 3)[k], in.at(69, 3)[k]);
         EXPECT_EQ(out.at(10, 44)[k], in.at(59, 44)[k]);
+    }
+}
+
+TEST(KernelApply, PositionsBoundedByTheirArgumentsReadOnlyAroundEachTile) {
+    // A wave displacement, clamped inside the picture: the compiler sees no
+    // bound, the arguments give one (7 across, 5 up and down).
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 wave(sampler image, float w, float h, float iw, float ih) {"
+                       "vec2 c = samplerCoord(image);"
+                       "return sample(image, vec2(clamp(c.x + w * cos(c.x), 1., iw - 1.),"
+                       "clamp(c.y + h * sin(c.y), 1., ih - 1.)));}"));
+    ASSERT_EQ(kernels.size(), 1);
+    const CIImage input = CIImage::imageWithQImage(testPicture(100, 80));
+    const ApplyingFilter filter;
+    const CIImage out =
+        filter.apply(kernels.first(), {QVariant::fromValue(input), 7.0, 5.0, 100.0, 80.0});
+    ASSERT_FALSE(out.isNull());
+    struct Case {
+        cif::engine::Rect tile, within, covers;
+    };
+    const Case cases[] = {
+        // Inside: the tile grown by the wave and the bilinear pixel.
+        {{40, 30, 10, 10}, {32, 24, 26, 22}, {33, 25, 24, 20}},
+        // At the corner: the clamp keeps reads inside the picture.
+        {{0, 0, 10, 10}, {0, 0, 18, 16}, {1, 1, 16, 14}},
+    };
+    for (const Case& c : cases) {
+        const cif::engine::Rect roi = out.node()->regionOfInterest(0, c.tile);
+        EXPECT_TRUE(c.within.inset(-0.01, -0.01).contains(roi)) << roi.x << " " << roi.w;
+        EXPECT_TRUE(roi.contains(c.covers)) << roi.x << " " << roi.w;
     }
 }
 
