@@ -62,10 +62,12 @@ engine::NodePtr reducedGaussian(engine::NodePtr input, double sigma) {
     const double ff = double(f) * f;
     const double reducedSigma = std::sqrt((sigma * sigma - (ff - 1) / 12.0 - ff / 6.0) / ff);
     const Kernel1D k = gaussianKernel(reducedSigma);
-    // The reduced picture is held in blocks of about 256 x 256 full-size
-    // pixels (small enough that both render threads find work early), so
-    // that the margins of each tile's blur do not reduce the input again.
-    const int side = std::max(32, 256 / f);
+    // The reduced picture is held in blocks of about 128 x 128 full-size
+    // pixels, so that the margins of each tile's blur do not reduce the
+    // input again. Small blocks keep render threads from waiting on a block
+    // another thread is making (measured: 256-pixel blocks made two threads
+    // barely faster than one).
+    const int side = std::max(16, 128 / f);
     auto reduced =
         std::make_shared<BlockCacheNode>(std::make_shared<BoxReduceNode>(input, f), side, side);
     // The blurred level is not held: each tile's part of it is as large as
