@@ -38,7 +38,9 @@ public:
     void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
     const char* kind() const override { return "block-cache"; }
 
-    static constexpr int64_t kMaxHeldPixels = int64_t(20) << 20;
+    // 128 MiB of float pixels: the reduced picture of up to 8192 x 4096
+    // pixels at the smallest reduction.
+    static constexpr int64_t kMaxHeldPixels = int64_t(8) << 20;
 
 private:
     int m_blockW, m_blockH;
