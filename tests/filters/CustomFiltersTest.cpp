@@ -233,5 +233,39 @@ TEST_F(CustomFiltersTest, ShadingTurnsTheShapeIntoAShadedRelief) {
     EXPECT_GT(pixels.at(8, 8)[3], 0.5f);
 }
 
+TEST_F(CustomFiltersTest, EveryFilterGivesTheSamePixelsForAnyTiling) {
+    // Kernels whose reads are bounded only once their arguments are known
+    // (clamps, waves, mirrors, tilings) read a region around each tile: any
+    // sample outside it would show up as a difference between small and
+    // large tiles.
+    const CIImage noisy = picture(70, 50, [](int x, int y) {
+        const int h = (x * 7919 + y * 104729) % 251;
+        return Rgba{h, (h * 3) % 256, (x * 4) % 256, 255};
+    });
+    const QRectF rect(-6, -4, 82, 58);
+    for (const char* name :
+         {"CIFAffineTile2Filter", "CIFAffineTransform2Filter", "CIFBlackWhiteFilter",
+          "CIFMirrorFilter", "CIFMirrorTileFilter", "CIFNetDistortion", "CIFOffset",
+          "CIFShadingFilter", "CIFSlideFrameFilter", "CIFSobel", "CIFTransparentColorFilter",
+          "CIFTransparentFilter"}) {
+        SCOPED_TRACE(name);
+        const auto f = make(name, noisy);
+        ASSERT_TRUE(f);
+        f->setDefaults();
+        f->setValueForKey(QVariant::fromValue(noisy), kCIInputImageKey);
+        if (f->inputKeys().contains(QStringLiteral("inputShadingImage")))
+            f->setValueForKey(QVariant::fromValue(noisy), QStringLiteral("inputShadingImage"));
+        const CIImage out = f->outputImage();
+        ASSERT_FALSE(out.isNull());
+        CIFloatBitmap small, large;
+        CIContext smallTiles(CIContext::Options{engine::WorkingSpace::LinearSRGB, 7, 2});
+        CIContext largeTiles(CIContext::Options{engine::WorkingSpace::LinearSRGB, 256, 1});
+        ASSERT_TRUE(smallTiles.renderToFloat(out, rect, small));
+        ASSERT_TRUE(largeTiles.renderToFloat(out, rect, large));
+        EXPECT_EQ(small.pixels, large.pixels);
+    }
+}
+
 }  // namespace
+
 }  // namespace cif
