@@ -72,6 +72,12 @@ inline bool floorToInt(double v, int& out) {
     return true;
 }
 
+// a / b rounded towards minus infinity, for b > 0: the index of the block of
+// b pixels holding pixel a, on either side of the origin.
+inline int floorDiv(int a, int b) {
+    return a >= 0 ? a / b : -((-a + b - 1) / b);
+}
+
 // Smallest pixel rectangle covering r (pixels touched by the rectangle's area).
 IRect coveringPixels(const Rect& r);
 // Pixels whose centres lie inside r (half-open on the far edges). Used for crop

@@ -33,6 +33,7 @@ KernelNode::KernelNode(CIKernel kernel, std::vector<NodePtr> inputs, std::vector
     for (size_t i = 0; i < p.samplers.size(); ++i)
         m_singlePixels = m_singlePixels && p.samplers[i].reach == 0.0 &&
                          m_samplers[i].toSamplerSpace.isIdentity();
+    m_knownUniforms = uniformValues(nullptr, &m_colourRegisters);
 }
 
 bool KernelNode::boundedReach(size_t slot) const {
@@ -73,14 +74,6 @@ std::vector<Uniform> KernelNode::uniformValues(const engine::WorkingSpace* space
     return uniforms;
 }
 
-Rect KernelNode::sampledArea(size_t slot, const Rect& output) const {
-    if (output.isUnbounded()) return Rect::infinite();
-    std::vector<Reg> unknown;
-    const std::vector<Uniform> uniforms = uniformValues(nullptr, &unknown);
-    const PreparedProgram& prepared = m_kernel.prepared();
-    return sampleBounds(prepared.program, prepared.fusedProducts, uniforms, unknown, output)[slot];
-}
-
 Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
     const engine::Affine& t = m_samplers[index].toSamplerSpace;
     const Rect mapped = t.isIdentity() ? output : t.mapRect(output);
@@ -95,9 +88,13 @@ Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
     // Positions the compiler could not bound may still be bounded for these
     // arguments and this output; the bilinear filter reads one more pixel
     // on each side.
-    const Rect bound = sampledArea(index, output);
-    if (bound.isEmpty()) return bound;
-    if (!bound.isUnbounded()) return bound.inset(-1.0, -1.0);
+    if (!output.isUnbounded()) {
+        const PreparedProgram& prepared = m_kernel.prepared();
+        const Rect bound = sampleBounds(prepared.program, prepared.fusedProducts, m_knownUniforms,
+                                        m_colourRegisters, output)[index];
+        if (bound.isEmpty()) return bound;
+        if (!bound.isUnbounded()) return bound.inset(-1.0, -1.0);
+    }
     const Rect& ext = inputs()[index]->extent();
     if (!ext.isUnbounded()) return ext;
     // An unbounded input read anywhere cannot be rendered whole: take a wide
@@ -120,17 +117,18 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
     context.sampleChannelMasks = prepared.sampleChannelMasks;
     context.fusedProducts = prepared.fusedProducts;
     // Pixels of each input: the region the samples reach, rendered for this
-    // call, or, where that region is much larger than the tile (samples
-    // anywhere), the whole input shared by every tile of the render.
+    // call, or, where that region is the whole input (samples anywhere) or
+    // much larger than the tile, the whole input shared by every tile of
+    // the render.
     std::vector<std::unique_ptr<PooledBuffer>> rendered;
     std::vector<std::shared_ptr<const PixelBuffer>> shared;
     for (size_t i = 0; i < program.samplers.size(); ++i) {
         const Rect& ext = inputs()[i]->extent();
         const IRect region = inputRegion(i, area);
+        const IRect whole = ext.isUnbounded() ? IRect{} : coveringPixels(ext);
         if (!boundedReach(i) && state.cache && !ext.isUnbounded() &&
-            (sampledArea(i, area.toRect()).isUnbounded() ||
-             region.area() > kMaxRegionPerTile * area.area())) {
-            shared.push_back(state.cache->materialise(*inputs()[i], coveringPixels(ext), state));
+            (region == whole || region.area() > kMaxRegionPerTile * area.area())) {
+            shared.push_back(state.cache->materialise(*inputs()[i], whole, state));
             context.images.push_back(shared.back().get());
             continue;
         }

@@ -55,10 +55,6 @@ private:
     static constexpr double kUnboundedMargin = 1024.0;
 
     bool boundedReach(size_t slot) const;
-    // Where the samples of a slot the compiler could not bound land for
-    // destination pixels in output, with these arguments (see
-    // KernelBounds.h): infinite when that depends on pixels.
-    engine::Rect sampledArea(size_t slot, const engine::Rect& output) const;
     // The uniforms the program runs with: parameters (colours converted into
     // `space`; without one, colours are left out and their registers listed
     // in *unknown), sampler extents and transforms, the prepared constants.
@@ -69,6 +65,11 @@ private:
     std::vector<Sampler> m_samplers;
     std::vector<Value> m_values;
     bool m_singlePixels = false;
+    // The uniforms known before any render (all but colours, whose working
+    // values depend on the render's space) and the colours' registers: what
+    // bounding the sample positions on intervals starts from.
+    std::vector<Uniform> m_knownUniforms;
+    std::vector<Reg> m_colourRegisters;
 };
 
 // Binds arguments to the kernel's parameters in order and answers the image

@@ -83,6 +83,16 @@ double referenceSrgb(double v) {
     return v <= 0.0031308 ? v * 12.92 : 1.055 * std::pow(v, 1.0 / 2.4) - 0.055;
 }
 
+// The pixels encoded by the vector encoder and by the scalar reference.
+std::array<std::vector<uint8_t>, 2> encodeBothWays(const std::vector<float>& px) {
+    const int n = int(px.size() / 4);
+    std::array<std::vector<uint8_t>, 2> out{std::vector<uint8_t>(px.size()),
+                                            std::vector<uint8_t>(px.size())};
+    encodeRGBA8(px.data(), out[0].data(), n, WorkingSpace::LinearSRGB);
+    encodeRGBA8Scalar(px.data(), out[1].data(), n, WorkingSpace::LinearSRGB);
+    return out;
+}
+
 TEST(ColorSpace, EncoderPicksTheNearestSrgbCode) {
     // A dense sweep of opaque linear values; values within a hair of a
     // rounding boundary are left out, since float and double may differ there.
@@ -99,12 +109,10 @@ TEST(ColorSpace, EncoderPicksTheNearestSrgbCode) {
         want.push_back(int(std::floor(s + 0.5)));
     }
     const int n = int(want.size());
-    std::vector<uint8_t> out(size_t(n) * 4), outScalar(size_t(n) * 4);
-    encodeRGBA8(px.data(), out.data(), n, WorkingSpace::LinearSRGB);
-    encodeRGBA8Scalar(px.data(), outScalar.data(), n, WorkingSpace::LinearSRGB);
     int wrong = 0;
-    for (int i = 0; i < n; ++i)
-        wrong += out[4 * i] != want[i] || outScalar[4 * i] != want[i];
+    for (const std::vector<uint8_t>& out : encodeBothWays(px))
+        for (int i = 0; i < n; ++i)
+            wrong += out[4 * size_t(i)] != want[size_t(i)];
     EXPECT_EQ(wrong, 0) << "of " << n << " values";
 }
 
@@ -125,14 +133,11 @@ TEST(ColorSpace, EncoderPicksTheNearestCodeUnderPartialAlpha) {
         want.push_back({std::min(int(std::floor(s + 0.5)), a8), a8});
     }
     const int n = int(want.size());
-    std::vector<uint8_t> out(size_t(n) * 4), outScalar(size_t(n) * 4);
-    encodeRGBA8(px.data(), out.data(), n, WorkingSpace::LinearSRGB);
-    encodeRGBA8Scalar(px.data(), outScalar.data(), n, WorkingSpace::LinearSRGB);
     int wrong = 0;
-    for (int i = 0; i < n; ++i)
-        for (const std::vector<uint8_t>* o : {&out, &outScalar})
-            wrong += (*o)[4 * size_t(i)] != want[size_t(i)][0] ||
-                     (*o)[4 * size_t(i) + 3] != want[size_t(i)][1];
+    for (const std::vector<uint8_t>& out : encodeBothWays(px))
+        for (int i = 0; i < n; ++i)
+            wrong += out[4 * size_t(i)] != want[size_t(i)][0] ||
+                     out[4 * size_t(i) + 3] != want[size_t(i)][1];
     EXPECT_EQ(wrong, 0) << "of " << n << " values";
 }
 

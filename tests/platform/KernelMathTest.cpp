@@ -3,7 +3,6 @@
 // every Highway target, and compile-time folding.
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <bit>
 #include <cmath>
@@ -16,6 +15,7 @@
 #include "platform/kernel/KernelCompiler.h"
 #include "platform/kernel/KernelEvaluator.h"
 #include "platform/kernel/KernelMath.h"
+#include "tests/support/SimdTargets.h"
 
 namespace {
 
@@ -87,16 +87,7 @@ TEST(KernelMath, SinCosAreWithinAnUlpOddEvenAndExactAtSpecialValues) {
     }
 }
 
-// Runs check once for each vector target compiled in and supported here.
-template <typename Check>
-void forEachTarget(const Check& check) {
-    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        hwy::SetSupportedTargetsForTest(target);
-        SCOPED_TRACE(hwy::TargetName(target));
-        check();
-    }
-    hwy::SetSupportedTargetsForTest(0);
-}
+using cif::testing::forEachTarget;
 
 Instruction ins(Op op, Reg dst, Reg a = 0) {
     Instruction i;

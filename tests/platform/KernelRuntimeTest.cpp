@@ -2,7 +2,6 @@
 // programs, sampler semantics, and kernels applied through the engine.
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <cmath>
 #include <cstring>
@@ -27,6 +26,7 @@
 #include "platform/kernel/CIKernel.h"
 #include "platform/kernel/CISampler.h"
 #include "platform/kernel/KernelEvaluator.h"
+#include "tests/support/SimdTargets.h"
 
 namespace {
 
@@ -140,17 +140,7 @@ PixelBuffer randomBuffer(std::mt19937& rng, const IRect& rect) {
 
 void checkRandomPrograms();
 
-// Runs check once for each vector target compiled in and supported here,
-// then restores the normal choice.
-template <typename Check>
-void forEachTarget(const Check& check) {
-    for (const int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        hwy::SetSupportedTargetsForTest(target);
-        SCOPED_TRACE(hwy::TargetName(target));
-        check();
-    }
-    hwy::SetSupportedTargetsForTest(0);
-}
+using cif::testing::forEachTarget;
 
 TEST(KernelEvaluator, VectorMatchesScalarOnRandomProgramsForEveryTailLength) {
     forEachTarget([] { checkRandomPrograms(); });

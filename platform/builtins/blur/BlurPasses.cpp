@@ -380,10 +380,8 @@ void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstS
                            std::min(cols, c0 + kB));
 }
 
-namespace {
-
 CIF_BLUR_CLONES
-void blendRowsImpl(const float* a, const float* b, float t, float* out, int n) {
+void blendRows(const float* a, const float* b, float t, float* out, int n) {
     const V8 tv = splat8(t);
     int i = 0;
     for (; i + 8 <= n; i += 8) {
@@ -395,7 +393,7 @@ void blendRowsImpl(const float* a, const float* b, float t, float* out, int n) {
 }
 
 CIF_BLUR_CLONES
-void addRowImpl(const float* in, float* acc, int n) {
+void addRow(const float* in, float* acc, int n) {
     int i = 0;
     for (; i + 8 <= n; i += 8)
         store8(acc + i, load8(acc + i) + load8(in + i));
@@ -404,7 +402,7 @@ void addRowImpl(const float* in, float* acc, int n) {
 }
 
 CIF_BLUR_CLONES
-void unsharpImpl(const float* original, float* blurred, float k, int n) {
+void unsharpPixels(const float* original, float* blurred, float k, int n) {
     const V8 kv = splat8(k);
     const V8i alpha = {0, 0, 0, -1, 0, 0, 0, -1};
     int i = 0;
@@ -421,29 +419,13 @@ void unsharpImpl(const float* original, float* blurred, float k, int n) {
     }
 }
 
-}  // namespace
-
-void unsharpPixels(const float* original, float* blurred, float k, int n) {
-    unsharpImpl(original, blurred, k, n);
-}
-
-void blendRows(const float* a, const float* b, float t, float* out, int n) {
-    blendRowsImpl(a, b, t, out, n);
-}
-
-void addRow(const float* in, float* acc, int n) {
-    addRowImpl(in, acc, n);
-}
-
-namespace {
-
 // Sums of weights that should be exactly 1 come out a few ulps (or, for the
 // recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1, so
 // opaque pictures stay opaque (and encode on the fast path).
 constexpr float kNearlyOne = 1.0f - 1.0f / 2048;
 
 CIF_BLUR_CLONES
-void snapOpaqueImpl(float* px, int n) {
+void snapOpaque(float* px, int n) {
     const V8 nearly = splat8(kNearlyOne), one = splat8(1.0f);
     const V8i alpha = {0, 0, 0, -1, 0, 0, 0, -1};
     int i = 0;
@@ -455,12 +437,6 @@ void snapOpaqueImpl(float* px, int n) {
         float& a = px[4 * i + 3];
         a = (a > kNearlyOne && a < 1.0f) ? 1.0f : a;
     }
-}
-
-}  // namespace
-
-void snapOpaque(float* px, int n) {
-    snapOpaqueImpl(px, n);
 }
 
 }  // namespace cif::builtins::blur

@@ -11,6 +11,7 @@
 
 namespace cif::builtins::blur {
 
+using engine::floorDiv;
 using engine::IRect;
 using engine::loadPixel;
 using engine::Pixel4;
@@ -20,10 +21,6 @@ using engine::Rect;
 using engine::storePixel;
 
 namespace {
-
-int floorDiv(int a, int b) {
-    return a >= 0 ? a / b : -((-a + b - 1) / b);
-}
 
 int ceilDiv(int a, int b) {
     return -floorDiv(-a, b);

@@ -81,19 +81,6 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
     // transpose touches together into the same cache sets.
     const size_t strideB = size_t(padW) * 4 + 16, strideC = size_t(padH) * 4 + 16;
 
-    if (m_y.kind == Kernel1D::Kind::Copy && !rows && !m_finish &&
-        int64_t(roi.w) * roi.h <= kStripPixels) {
-        // Horizontal only (the first node of a two-stage blur): the input
-        // is transposed as it is.
-        const int inW = roi.w % 256 == 0 ? roi.w + 4 : roi.w;
-        PooledBuffer in(IRect{roi.x, roi.y, inW, roi.h});
-        engine::renderNode(*inputs().front(), *in, state);
-        if (state.cancelled()) return;
-        horizontalByTranspose(in->data(), size_t(inW) * 4, roi.w, area, padH, strideC, dst);
-        dst.clearOutside(area);
-        return;
-    }
-
     PooledBuffer vert(IRect{0, 0, padW + 4, area.h});
     const int strip =
         std::clamp(padPixels(int(kStripPixels / std::max(1, roi.h))), kPixelAlign, passW);

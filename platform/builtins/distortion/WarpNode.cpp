@@ -22,10 +22,6 @@ using engine::RenderState;
 
 namespace {
 
-int floorDiv(int v, int d) {
-    return v >= 0 ? v / d : -((-v + d - 1) / d);
-}
-
 // Source points beyond this are treated as unreadable: float coordinates
 // lose their fractional part long before it.
 constexpr float kFarthest = float(1 << 28);
@@ -150,7 +146,8 @@ void WarpNode::render(PixelBuffer& dst, const RenderState& state) const {
         if (!region.isEmpty() && region.area() <= kMaxSharedPixels)
             shared = state.cache->materialise(in, region, state);
     }
-    const int gx0 = floorDiv(out.x, kBlock) * kBlock, gy0 = floorDiv(out.y, kBlock) * kBlock;
+    const int gx0 = engine::floorDiv(out.x, kBlock) * kBlock,
+              gy0 = engine::floorDiv(out.y, kBlock) * kBlock;
     for (int gy = gy0; gy < out.top(); gy += kBlock) {
         for (int gx = gx0; gx < out.right(); gx += kBlock) {
             if (state.cancelled()) return;
