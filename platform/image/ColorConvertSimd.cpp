@@ -20,6 +20,10 @@ namespace hn = hwy::HWY_NAMESPACE;
 // transparent and partial pixels all take the same path. Answers the number
 // of pixels done.
 int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pairTable) {
+#if !HWY_NATIVE_FMA
+    (void)src, (void)dst, (void)n, (void)pairTable;
+    return 0;
+#else
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
@@ -34,7 +38,7 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
         const auto t = hn::Mul(c, kInv255);
         auto p = hn::Set(df, kOpaqueDecodePoly[0]);
         for (int k = 1; k < 8; ++k)
-            p = hn::Add(hn::Mul(p, t), hn::Set(df, kOpaqueDecodePoly[k]));
+            p = hn::MulAdd(p, t, hn::Set(df, kOpaqueDecodePoly[k]));
         p = hn::IfThenElse(hn::RebindMask(df, hn::Eq(code, opaqueByte)), one,
                            p);  // white stays exactly 1
         return hn::IfThenElse(hn::RebindMask(df, hn::Lt(code, linearMax)), hn::Mul(c, kInvLinear),
@@ -59,27 +63,37 @@ int DecodePremultiplied(const uint8_t* src, float* dst, int n, const float* pair
         hn::StoreInterleaved4(r, g, b, af, df, dst + size_t(done) * 4);
     }
     return done;
+#endif
 }
 
-// Encodes one channel plane of opaque values with one table gather: the
-// entry gives the code at the start of the value's bucket and where in the
-// bucket the next code begins; an integer comparison of the value's bits
-// picks between the two, exactly as the scalar encoder does.
+// The codes of one channel plane of opaque values, computed (see
+// kEncodePoly): the octave's factor comes from a table held in registers.
 template <class DF, class DI, class V>
-HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw, const int32_t* packedTable,
-                                     hn::Vec<DI> low, int shift) {
+HWY_INLINE hn::Vec<DI> EncodeChannel(DF df, DI di, V raw) {
     const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
     // NaN compares false everywhere, so it is sent to 0 first.
     const auto v = hn::Min(hn::Max(hn::IfThenElseZero(hn::Eq(raw, raw), raw), zero), one);
-    const auto rel = hn::Sub(hn::BitCast(di, v), low);
-    const auto below = hn::Lt(rel, hn::Zero(di));  // under 2^-16 (or zero): code 0
-    const auto entry =
-        hn::GatherIndex(di, packedTable, hn::Max(hn::ShiftRightSame(rel, shift), hn::Zero(di)));
-    const auto mask = hn::Set(di, (1 << shift) - 1);
-    const auto stepUp = hn::Not(hn::Lt(hn::And(rel, mask), hn::ShiftRight<8>(entry)));
-    const auto code =
-        hn::Add(hn::And(entry, hn::Set(di, 255)), hn::IfThenElseZero(stepUp, hn::Set(di, 1)));
-    return hn::IfThenZeroElse(below, code);
+    const auto bits = hn::BitCast(di, v);
+    const auto octave = hn::And(hn::ShiftRight<23>(bits), hn::Set(di, 15));
+    const auto m =
+        hn::BitCast(df, hn::Or(hn::And(bits, hn::Set(di, 0x007FFFFF)), hn::Set(di, 0x3F800000)));
+    auto p = hn::Set(df, kEncodePoly[0]);
+    for (int k = 1; k < 7; ++k)
+        p = hn::MulAdd(p, m, hn::Set(df, kEncodePoly[k]));
+    hn::Vec<DF> factor;
+    if constexpr (hn::MaxLanes(df) >= 16) {
+        factor = hn::TableLookupLanes(hn::LoadU(df, kEncodeOctave), hn::IndicesFromVec(df, octave));
+    } else if constexpr (hn::MaxLanes(df) == 8) {
+        const auto within = hn::IndicesFromVec(df, hn::And(octave, hn::Set(di, 7)));
+        factor = hn::IfThenElse(hn::RebindMask(df, hn::Gt(octave, hn::Set(di, 7))),
+                                hn::TableLookupLanes(hn::LoadU(df, kEncodeOctave + 8), within),
+                                hn::TableLookupLanes(hn::LoadU(df, kEncodeOctave), within));
+    } else {
+        factor = hn::GatherIndex(df, kEncodeOctave, octave);
+    }
+    const auto curve = hn::MulSub(factor, p, hn::Set(df, kEncodeOffset));
+    const auto linear = hn::Mul(v, hn::Set(df, kEncodeLinearScale));
+    return hn::NearestInt(hn::IfThenElse(hn::Le(v, hn::Set(df, kSrgbLinearMax)), linear, curve));
 }
 
 // Rounds non-negative values to the nearest integer, halves up, exactly as
@@ -119,14 +133,16 @@ HWY_INLINE hn::Vec<DI> EncodePartialChannel(DF df, DI di, V c, V a, V af, hn::Ve
 // Encodes every whole vector of pixels; answers the number of pixels done.
 // Vectors of opaque and fully transparent pixels only (transparent ones
 // encode to zero) take the table path alone.
-int EncodePremultiplied(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
-                        uint32_t lowBits, int shift, const float* curveTable) {
+int EncodePremultiplied(const float* src, uint8_t* dst, int n, const float* curveTable) {
+#if !HWY_NATIVE_FMA
+    (void)src, (void)dst, (void)n, (void)curveTable;
+    return 0;
+#else
     const hn::ScalableTag<float> df;
     const hn::RebindToSigned<decltype(df)> di;
     const hn::Rebind<uint8_t, decltype(di)> du8;
     const int lanes = int(hn::Lanes(df));
     const auto zero = hn::Zero(df), one = hn::Set(df, 1.0f);
-    const auto low = hn::Set(di, int32_t(lowBits));
     int done = 0;
     for (; done + lanes <= n; done += lanes) {
         hn::Vec<decltype(df)> r, g, b, a;
@@ -134,9 +150,9 @@ int EncodePremultiplied(const float* src, uint8_t* dst, int n, const int32_t* pa
         const auto isOpaque = hn::Ge(a, one);
         const auto isClear = hn::Not(hn::Gt(a, zero));  // also NaN alpha
         const auto clear = hn::RebindMask(di, isClear);
-        auto rc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, r, packedTable, low, shift));
-        auto gc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, g, packedTable, low, shift));
-        auto bc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, b, packedTable, low, shift));
+        auto rc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, r));
+        auto gc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, g));
+        auto bc = hn::IfThenZeroElse(clear, EncodeChannel(df, di, b));
         auto ac = hn::IfThenZeroElse(clear, hn::Set(di, 255));
         const auto partialF = hn::Not(hn::Or(isOpaque, isClear));
         if (!hn::AllFalse(df, partialF)) {
@@ -155,6 +171,7 @@ int EncodePremultiplied(const float* src, uint8_t* dst, int n, const int32_t* pa
                               hn::DemoteTo(du8, ac), du8, dst + size_t(done) * 4);
     }
     return done;
+#endif
 }
 
 }  // namespace cif::engine::HWY_NAMESPACE
@@ -170,10 +187,8 @@ int decodePremultipliedSimd(const uint8_t* src, float* dst, int n, const float* 
     return HWY_DYNAMIC_DISPATCH(DecodePremultiplied)(src, dst, n, pairTable);
 }
 
-int encodePremultipliedSimd(const float* src, uint8_t* dst, int n, const int32_t* packedTable,
-                            uint32_t lowBits, int shift, const float* curveTable) {
-    return HWY_DYNAMIC_DISPATCH(EncodePremultiplied)(src, dst, n, packedTable, lowBits, shift,
-                                                     curveTable);
+int encodePremultipliedSimd(const float* src, uint8_t* dst, int n, const float* curveTable) {
+    return HWY_DYNAMIC_DISPATCH(EncodePremultiplied)(src, dst, n, curveTable);
 }
 
 }  // namespace cif::engine

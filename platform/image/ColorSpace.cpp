@@ -30,7 +30,7 @@ float opaqueCurve(int code) {
     if (code == 255) return 1.0f;  // white stays exactly 1
     float p = kOpaqueDecodePoly[0];
     for (int k = 1; k < 8; ++k)
-        p = p * t + kOpaqueDecodePoly[k];
+        p = std::fma(p, t, kOpaqueDecodePoly[k]);
     return p;
 }
 
@@ -54,53 +54,27 @@ struct DecodeTables {
     }
 };
 
-// Exact linear-to-8-bit encoding without pow: the code for v is the largest c
-// with v >= threshold[c], where threshold[c] is the linear value at which the
-// rounded sRGB code steps from c-1 to c. Values are bucketed by their float
-// bits (exponent and top 11 mantissa bits, 4096 representable values per
-// bucket); buckets are narrow enough to hold at most one threshold. Each
-// bucket's entry packs the code at the bucket's start with the position of
-// the threshold inside it (in units of the float's last bit, 4096 for none),
-// so one table read and one integer comparison give the exact code.
-struct EncodeTables {
-    static constexpr int kFineBits = 11;
-    static constexpr int kOctaves = 16;  // values in [2^-16, 1); smaller ones encode to 0
-    static constexpr uint32_t kLowBits = 0x37800000u;  // bit pattern of 2^-16
-    static constexpr int kShift = 23 - kFineBits;
-    static constexpr uint32_t kBucketMask = (1u << kShift) - 1;
-    std::array<float, 257> threshold{};
-    // One entry per bucket, plus one for exactly 1.0: code | (offset << 8).
-    std::array<int32_t, (kOctaves << kFineBits) + 1> packed{};
+// Rounds to the nearest integer, ties to even, as the vector converters'
+// conversion does: adding and taking away 1.5 x 2^23 leaves no fraction bits.
+// Exact for |v| < 2^22.
+inline int roundNearestEven(float v) {
+    constexpr float kShifter = 12582912.0f;
+    return int((v + kShifter) - kShifter);
+}
 
-    EncodeTables() {
-        threshold[0] = -1.0f;
-        for (int c = 1; c < 256; ++c)
-            threshold[c] = srgbToLinear((float(c) - 0.5f) / 255.0f);
-        threshold[256] = 2.0f;  // sentinel: never reached for clamped inputs
-        int c = 0;
-        for (size_t i = 0; i < packed.size(); ++i) {
-            const uint32_t base = kLowBits + (uint32_t(i) << kShift);
-            const float lo = std::bit_cast<float>(base);
-            while (c < 255 && lo >= threshold[c + 1])
-                ++c;
-            const uint32_t next = std::bit_cast<uint32_t>(threshold[c + 1]);
-            const uint32_t offset = next - base <= kBucketMask ? next - base : kBucketMask + 1;
-            assert(c >= 254 || std::bit_cast<uint32_t>(threshold[c + 2]) - base > kBucketMask);
-            packed[i] = int32_t(uint32_t(c) | (offset << 8));
-        }
-        packed.back() = 255 | int32_t((kBucketMask + 1) << 8);
-    }
-
-    uint8_t encode(float v) const {
-        if (!(v > 0.0f)) return 0;  // also NaN
-        if (v >= 1.0f) return 255;
-        const uint32_t bits = std::bit_cast<uint32_t>(v);
-        if (bits < kLowBits) return 0;  // below 2^-16: far under the first step
-        const uint32_t rel = bits - kLowBits;
-        const uint32_t entry = uint32_t(packed[rel >> kShift]);
-        return uint8_t((entry & 255) + ((rel & kBucketMask) >= (entry >> 8) ? 1 : 0));
-    }
-};
+// The 8-bit sRGB code of an opaque linear value, computed exactly as the
+// vector encoder does (see kEncodePoly).
+uint8_t encodeOpaque(float v) {
+    v = std::clamp(v, 0.0f, 1.0f);
+    if (!(v == v)) return 0;  // NaN
+    if (v <= kSrgbLinearMax) return uint8_t(roundNearestEven(v * kEncodeLinearScale));
+    const uint32_t bits = std::bit_cast<uint32_t>(v);
+    const float m = std::bit_cast<float>((bits & 0x007FFFFFu) | 0x3F800000u);
+    float p = kEncodePoly[0];
+    for (int k = 1; k < 7; ++k)
+        p = std::fma(p, m, kEncodePoly[k]);
+    return uint8_t(roundNearestEven(std::fma(kEncodeOctave[(bits >> 23) & 15], p, -kEncodeOffset)));
+}
 
 // The sRGB curve at the start of each bucket of float bits from 2^-9 up,
 // computed in double (see kSrgbCurveLowBits).
@@ -129,10 +103,6 @@ const SrgbCurveTable& srgbCurveTable() {
 
 const DecodeTables& decodeTables() {
     static const DecodeTables t;
-    return t;
-}
-const EncodeTables& encodeTables() {
-    static const EncodeTables t;
     return t;
 }
 
@@ -176,14 +146,13 @@ void encodeRGBA8Scalar(const float* src, uint8_t* dst, int n, WorkingSpace space
         }
         return;
     }
-    const EncodeTables& t = encodeTables();
     const SrgbCurveTable& curve = srgbCurveTable();
     for (int i = 0; i < n; ++i, src += 4, dst += 4) {
         const float a = src[3];
         if (a >= 1.0f) {
-            dst[0] = t.encode(src[0]);
-            dst[1] = t.encode(src[1]);
-            dst[2] = t.encode(src[2]);
+            dst[0] = encodeOpaque(src[0]);
+            dst[1] = encodeOpaque(src[1]);
+            dst[2] = encodeOpaque(src[2]);
             dst[3] = 255;
         } else if (!(a > 0.0f)) {
             dst[0] = dst[1] = dst[2] = dst[3] = 0;
@@ -217,10 +186,24 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
         encodeRGBA8Scalar(src, dst, n, space);
         return;
     }
-    const int done =
-        encodePremultipliedSimd(src, dst, n, encodeTables().packed.data(), EncodeTables::kLowBits,
-                                EncodeTables::kShift, srgbCurveTable().value.data());
-    encodeRGBA8Scalar(src + size_t(done) * 4, dst + size_t(done) * 4, n - done, space);
+    const float* curve = srgbCurveTable().value.data();
+    const int done = encodePremultipliedSimd(src, dst, n, curve);
+    const int rest = n - done;
+    if (rest == 0) return;
+    // The tail goes through the vector code too, padded with transparent
+    // pixels: the scalar code needs a call for each fused multiply-add where
+    // the baseline instruction set has none.
+    constexpr int kPad = 16;
+    if (rest < kPad) {
+        float in[kPad * 4] = {};
+        uint8_t out[kPad * 4];
+        std::copy_n(src + size_t(done) * 4, size_t(rest) * 4, in);
+        if (encodePremultipliedSimd(in, out, kPad, curve) == kPad) {
+            std::copy_n(out, size_t(rest) * 4, dst + size_t(done) * 4);
+            return;
+        }
+    }
+    encodeRGBA8Scalar(src + size_t(done) * 4, dst + size_t(done) * 4, rest, space);
 }
 
 void colorToWorking(const double rgba[4], float out[4], WorkingSpace space) {

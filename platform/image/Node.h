@@ -26,6 +26,21 @@ class Node;
 using NodePtr = std::shared_ptr<const Node>;
 class RenderCache;
 
+// Takes rows of the renderer's own buffer as soon as they are final, so they
+// are written out while still in cache rather than after the whole tile.
+class RowSink {
+public:
+    virtual ~RowSink() = default;
+    // Rows y0 <= y < y1 of buffer, every pixel final.
+    virtual void rowsFinished(const PixelBuffer& buffer, int y0, int y1) const = 0;
+    // Only the render's top node, filling the buffer it was handed by the
+    // renderer, may hand rows over: nodes below it (a point chain's base,
+    // a translated input) render into the same buffer values that are not
+    // yet final.
+    const Node* root = nullptr;
+    const PixelBuffer* target = nullptr;
+};
+
 // What every node sees while rendering: the working space and the
 // cancellation flag of the render in progress.
 struct RenderState {
@@ -35,9 +50,18 @@ struct RenderState {
     // Pixels shared by all tiles of the render in progress; null when the
     // node is rendered outside the tiled renderer.
     RenderCache* cache = nullptr;
+    // Where finished rows may go early; null when nobody takes them.
+    const RowSink* sink = nullptr;
     bool cancelled() const {
         return (cancel && cancel->load(std::memory_order_relaxed)) ||
                (externalCancel && externalCancel->load(std::memory_order_relaxed));
+    }
+    // Hands rows y0 <= y < y1 of dst over when node is the render's top node
+    // filling the renderer's buffer; does nothing otherwise. Each row at most
+    // once; rows never handed over are written when the node returns.
+    void rowsFinished(const Node& node, const PixelBuffer& dst, int y0, int y1) const {
+        if (sink && sink->root == &node && sink->target == &dst && y0 < y1)
+            sink->rowsFinished(dst, y0, y1);
     }
 };
 

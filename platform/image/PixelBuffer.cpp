@@ -12,6 +12,14 @@ PixelBuffer::PixelBuffer(const IRect& rect)
 
 PixelBuffer::~PixelBuffer() = default;
 
+PixelBuffer PixelBuffer::view(float* data, const IRect& rect) {
+    PixelBuffer b;
+    b.m_rect = rect.isEmpty() ? IRect{rect.x, rect.y, 0, 0} : rect;
+    b.m_data =
+        std::unique_ptr<float[], Release>(b.m_rect.isEmpty() ? nullptr : data, Release{false});
+    return b;
+}
+
 void PixelBuffer::fillTransparent() {
     if (m_data) std::memset(m_data.get(), 0, size_t(m_rect.area()) * 4 * sizeof(float));
 }
@@ -55,7 +63,7 @@ PixelBuffer BufferPool::acquire(const IRect& rect) {
 }
 
 void BufferPool::release(PixelBuffer&& buffer) {
-    if (!buffer.m_data) return;
+    if (!buffer.m_data || !buffer.m_data.get_deleter().owned) return;
     constexpr size_t kKeep = 6;
     // Never hold on to very large buffers (region-of-interest buffers of big
     // neighbourhoods): they would pin memory for the thread's lifetime.

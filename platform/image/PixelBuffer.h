@@ -22,6 +22,11 @@ public:
     PixelBuffer& operator=(const PixelBuffer&) = delete;
     ~PixelBuffer();
 
+    // A buffer over rect.area() * 4 floats of someone else's storage (rows of
+    // a larger buffer, say), so an input can render straight into them. The
+    // storage must outlive the view; the view never frees it.
+    static PixelBuffer view(float* data, const IRect& rect);
+
     const IRect& rect() const { return m_rect; }
     int width() const { return m_rect.w; }
     int height() const { return m_rect.h; }
@@ -46,8 +51,16 @@ public:
     void clearOutside(const IRect& keep);
 
 private:
+    struct Release {
+        Release() noexcept : owned(true) {}
+        explicit Release(bool own) noexcept : owned(own) {}
+        void operator()(float* p) const {
+            if (owned) delete[] p;
+        }
+        bool owned;
+    };
     IRect m_rect;
-    std::unique_ptr<float[]> m_data;
+    std::unique_ptr<float[], Release> m_data;
     size_t m_capacity = 0;  // floats
     friend class BufferPool;
 };

@@ -7,15 +7,57 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <vector>
 
 namespace cif::engine {
 
 namespace {
 
-// Calls write(tileBuffer) for every tile of rect, in parallel.
-template <typename WriteTile>
+// Writes the rows a node hands over before it returns, and then the rest.
+template <typename WriteRows>
+class EarlyRows final : public RowSink {
+public:
+    EarlyRows(const Node& node, const PixelBuffer& buffer, WriteRows& write)
+        : m_write(write), m_written(size_t(buffer.height()), 0) {
+        root = &node;
+        target = &buffer;
+    }
+
+    void rowsFinished(const PixelBuffer& buffer, int y0, int y1) const override {
+        y0 = std::max(y0, buffer.rect().y);
+        y1 = std::min(y1, buffer.rect().top());
+        if (y0 >= y1) return;
+        m_write(buffer, y0, y1);
+        std::fill(m_written.begin() + (y0 - buffer.rect().y),
+                  m_written.begin() + (y1 - buffer.rect().y), 1);
+    }
+
+    // Writes every row not handed over yet, in runs.
+    void writeRest(const PixelBuffer& buffer) const {
+        const int h = buffer.height(), y = buffer.rect().y;
+        for (int i = 0; i < h;) {
+            if (m_written[size_t(i)]) {
+                ++i;
+                continue;
+            }
+            int end = i + 1;
+            while (end < h && !m_written[size_t(end)])
+                ++end;
+            m_write(buffer, y + i, y + end);
+            i = end;
+        }
+    }
+
+private:
+    WriteRows& m_write;
+    mutable std::vector<uint8_t> m_written;
+};
+
+// Calls write(buffer, y0, y1) for every row of every tile of rect, in
+// parallel, each row once.
+template <typename WriteRows>
 RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOptions& options,
-                         WriteTile&& write) {
+                         WriteRows&& write) {
     if (rect.isEmpty()) return RenderResult::Done;
     const int ts = std::max(1, options.tileSize);
     const int cols = (rect.w + ts - 1) / ts, rows = (rect.h + ts - 1) / ts;
@@ -38,9 +80,12 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
         for (int y = tile.y; y < tile.top(); y += stripRows) {
             const IRect strip{tile.x, y, tile.w, std::min(stripRows, tile.top() - y)};
             PooledBuffer buffer(strip);
-            renderNode(node, *buffer, state);
+            const EarlyRows early(node, *buffer, write);
+            RenderState stripState = state;
+            stripState.sink = &early;
+            renderNode(node, *buffer, stripState);
             if (state.cancelled()) return;
-            write(*buffer);
+            early.writeRest(*buffer);
         }
         if (options.progress) {
             // Counted under the lock, so the fractions arrive in increasing
@@ -94,25 +139,27 @@ std::shared_ptr<const PixelBuffer> RenderCache::materialise(const Node& node, co
 
 RenderResult renderRGBA8(const Node& node, const IRect& rect, uint8_t* dst, size_t bytesPerRow,
                          const RenderOptions& options) {
-    return renderTiles(node, rect, options, [&](const PixelBuffer& tile) {
+    auto write = [&](const PixelBuffer& tile, int y0, int y1) {
         const IRect& t = tile.rect();
-        for (int y = t.y; y < t.top(); ++y) {
+        for (int y = y0; y < y1; ++y) {
             const size_t outRow = size_t(rect.top() - 1 - y);
             uint8_t* o = dst + outRow * bytesPerRow + size_t(t.x - rect.x) * 4;
             encodeRGBA8(tile.row(y), o, t.w, options.space);
         }
-    });
+    };
+    return renderTiles(node, rect, options, write);
 }
 
 RenderResult renderFloat(const Node& node, const IRect& rect, float* dst, size_t floatsPerRow,
                          const RenderOptions& options) {
-    return renderTiles(node, rect, options, [&](const PixelBuffer& tile) {
+    auto write = [&](const PixelBuffer& tile, int y0, int y1) {
         const IRect& t = tile.rect();
-        for (int y = t.y; y < t.top(); ++y) {
+        for (int y = y0; y < y1; ++y) {
             float* o = dst + size_t(y - rect.y) * floatsPerRow + size_t(t.x - rect.x) * 4;
             std::memcpy(o, tile.row(y), size_t(t.w) * 4 * sizeof(float));
         }
-    });
+    };
+    return renderTiles(node, rect, options, write);
 }
 
 }  // namespace cif::engine

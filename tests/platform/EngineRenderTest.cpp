@@ -129,6 +129,49 @@ TEST(EngineRender, OutputIsBitIdenticalForAnyTileSizeAndThreadCount) {
     }
 }
 
+TEST(EngineRender, RowsHandedOverBeforeTheTileEndsAreFinal) {
+    // Blurs hand finished rows to the renderer band by band. Each recipe is
+    // rendered by the tiled renderer and, as the reference, by one direct
+    // render of the whole area, where nothing is handed over early. Only the
+    // blur at the top of the graph may hand rows over: under a colour filter
+    // or a translation its rows are not yet final. Tiles of 256 pixels hold
+    // several bands; the picture's own rows feed the bands directly, while a
+    // blurred input is rendered whole first.
+    cif::initializePlatform();
+    const CIImage pic = CIImage::imageWithQImage(gradientPicture(300, 280));
+    const CIImage blur = applyFilter("CIGaussianBlur", pic, {{"inputRadius", 2.0}});
+    const struct {
+        const char* name;
+        CIImage image;
+    } recipes[] = {
+        {"blur", blur},
+        {"unsharp mask", applyFilter("CIUnsharpMask", pic)},
+        {"inverted blur", applyFilter("CIColorInvert", blur)},
+        {"moved blur", blur.imageByApplyingTransform(QTransform::fromTranslate(3, -2))},
+        {"blur of a blur", applyFilter("CIGaussianBlur", blur, {{"inputRadius", 1.5}})},
+    };
+    const QRectF area(-10, -5, 320, 290);
+    const IRect pixels{-10, -5, 320, 290};
+    for (const auto& recipe : recipes) {
+        ASSERT_FALSE(recipe.image.isNull()) << recipe.name;
+        PixelBuffer reference(pixels);
+        renderNode(*recipe.image.node(), reference, RenderState{});
+        for (int tile : {256, 64, 7})
+            for (int threads : {1, 2}) {
+                CIContext context;
+                context.setTileSize(tile);
+                context.setThreads(threads);
+                cif::CIFloatBitmap out;
+                ASSERT_TRUE(context.renderToFloat(recipe.image, area, out)) << recipe.name;
+                ASSERT_EQ(out.pixels.size(), size_t(pixels.area()) * 4);
+                EXPECT_EQ(std::memcmp(out.pixels.data(), reference.data(),
+                                      out.pixels.size() * sizeof(float)),
+                          0)
+                    << recipe.name << " at tile size " << tile << ", " << threads << " threads";
+            }
+    }
+}
+
 // ---------------------------------------------------------------- cancellation
 
 TEST(EngineRender, CancelledRenderReturnsPromptlyWithNothing) {

@@ -20,8 +20,9 @@ namespace {
 // time so that the additions along a column form independent chains.
 typedef float V8 __attribute__((vector_size(32)));
 
-#define CIF_BLUR_CLONES \
-    __attribute__((target_clones("arch=x86-64-v3", "default"), optimize("fp-contract=fast")))
+#define CIF_BLUR_CLONES                                                          \
+    __attribute__((target_clones("arch=x86-64-v4", "arch=x86-64-v3", "default"), \
+                   optimize("fp-contract=fast")))
 
 inline V8 load8(const float* p) {
     V8 v;

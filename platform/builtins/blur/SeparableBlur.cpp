@@ -23,6 +23,10 @@ int padPixels(int w) {
 // first pass's buffer stays bounded whatever the reach.
 constexpr int64_t kStripPixels = int64_t(1) << 20;
 
+// Banded rendering keeps a band's input rows and its vertical pass within
+// about this many bytes, so both stay in the core's cache.
+constexpr size_t kBandBytes = size_t(768) << 10;
+
 }  // namespace
 
 Rect grownExtent(const Rect& extent, double rx, double ry) {
@@ -60,15 +64,92 @@ Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
     return output.inset(-m_x.reach, -m_y.reach);
 }
 
-// Vertical pass over the input's region of interest (in column strips), a
-// transpose, the horizontal pass run down the transposed rows, and a
-// transpose back into the destination.
+// Kernels that run along rows, with a reach small enough for a band of rows
+// to fit in cache, make the output in bands: the vertical pass of a band's
+// rows, then the row pass and the finish of each row, and the band's rows
+// handed on while they are still in cache. An input that reads single pixels
+// (a picture, colour filters) is rendered band by band too, into a window
+// that keeps the rows the next band shares with this one; other inputs,
+// whose regions would grow with every split, are rendered once, whole.
+// Answers false, rendering nothing, where bands do not fit.
+bool SeparableBlurNode::renderInBands(PixelBuffer& dst, const IRect& area,
+                                      const engine::RenderState& state) const {
+    const int rx = m_x.reach, ry = m_y.reach;
+    const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
+    const int passW = padPixels(roi.w), padW = passW + 12;
+    // A row length of a multiple of 256 pixels (4 KiB) is widened so the
+    // rows a pass reads together do not share cache sets.
+    const int inW = passW % 256 == 0 ? passW + 4 : passW;
+    const size_t inStride = size_t(inW) * 4, strideB = size_t(padW) * 4 + 16;
+    const size_t rowBytes = (inStride + strideB) * sizeof(float);
+    const size_t marginBytes = size_t(2 * ry) * inStride * sizeof(float);
+    if (marginBytes + 32 * rowBytes > kBandBytes) return false;
+    const int band = std::min(area.h, int((kBandBytes - marginBytes) / rowBytes));
+
+    const engine::Node& input = *inputs().front();
+    const bool stream = engine::graphReadsSinglePixels(input);
+    // stream: band + 2 ry rows, the first 2 ry carried over from the band
+    // before. Otherwise the whole region, rendered once.
+    PooledBuffer in(IRect{roi.x, roi.y, inW, stream ? band + 2 * ry : roi.h});
+    if (!stream) {
+        engine::renderNode(input, *in, state);
+        if (state.cancelled()) return true;
+    }
+    PooledBuffer vert(IRect{0, 0, padW + 4, band});
+    const bool direct = area.w % 8 == 0;
+    std::vector<float> line(direct ? 0 : size_t(padPixels(area.w)) * 4);
+    for (int j0 = 0; j0 < area.h; j0 += band) {
+        const int bh = std::min(band, area.h - j0);
+        const float* rows = in->data();  // row 0 is region row j0
+        if (stream) {
+            int carried = 0;
+            if (j0 > 0) {
+                carried = 2 * ry;
+                std::memmove(in->data(), in->data() + size_t(band) * inStride,
+                             size_t(carried) * inStride * sizeof(float));
+            }
+            PixelBuffer fresh =
+                PixelBuffer::view(in->data() + size_t(carried) * inStride,
+                                  IRect{roi.x, roi.y + j0 + carried, inW, bh + 2 * ry - carried});
+            engine::renderNode(input, fresh, state);
+            if (state.cancelled()) return true;
+        } else {
+            rows += size_t(j0) * inStride;
+        }
+        runPass(m_y, rows, inStride, vert->data(), strideB, bh, passW * 4);
+        for (int j = 0; j < bh; ++j) {
+            float* v = vert->data() + size_t(j) * strideB;
+            float* const row = dst.at(area.x, area.y + j0 + j);
+            float* out = direct ? row : line.data();
+            if (m_x.kind == Kernel1D::Kind::Copy) {
+                out = v;
+            } else {
+                std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
+                runRowPass(m_x, v, out, area.w);
+            }
+            if (m_finish)
+                m_finish->apply(rows + size_t(j + ry) * inStride + size_t(rx) * 4, out, area.w);
+            else
+                snapOpaque(out, area.w);
+            if (out != row) std::memcpy(row, out, size_t(area.w) * 4 * sizeof(float));
+        }
+        if (area.x == dst.rect().x && area.w == dst.width())
+            state.rowsFinished(*this, dst, area.y + j0, area.y + j0 + bh);
+    }
+    dst.clearOutside(area);
+    return true;
+}
+
+// Vertical pass over the input's region of interest (in column strips), then
+// the horizontal pass: along rows, or down the rows of a transpose and
+// transposed back into the destination.
 void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) const {
     const IRect area = dst.rect().intersected(engine::coveringPixels(extent()));
     if (area.isEmpty()) {
         dst.fillTransparent();
         return;
     }
+    if (runsAlongRows(m_x) && renderInBands(dst, area, state)) return;
     const int rx = m_x.reach, ry = m_y.reach;
     const IRect roi{area.x - rx, area.y - ry, area.w + 2 * rx, area.h + 2 * ry};
     const bool rows = runsAlongRows(m_x);

@@ -31,6 +31,8 @@ public:
     const char* kind() const override { return "separable-blur"; }
 
 private:
+    bool renderInBands(engine::PixelBuffer& dst, const engine::IRect& area,
+                       const engine::RenderState& state) const;
     void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
                                int padH, size_t strideC, engine::PixelBuffer& dst) const;
 
