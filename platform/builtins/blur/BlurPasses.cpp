@@ -33,8 +33,10 @@ inline void store8(float* p, V8 v) {
     std::memcpy(p, &v, sizeof v);
 }
 
+typedef int V8i __attribute__((vector_size(32)));
+
 inline V8 splat8(float v) {
-    return V8{} + v;
+    return __builtin_shuffle(V8{v}, V8i{});
 }
 
 // Multiply-add, contracted into one fused instruction in the AVX2 clones
@@ -43,15 +45,25 @@ inline V8 fma8(V8 a, V8 b, V8 c) {
     return a * b + c;
 }
 
+// The centre tap's product, as the start of a sum of fused steps. Added to
+// zero so that the first step has only one way to fuse (a product added to
+// a product could fuse either), and every pass sums in the same order.
+inline V8 centre8(const float* p, V8 t) {
+    return fma8(load8(p), t, V8{});
+}
+
 // Symmetric taps: the two rows at the same distance are added first.
 // Output rows are made in pairs, which share all but one of their input
 // rows: walking the pairs of taps outwards, each step loads two new rows
 // (per vector) and reuses the two loaded by the step before, so the pass
 // needs half the loads of one row at a time. Two vectors per row, so the
-// running values stay in registers.
-CIF_BLUR_CLONES
-void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
-              size_t outStride, int outRows, int width) {
+// running values stay in registers. The rows are walked in columns narrow
+// enough that the rows one output row reads stay in the first-level cache
+// while the next rows reuse them.
+__attribute__((always_inline)) inline void tapsColumnBody(const float* taps, const int reach,
+                                                          const float* in, size_t inStride,
+                                                          float* out, size_t outStride, int outRows,
+                                                          int width) {
     const V8 tm = splat8(taps[reach]);
     int j = 0;
     for (; j + 1 < outRows; j += 2) {
@@ -59,26 +71,38 @@ void tapsPass(const float* taps, int reach, const float* in, size_t inStride, fl
             // T(m) is input row j + m; row j is centred on T(reach), row
             // j + 1 on T(reach + 1).
             const float* base = in + size_t(j) * inStride + size_t(c);
-            auto row = [&](int m) { return base + size_t(m) * inStride; };
+            auto row = [&](int m) __attribute__((always_inline)) {
+                return base + size_t(m) * inStride;
+            };
             const float* mid = row(reach);
             const float* mid1 = row(reach + 1);
-            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm;
-            V8 b0 = load8(mid1) * tm, b1 = load8(mid1 + 8) * tm;
+            V8 a0 = centre8(mid, tm), a1 = centre8(mid + 8, tm);
+            V8 b0 = centre8(mid1, tm), b1 = centre8(mid1 + 8, tm);
+            // Odd steps add into a second set, so each sum's chain of
+            // dependent multiply-adds is half as long.
+            V8 e0{}, e1{}, g0{}, g1{};
             // lo = T(k), hi = T(2 reach + 1 - k), carried between steps.
             V8 lo0 = load8(row(0)), lo1 = load8(row(0) + 8);
             V8 hi0 = load8(row(2 * reach + 1)), hi1 = load8(row(2 * reach + 1) + 8);
-            for (int k = 0; k < reach; ++k) {
+            auto step = [&](int k, V8& s0, V8& s1, V8& t0, V8& t1) __attribute__((always_inline)) {
                 const V8 t = splat8(taps[k]);
                 const float* up = row(k + 1);
                 const float* down = row(2 * reach - k);
                 const V8 u0 = load8(up), u1 = load8(up + 8);
                 const V8 d0 = load8(down), d1 = load8(down + 8);
-                a0 = fma8(lo0 + d0, t, a0);  // T(k) + T(2 reach - k)
-                a1 = fma8(lo1 + d1, t, a1);
-                b0 = fma8(u0 + hi0, t, b0);  // T(k + 1) + T(2 reach + 1 - k)
-                b1 = fma8(u1 + hi1, t, b1);
+                s0 = fma8(lo0 + d0, t, s0);  // T(k) + T(2 reach - k)
+                s1 = fma8(lo1 + d1, t, s1);
+                t0 = fma8(u0 + hi0, t, t0);  // T(k + 1) + T(2 reach + 1 - k)
+                t1 = fma8(u1 + hi1, t, t1);
                 lo0 = u0, lo1 = u1, hi0 = d0, hi1 = d1;
+            };
+            int k = 0;
+            for (; k + 1 < reach; k += 2) {
+                step(k, a0, a1, b0, b1);
+                step(k + 1, e0, e1, g0, g1);
             }
+            if (k < reach) step(k, a0, a1, b0, b1);
+            a0 += e0, a1 += e1, b0 += g0, b1 += g1;
             float* o = out + size_t(j) * outStride + size_t(c);
             store8(o, a0);
             store8(o + 8, a1);
@@ -90,19 +114,64 @@ void tapsPass(const float* taps, int reach, const float* in, size_t inStride, fl
         for (int c = 0; c < width; c += 16) {
             const float* top = in + size_t(j) * inStride + size_t(c);
             const float* mid = top + size_t(reach) * inStride;
-            V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm;
-            for (int k = 0; k < reach; ++k) {
+            V8 a0 = centre8(mid, tm), a1 = centre8(mid + 8, tm);
+            // The same two sets as above, so the last row sums in the same
+            // order as the pairs (a tile's height never changes a pixel).
+            V8 e0{}, e1{};
+            auto step = [&](int k, V8& s0, V8& s1) __attribute__((always_inline)) {
                 const float* a = top + size_t(k) * inStride;
                 const float* b = top + size_t(2 * reach - k) * inStride;
                 const V8 t = splat8(taps[k]);
-                a0 = fma8(load8(a) + load8(b), t, a0);
-                a1 = fma8(load8(a + 8) + load8(b + 8), t, a1);
+                s0 = fma8(load8(a) + load8(b), t, s0);
+                s1 = fma8(load8(a + 8) + load8(b + 8), t, s1);
+            };
+            int k = 0;
+            for (; k + 1 < reach; k += 2) {
+                step(k, a0, a1);
+                step(k + 1, e0, e1);
             }
+            if (k < reach) step(k, a0, a1);
+            a0 += e0, a1 += e1;
             float* o = out + size_t(j) * outStride + size_t(c);
             store8(o, a0);
             store8(o + 8, a1);
         }
     }
+}
+
+// The body above, with the reach a constant for every sampled Gaussian
+// (reach up to 11), so the tap loops unroll.
+CIF_BLUR_CLONES
+void tapsColumn(const float* taps, int reach, const float* in, size_t inStride, float* out,
+                size_t outStride, int outRows, int width) {
+    switch (reach) {
+#define CIF_FIXED_REACH(R)                                                     \
+    case R:                                                                    \
+        tapsColumnBody(taps, R, in, inStride, out, outStride, outRows, width); \
+        return;
+        CIF_FIXED_REACH(1)
+        CIF_FIXED_REACH(2)
+        CIF_FIXED_REACH(3)
+        CIF_FIXED_REACH(4)
+        CIF_FIXED_REACH(5)
+        CIF_FIXED_REACH(6)
+        CIF_FIXED_REACH(7)
+        CIF_FIXED_REACH(8)
+        CIF_FIXED_REACH(9)
+        CIF_FIXED_REACH(10)
+        CIF_FIXED_REACH(11)
+#undef CIF_FIXED_REACH
+        default:
+            tapsColumnBody(taps, reach, in, inStride, out, outStride, outRows, width);
+    }
+}
+
+void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
+              size_t outStride, int outRows, int width) {
+    constexpr int kColumn = 256;  // floats: 64 pixels, 1 KiB per row
+    for (int c0 = 0; c0 < width; c0 += kColumn)
+        tapsColumn(taps, reach, in + c0, inStride, out + c0, outStride, outRows,
+                   std::min(kColumn, width - c0));
 }
 
 // Running sums: each step adds the row entering the window and removes the
@@ -196,26 +265,62 @@ void recursivePass(const Kernel1D::Section* s, int reach, const float* in, size_
 
 // Along one row: output pixel x reads input pixels x .. x + 2 * reach.
 // Vectors of two pixels, offsets in whole pixels (4 floats).
-CIF_BLUR_CLONES
-void rowTaps(const float* taps, int reach, const float* in, float* out, int outFloats) {
+__attribute__((always_inline)) inline void rowTapsBody(const float* taps, const int reach,
+                                                       const float* in, float* out, int outFloats) {
     for (int f = 0; f < outFloats; f += 32) {
         const float* mid = in + f + 4 * reach;
         const V8 tm = splat8(taps[reach]);
-        V8 a0 = load8(mid) * tm, a1 = load8(mid + 8) * tm, a2 = load8(mid + 16) * tm,
-           a3 = load8(mid + 24) * tm;
-        for (int k = 0; k < reach; ++k) {
+        V8 a0 = centre8(mid, tm), a1 = centre8(mid + 8, tm), a2 = centre8(mid + 16, tm),
+           a3 = centre8(mid + 24, tm);
+        // Odd steps add into a second set (shorter dependency chains).
+        V8 e0{}, e1{}, e2{}, e3{};
+        auto step = [&](int k, V8& s0, V8& s1, V8& s2, V8& s3) __attribute__((always_inline)) {
             const float* a = in + f + 4 * k;
             const float* b = in + f + 4 * (2 * reach - k);
             const V8 t = splat8(taps[k]);
-            a0 = fma8(load8(a) + load8(b), t, a0);
-            a1 = fma8(load8(a + 8) + load8(b + 8), t, a1);
-            a2 = fma8(load8(a + 16) + load8(b + 16), t, a2);
-            a3 = fma8(load8(a + 24) + load8(b + 24), t, a3);
+            s0 = fma8(load8(a) + load8(b), t, s0);
+            s1 = fma8(load8(a + 8) + load8(b + 8), t, s1);
+            s2 = fma8(load8(a + 16) + load8(b + 16), t, s2);
+            s3 = fma8(load8(a + 24) + load8(b + 24), t, s3);
+        };
+        int k = 0;
+#pragma GCC unroll 6
+        for (; k + 1 < reach; k += 2) {
+            step(k, a0, a1, a2, a3);
+            step(k + 1, e0, e1, e2, e3);
         }
+        if (k < reach) step(k, a0, a1, a2, a3);
+        a0 += e0, a1 += e1, a2 += e2, a3 += e3;
         store8(out + f, a0);
         store8(out + f + 8, a1);
         store8(out + f + 16, a2);
         store8(out + f + 24, a3);
+    }
+}
+
+// The body above, with the reach a constant for every sampled Gaussian
+// (reach up to 11), so the tap loops unroll.
+CIF_BLUR_CLONES
+void rowTaps(const float* taps, int reach, const float* in, float* out, int outFloats) {
+    switch (reach) {
+#define CIF_FIXED_REACH(R)                        \
+    case R:                                       \
+        rowTapsBody(taps, R, in, out, outFloats); \
+        return;
+        CIF_FIXED_REACH(1)
+        CIF_FIXED_REACH(2)
+        CIF_FIXED_REACH(3)
+        CIF_FIXED_REACH(4)
+        CIF_FIXED_REACH(5)
+        CIF_FIXED_REACH(6)
+        CIF_FIXED_REACH(7)
+        CIF_FIXED_REACH(8)
+        CIF_FIXED_REACH(9)
+        CIF_FIXED_REACH(10)
+        CIF_FIXED_REACH(11)
+#undef CIF_FIXED_REACH
+        default:
+            rowTapsBody(taps, reach, in, out, outFloats);
     }
 }
 
