@@ -4,6 +4,8 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 // The vector helpers below pass AVX-sized values between inlined functions
 // of this file only; GCC's note that their ABI differs without AVX does not
@@ -50,6 +52,18 @@ inline V8 fma8(V8 a, V8 b, V8 c) {
 // a product could fuse either), and every pass sums in the same order.
 inline V8 centre8(const float* p, V8 t) {
     return fma8(load8(p), t, V8{});
+}
+
+// Calls body(reach) with the reach as a compile-time constant for every
+// sampled Gaussian (reach 1 to 11), so that the tap loops of an inlined body
+// unroll; other reaches are passed as they are.
+template <typename Body>
+__attribute__((always_inline)) inline void withFixedReach(int reach, Body&& body) {
+    [&]<int... R>(std::integer_sequence<int, R...>) __attribute__((always_inline)) {
+        if (!((reach == R + 1 && (body(std::integral_constant<int, R + 1>{}), true)) || ...))
+            body(reach);
+    }
+    (std::make_integer_sequence<int, 11>{});
 }
 
 // Symmetric taps: the two rows at the same distance are added first.
@@ -139,31 +153,14 @@ __attribute__((always_inline)) inline void tapsColumnBody(const float* taps, con
     }
 }
 
-// The body above, with the reach a constant for every sampled Gaussian
-// (reach up to 11), so the tap loops unroll.
+// The body above, with the reach a constant where it is small.
 CIF_BLUR_CLONES
 void tapsColumn(const float* taps, int reach, const float* in, size_t inStride, float* out,
                 size_t outStride, int outRows, int width) {
-    switch (reach) {
-#define CIF_FIXED_REACH(R)                                                     \
-    case R:                                                                    \
-        tapsColumnBody(taps, R, in, inStride, out, outStride, outRows, width); \
-        return;
-        CIF_FIXED_REACH(1)
-        CIF_FIXED_REACH(2)
-        CIF_FIXED_REACH(3)
-        CIF_FIXED_REACH(4)
-        CIF_FIXED_REACH(5)
-        CIF_FIXED_REACH(6)
-        CIF_FIXED_REACH(7)
-        CIF_FIXED_REACH(8)
-        CIF_FIXED_REACH(9)
-        CIF_FIXED_REACH(10)
-        CIF_FIXED_REACH(11)
-#undef CIF_FIXED_REACH
-        default:
-            tapsColumnBody(taps, reach, in, inStride, out, outStride, outRows, width);
-    }
+    withFixedReach(
+        reach, [&](auto r) __attribute__((always_inline)) {
+            tapsColumnBody(taps, r, in, inStride, out, outStride, outRows, width);
+        });
 }
 
 void tapsPass(const float* taps, int reach, const float* in, size_t inStride, float* out,
@@ -298,30 +295,12 @@ __attribute__((always_inline)) inline void rowTapsBody(const float* taps, const 
     }
 }
 
-// The body above, with the reach a constant for every sampled Gaussian
-// (reach up to 11), so the tap loops unroll.
+// The body above, with the reach a constant where it is small.
 CIF_BLUR_CLONES
 void rowTaps(const float* taps, int reach, const float* in, float* out, int outFloats) {
-    switch (reach) {
-#define CIF_FIXED_REACH(R)                        \
-    case R:                                       \
-        rowTapsBody(taps, R, in, out, outFloats); \
-        return;
-        CIF_FIXED_REACH(1)
-        CIF_FIXED_REACH(2)
-        CIF_FIXED_REACH(3)
-        CIF_FIXED_REACH(4)
-        CIF_FIXED_REACH(5)
-        CIF_FIXED_REACH(6)
-        CIF_FIXED_REACH(7)
-        CIF_FIXED_REACH(8)
-        CIF_FIXED_REACH(9)
-        CIF_FIXED_REACH(10)
-        CIF_FIXED_REACH(11)
-#undef CIF_FIXED_REACH
-        default:
-            rowTapsBody(taps, reach, in, out, outFloats);
-    }
+    withFixedReach(
+        reach, [&](auto r)
+                   __attribute__((always_inline)) { rowTapsBody(taps, r, in, out, outFloats); });
 }
 
 // Running sums along a row, two pixels per vector: the pair's sums move on

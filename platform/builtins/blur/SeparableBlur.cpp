@@ -60,6 +60,27 @@ void SeparableBlurNode::horizontalByTranspose(const float* src, size_t stride, i
                     area.h);
 }
 
+// One output row of a kernel that runs along rows: the row pass over v (its
+// vertical-pass row, vFloats floats, zeroed past roiW pixels so the pass
+// reads zeros there), then the finish (original: the input's row under the
+// output) or the opaque snap, into row. The pass writes whole vectors of two
+// pixels: straight into row when line is null, else into line and copied.
+void SeparableBlurNode::finishRow(float* v, size_t vFloats, int roiW, const float* original,
+                                  float* row, float* line, int w) const {
+    float* out = line ? line : row;
+    if (m_x.kind == Kernel1D::Kind::Copy) {
+        out = v;
+    } else {
+        std::fill(v + size_t(roiW) * 4, v + vFloats, 0.0f);
+        runRowPass(m_x, v, out, w);
+    }
+    if (m_finish)
+        m_finish->apply(original, out, w);
+    else
+        snapOpaque(out, w);
+    if (out != row) std::memcpy(row, out, size_t(w) * 4 * sizeof(float));
+}
+
 Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
     return output.inset(-m_x.reach, -m_y.reach);
 }
@@ -117,22 +138,10 @@ bool SeparableBlurNode::renderInBands(PixelBuffer& dst, const IRect& area,
             rows += size_t(j0) * inStride;
         }
         runPass(m_y, rows, inStride, vert->data(), strideB, bh, passW * 4);
-        for (int j = 0; j < bh; ++j) {
-            float* v = vert->data() + size_t(j) * strideB;
-            float* const row = dst.at(area.x, area.y + j0 + j);
-            float* out = direct ? row : line.data();
-            if (m_x.kind == Kernel1D::Kind::Copy) {
-                out = v;
-            } else {
-                std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
-                runRowPass(m_x, v, out, area.w);
-            }
-            if (m_finish)
-                m_finish->apply(rows + size_t(j + ry) * inStride + size_t(rx) * 4, out, area.w);
-            else
-                snapOpaque(out, area.w);
-            if (out != row) std::memcpy(row, out, size_t(area.w) * 4 * sizeof(float));
-        }
+        for (int j = 0; j < bh; ++j)
+            finishRow(vert->data() + size_t(j) * strideB, strideB, roi.w,
+                      rows + size_t(j + ry) * inStride + size_t(rx) * 4,
+                      dst.at(area.x, area.y + j0 + j), direct ? nullptr : line.data(), area.w);
         if (area.x == dst.rect().x && area.w == dst.width())
             state.rowsFinished(*this, dst, area.y + j0, area.y + j0 + bh);
     }
@@ -201,22 +210,10 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         // them.
         const bool direct = area.w % 8 == 0;
         std::vector<float> line(direct ? 0 : size_t(padPixels(area.w)) * 4);
-        for (int j = 0; j < area.h; ++j) {
-            float* v = vert->data() + size_t(j) * strideB;
-            float* const row = dst.at(area.x, area.y + j);
-            float* out = direct ? row : line.data();
-            if (m_x.kind == Kernel1D::Kind::Copy) {
-                out = v;
-            } else {
-                std::fill(v + size_t(roi.w) * 4, v + strideB, 0.0f);
-                runRowPass(m_x, v, out, area.w);
-            }
-            if (m_finish)
-                m_finish->apply(originalRow(area.y + j), out, area.w);
-            else
-                snapOpaque(out, area.w);
-            if (out != row) std::memcpy(row, out, size_t(area.w) * 4 * sizeof(float));
-        }
+        for (int j = 0; j < area.h; ++j)
+            finishRow(vert->data() + size_t(j) * strideB, strideB, roi.w,
+                      m_finish ? originalRow(area.y + j) : nullptr, dst.at(area.x, area.y + j),
+                      direct ? nullptr : line.data(), area.w);
     } else {
         horizontalByTranspose(vert->data(), strideB, roi.w, area, padH, strideC, dst);
         for (int y = area.y; y < area.top(); ++y) {

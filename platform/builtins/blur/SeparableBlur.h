@@ -31,6 +31,8 @@ public:
     const char* kind() const override { return "separable-blur"; }
 
 private:
+    void finishRow(float* v, size_t vFloats, int roiW, const float* original, float* row,
+                   float* line, int w) const;
     bool renderInBands(engine::PixelBuffer& dst, const engine::IRect& area,
                        const engine::RenderState& state) const;
     void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
