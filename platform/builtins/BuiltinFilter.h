@@ -37,5 +37,13 @@ std::vector<BuiltinDef> halftoneBuiltins();
 std::vector<BuiltinDef> distortionBuiltins();
 std::vector<BuiltinDef> geometryBuiltins();
 std::vector<BuiltinDef> tileBuiltins();
+// Colour curves and looks, colour analysis, mask blends, convolution and
+// morphology, and area reductions.
+std::vector<BuiltinDef> colorCurveBuiltins();
+std::vector<BuiltinDef> colorAnalysisBuiltins();
+std::vector<BuiltinDef> maskBlendBuiltins();
+std::vector<BuiltinDef> convolutionBuiltins();
+std::vector<BuiltinDef> morphologyBuiltins();
+std::vector<BuiltinDef> reductionBuiltins();
 
 }  // namespace cif::builtins

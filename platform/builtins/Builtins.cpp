@@ -12,7 +12,8 @@ QStringList registerBuiltinFilters() {
     std::vector<BuiltinDef> all;
     for (auto list :
          {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
-          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins}) {
+          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins,
+          colorCurveBuiltins, colorAnalysisBuiltins, maskBlendBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
