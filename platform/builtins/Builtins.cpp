@@ -10,10 +10,10 @@ namespace cif {
 QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
-    for (auto list :
-         {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
-          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins,
-          colorCurveBuiltins, colorAnalysisBuiltins, maskBlendBuiltins}) {
+    for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins,
+                      blurBuiltins, stylizeBuiltins, halftoneBuiltins, distortionBuiltins,
+                      geometryBuiltins, tileBuiltins, colorCurveBuiltins, colorAnalysisBuiltins,
+                      maskBlendBuiltins, convolutionBuiltins, morphologyBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
