@@ -128,8 +128,7 @@ IRect scanArea(const CIImage& image, const char* filter) {
     if (e.isEmpty()) return {};
     const IRect pixels = e.isUnbounded() ? IRect{} : engine::coveringPixels(e);
     if (pixels.isEmpty() || pixels.area() > reduction::kMaxScanPixels) {
-        qWarning("%s: the picture is infinite or too large to analyse; it is left as it is",
-                 filter);
+        qWarning("%s: the picture is infinite or too large to analyse", filter);
         return {};
     }
     return pixels;

@@ -81,6 +81,22 @@ public:
             dst.fillTransparent();
             return;
         }
+        // Blocks of at most kBlock x kBlock output pixels keep the input
+        // buffer bounded for any buffer the caller hands in.
+        for (int y = area.y; y < area.top(); y += kBlock)
+            for (int x = area.x; x < area.right(); x += kBlock)
+                renderBlock(dst,
+                            IRect{x, y, std::min(kBlock, area.right() - x),
+                                  std::min(kBlock, area.top() - y)},
+                            state);
+        dst.clearOutside(area);
+    }
+    const char* kind() const override { return m_max ? "rectangle-maximum" : "rectangle-minimum"; }
+
+private:
+    static constexpr int kBlock = 256;
+
+    void renderBlock(PixelBuffer& dst, const IRect& area, const RenderState& state) const {
         const IRect roi{area.x - m_left, area.y - m_down, area.w + m_w - 1, area.h + m_h - 1};
         PooledBuffer in(roi);
         engine::renderNode(*inputs().front(), *in, state);
@@ -90,11 +106,8 @@ public:
         windowInPlace(m_max, in->data(), roi.h, m_h, 4 * roi.w);
         for (int y = area.y; y < area.top(); ++y)
             std::copy_n(in->row(y - area.y + roi.y), size_t(area.w) * 4, dst.at(area.x, y));
-        dst.clearOutside(area);
     }
-    const char* kind() const override { return m_max ? "rectangle-maximum" : "rectangle-minimum"; }
 
-private:
     int m_w, m_h, m_left, m_down;
     bool m_max;
 };
@@ -128,6 +141,26 @@ public:
             dst.fillTransparent();
             return;
         }
+        // Blocks of at most kBlock x kBlock output pixels, so the table of
+        // levels stays bounded whatever size of buffer the caller hands in.
+        for (int y = area.y; y < area.top(); y += kBlock)
+            for (int x = area.x; x < area.right(); x += kBlock)
+                renderBlock(dst,
+                            IRect{x, y, std::min(kBlock, area.right() - x),
+                                  std::min(kBlock, area.top() - y)},
+                            state);
+        dst.clearOutside(area);
+    }
+    const char* kind() const override {
+        return m_mode == Mode::Maximum   ? "disc-maximum"
+               : m_mode == Mode::Minimum ? "disc-minimum"
+                                         : "morphology-gradient";
+    }
+
+private:
+    static constexpr int kBlock = 256;
+
+    void renderBlock(PixelBuffer& dst, const IRect& area, const RenderState& state) const {
         const int r = m_reach;
         const IRect roi{area.x - r, area.y - r, area.w + 2 * r, area.h + 2 * r};
         PooledBuffer in(roi);
@@ -146,15 +179,8 @@ public:
         } else {
             extreme(m_mode == Mode::Maximum, *in, area, dst);
         }
-        dst.clearOutside(area);
-    }
-    const char* kind() const override {
-        return m_mode == Mode::Maximum   ? "disc-maximum"
-               : m_mode == Mode::Minimum ? "disc-minimum"
-                                         : "morphology-gradient";
     }
 
-private:
     // Fills `area` of out with the disc extremes of in (which covers area
     // grown by the reach).
     void extreme(bool max, const PixelBuffer& in, const IRect& area, PixelBuffer& out) const {
