@@ -150,7 +150,7 @@ public:
             const float a = px[3];
             if (!(a > 0.0f)) continue;
             for (int k = 0; k < 3; ++k)
-                px[k] = px[k] / a > t[0] ? a : 0.0f;
+                px[k] = px[k] / a >= t[0] ? a : 0.0f;
         }
     }
     const char* kind() const override { return "otsu-threshold"; }
@@ -186,8 +186,9 @@ private:
                 split = i;
             }
         }
-        // Values in bins up to the split are below the threshold.
-        out = {float(split + 1) / 256.0f - 1e-7f};
+        // Values in bins up to the split are below the threshold, the rest
+        // at or above it.
+        out = {float(split + 1) / 256.0f};
         return true;
     }
 
