@@ -38,4 +38,8 @@ std::vector<BuiltinDef> distortionBuiltins();
 std::vector<BuiltinDef> geometryBuiltins();
 std::vector<BuiltinDef> tileBuiltins();
 
+// Blur and detail, geometry and distortion, generators and transitions
+// beyond the first built-ins.
+std::vector<BuiltinDef> detailBuiltins();
+
 }  // namespace cif::builtins

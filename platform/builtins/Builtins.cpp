@@ -10,9 +10,9 @@ namespace cif {
 QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
-    for (auto list :
-         {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
-          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins}) {
+    for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins,
+                      blurBuiltins, stylizeBuiltins, halftoneBuiltins, distortionBuiltins,
+                      geometryBuiltins, tileBuiltins, detailBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
