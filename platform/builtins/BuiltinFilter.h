@@ -41,5 +41,6 @@ std::vector<BuiltinDef> tileBuiltins();
 // Blur and detail, geometry and distortion, generators and transitions
 // beyond the first built-ins.
 std::vector<BuiltinDef> detailBuiltins();
+std::vector<BuiltinDef> reshapeBuiltins();
 
 }  // namespace cif::builtins

@@ -12,7 +12,7 @@ QStringList registerBuiltinFilters() {
     std::vector<BuiltinDef> all;
     for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins,
                       blurBuiltins, stylizeBuiltins, halftoneBuiltins, distortionBuiltins,
-                      geometryBuiltins, tileBuiltins, detailBuiltins}) {
+                      geometryBuiltins, tileBuiltins, detailBuiltins, reshapeBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
