@@ -42,5 +42,7 @@ std::vector<BuiltinDef> tileBuiltins();
 // beyond the first built-ins.
 std::vector<BuiltinDef> detailBuiltins();
 std::vector<BuiltinDef> reshapeBuiltins();
+std::vector<BuiltinDef> shapeGeneratorBuiltins();
+std::vector<BuiltinDef> foldTransitionBuiltins();
 
 }  // namespace cif::builtins

@@ -10,9 +10,10 @@ namespace cif {
 QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
-    for (auto list : {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins,
-                      blurBuiltins, stylizeBuiltins, halftoneBuiltins, distortionBuiltins,
-                      geometryBuiltins, tileBuiltins, detailBuiltins, reshapeBuiltins}) {
+    for (auto list :
+         {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
+          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins,
+          detailBuiltins, reshapeBuiltins, shapeGeneratorBuiltins, foldTransitionBuiltins}) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }
