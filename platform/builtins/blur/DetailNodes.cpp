@@ -427,16 +427,20 @@ void DocumentNode::combineSpan(const float* paper, float* page, int n) const {
     for (int i = 0; i < n; ++i, paper += 4, page += 4) {
         const float a = page[3];
         if (!(a > 0)) continue;
+        // Straight colours, so translucent pixels flatten like opaque ones.
+        const float inv = 1.0f / a, paperInv = 1.0f / std::max(paper[3], 1e-6f);
+        const float v[3] = {page[0] * inv, page[1] * inv, page[2] * inv};
+        const float l = std::max(luminance(v), 1e-4f);
+        const float level = std::max(luminance(paper) * paperInv, l);
+        // Within kPaperTolerance of the paper level is paper (uneven light
+        // the blur did not follow); darker is ink, amplified. The colour is
+        // scaled to the new luminance, so hues stay.
+        const float ink =
+            std::max(1.0f - l / level - kPaperTolerance, 0.0f) * m_gain / (1.0f - kPaperTolerance);
+        const float k = std::max(1.0f - ink, 0.0f) / l;
         for (int c = 0; c < 3; ++c) {
-            // Straight colours, so translucent pixels flatten like opaque ones.
-            const float v = page[c] / a;
-            const float level = std::max(std::max(paper[c] / std::max(paper[3], 1e-6f), v), 1e-4f);
-            // Within kPaperTolerance of the paper level is paper (uneven
-            // light the blur did not follow); darker is ink, amplified.
-            const float ink = std::max(1.0f - std::min(v / level, 1.0f) - kPaperTolerance, 0.0f) *
-                              m_gain / (1.0f - kPaperTolerance);
-            const float enhanced = std::max(1.0f - ink, 0.0f);
-            page[c] = (v * (1.0f - m_mix) + enhanced * m_mix) * a;
+            const float enhanced = std::min(v[c] * k, 1.0f);
+            page[c] = (v[c] * (1.0f - m_mix) + enhanced * m_mix) * a;
         }
     }
 }

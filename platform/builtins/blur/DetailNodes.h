@@ -131,12 +131,12 @@ private:
     float m_offX, m_offY, m_r0, m_k, m_intensity;
 };
 
-// Flattens a photographed page: each colour channel divided by the local
-// paper level (foreground: a wide blur of the page, never below the pixel
+// Flattens a photographed page: the luminance divided by the local paper
+// level (foreground: a wide blur of the page, never below the pixel
 // itself), so paper becomes white whatever the lighting; ratios within 6% of
 // 1 count as paper, and the ink's darkness beyond that is multiplied by
-// 1 + amount for contrast. Mixed with
-// the original by min(amount, 1), so amount 0 is the identity.
+// 1 + amount for contrast. Colours are scaled to the new luminance. Mixed
+// with the original by min(amount, 1), so amount 0 is the identity.
 class DocumentNode final : public engine::BinaryPointNode {
 public:
     DocumentNode(engine::NodePtr paper, engine::NodePtr page, double amount);

@@ -442,8 +442,8 @@ CIImage ninePartTiled(const CIFilter& f) {
 
 // ---------------------------------------------------------------- distortions
 
-// The inset points are opposite corners of the inner rectangle, which must
-// lie within the picture and be smaller than it.
+// The inset points are opposite corners of the inner rectangle, which is
+// cut to the picture and must be smaller than it.
 CIImage droste(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);
     if (in.isNull()) return {};
@@ -451,7 +451,10 @@ CIImage droste(const CIFilter& f) {
     double x0, y0, x1, y1;
     if (!e || !point(f, "inputInsetPoint0", x0, y0) || !point(f, "inputInsetPoint1", x1, y1))
         return in;
-    const Rect inner{std::min(x0, x1), std::min(y0, y1), std::abs(x1 - x0), std::abs(y1 - y0)};
+    // The part of the inner rectangle within the picture.
+    const Rect inner =
+        Rect{std::min(x0, x1), std::min(y0, y1), std::abs(x1 - x0), std::abs(y1 - y0)}.intersected(
+            *e);
     const double k = 0.5 * (inner.w / e->w + inner.h / e->h);
     if (!(inner.w >= 2 && inner.h >= 2 && e->contains(inner) && k < 0.95)) return in;
     return CIImage::imageWithNode(std::make_shared<DrosteWarp>(

@@ -121,11 +121,14 @@ DrosteWarp::DrosteWarp(NodePtr input, const Rect& inner, double periodicity, dou
 void DrosteWarp::mapSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
     const double dy = y + double(fy) - m_cy;
     const double period = -m_logK;
-    // The wrap keeps the log-radius within one copy above the inner
-    // rectangle's nearest edge.
-    const double base = std::log(
-        std::max(1e-9, std::min({m_cx - m_inner.x, m_inner.right() - m_cx, m_cy - m_inner.y,
-                                 m_inner.top() - m_cy, m_inner.w / 2, m_inner.h / 2})));
+    // The wrap puts the log-radius within one copy below the outer
+    // rectangle's farthest corner; the steps below find the copy in the
+    // picture from there.
+    double far = 0;
+    for (const double ox : {m_outer.x, m_outer.right()})
+        for (const double oy : {m_outer.y, m_outer.top()})
+            far = std::max(far, std::hypot(ox - m_cx, oy - m_cy));
+    const double base = std::log(std::max(far, 1e-9)) - period;
     for (int i = 0; i < n; ++i) {
         const double dx = x + i + double(fx) - m_cx;
         const double r2 = dx * dx + dy * dy;
