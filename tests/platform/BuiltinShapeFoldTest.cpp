@@ -1,6 +1,7 @@
 // The rounded rectangle and the smooth gradient against their definitions,
 // and the fold transitions: source at time 0, target at time 1, the shadow
-// only where the roll casts it, and the same pixels for any tiling.
+// only where the roll casts it, the same pixels for any tiling, and no
+// crash or non-finite pixel for absurd numbers.
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "platform/CIPlatform.h"
+#include "platform/image/CIAttributes.h"
 #include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
@@ -188,6 +190,66 @@ TEST_F(ShapesAndFolds, PageCurlShadowFallsOnlyWithinItsAmountAndExtent) {
             }
         }
     EXPECT_GT(shadowed, 50);
+}
+
+TEST_F(ShapesAndFolds, AbsurdNumbersGiveFinitePicturesNotCrashes) {
+    // Every number and position of the newer built-ins at once huge, tiny
+    // or not a number, over a picture and a second picture.
+    const CIImage pic = picture(64, 48, [](int x, int y, float* p) {
+        p[0] = float(x) / 64;
+        p[1] = float(y) / 48;
+        p[2] = 0.5f;
+        p[3] = 1;
+    });
+    const char* names[] = {"CIBokehBlur",
+                           "CIMaskedVariableBlur",
+                           "CIDepthOfField",
+                           "CIGuidedFilter",
+                           "CIEdgePreserveUpsampleFilter",
+                           "CIVignette",
+                           "CIVignetteEffect",
+                           "CIDocumentEnhancer",
+                           "CISaliencyMapFilter",
+                           "CIBicubicScaleTransform",
+                           "CISampleNearest",
+                           "CIClamp",
+                           "CIStraightenFilter",
+                           "CIStretchCrop",
+                           "CIPerspectiveCorrection",
+                           "CIPerspectiveRotate",
+                           "CIPerspectiveTransformWithExtent",
+                           "CIKeystoneCorrectionCombined",
+                           "CIKeystoneCorrectionHorizontal",
+                           "CIKeystoneCorrectionVertical",
+                           "CINinePartStretched",
+                           "CINinePartTiled",
+                           "CIDroste",
+                           "CILightTunnel",
+                           "CITriangleKaleidoscope",
+                           "CIRoundedRectangleGenerator",
+                           "CISmoothLinearGradient",
+                           "CIAccordionFoldTransition",
+                           "CIPageCurlWithShadowTransition"};
+    for (const double v : {1e30, -1e30, std::nan(""), 1e-30}) {
+        for (const char* name : names) {
+            SCOPED_TRACE(name);
+            auto f = cif::CIFilter::filterWithName(QString::fromLatin1(name));
+            ASSERT_TRUE(f) << v;
+            const QVariantMap attrs = f->attributes();
+            for (const QString& key : f->inputKeys()) {
+                const QString cls =
+                    attrs.value(key).toMap().value(cif::kCIAttributeClass).toString();
+                if (cls == cif::kCIClassImage) f->setValueForKey(img(pic), key);
+                if (cls == cif::kCIClassNumber) f->setValueForKey(v, key);
+                if (cls == cif::kCIClassVector) f->setValueForKey(vec({v, v, v, v}), key);
+            }
+            const CIImage out = f->outputImage();
+            if (out.isNull()) continue;
+            const CIFloatBitmap b = render(out, QRectF(-8, -8, 80, 64));
+            for (const float p : b.pixels)
+                ASSERT_TRUE(std::isfinite(p)) << v;
+        }
+    }
 }
 
 }  // namespace
