@@ -2,30 +2,15 @@
 // perspective transform.
 
 #include <algorithm>
-#include <cmath>
-#include <vector>
+#include <memory>
 
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/builtins/geometry/PerspectiveWarp.h"
 #include "platform/builtins/geometry/ScaleNode.h"
-#include "platform/image/Node.h"
-#include "platform/image/Pixel4.h"
 
 namespace cif::builtins {
 
 namespace {
-
-using engine::coveringPixels;
-using engine::IRect;
-using engine::loadPixel;
-using engine::NodePtr;
-using engine::Pixel4;
-using engine::PixelBuffer;
-using engine::PooledBuffer;
-using engine::Rect;
-using engine::RenderState;
-using engine::splat;
-using engine::storePixel;
 
 CIImage affineTransform(const CIFilter& f) {
     const CIImage in = f.imageForKey(kCIInputImageKey);

@@ -10,6 +10,8 @@
 // scaled picture stays opaque up to its edges. The extent is the input's
 // scaled about the origin.
 
+#include <algorithm>
+
 #include "platform/image/Node.h"
 
 namespace cif::builtins {
