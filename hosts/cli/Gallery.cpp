@@ -197,6 +197,41 @@ const std::vector<Variant>& variants() {
              f.setValueForKey(QVariant::fromValue(cif::CIColor(0.2, 0.4, 0.9, 0.5)),
                               QStringLiteral("inputColor"));
          }},
+        {"CIVignette", "strong", QT_TRANSLATE_NOOP("cifx", "intensity 0.8"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.8, QStringLiteral("inputIntensity"));
+         }},
+        {"CIStraightenFilter", "turned", QT_TRANSLATE_NOOP("cifx", "turned by 0.3 radians"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputAngle"));
+         }},
+        {"CIPerspectiveRotate", "pitch-yaw", QT_TRANSLATE_NOOP("cifx", "pitch 0.3, yaw 0.2"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputPitch"));
+             f.setValueForKey(0.2, QStringLiteral("inputYaw"));
+         }},
+        {"CIKeystoneCorrectionVertical", "trapezoid",
+         QT_TRANSLATE_NOOP("cifx", "sides converging towards the top"),
+         [](cif::CIFilter& f, const Samples& s) {
+             const QRectF r = s.rect;
+             const double in = r.width() / 8;
+             f.setValueForKey(vector({r.left(), r.top()}), QStringLiteral("inputBottomLeft"));
+             f.setValueForKey(vector({r.right(), r.top()}), QStringLiteral("inputBottomRight"));
+             f.setValueForKey(vector({r.right() - in, r.bottom()}),
+                              QStringLiteral("inputTopRight"));
+             f.setValueForKey(vector({r.left() + in, r.bottom()}), QStringLiteral("inputTopLeft"));
+         }},
+        {"CIAccordionFoldTransition", "midway", QT_TRANSLATE_NOOP("cifx", "time 0.3, four folds"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputTime"));
+             f.setValueForKey(4.0, QStringLiteral("inputNumberOfFolds"));
+             f.setValueForKey(0.4, QStringLiteral("inputFoldShadowAmount"));
+         }},
+        {"CIPageCurlWithShadowTransition", "midway", QT_TRANSLATE_NOOP("cifx", "time 0.4"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.4, QStringLiteral("inputTime"));
+             f.setValueForKey(0.5, QStringLiteral("inputAngle"));
+         }},
     };
     return list;
 }

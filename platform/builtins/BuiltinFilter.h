@@ -46,4 +46,11 @@ std::vector<BuiltinDef> convolutionBuiltins();
 std::vector<BuiltinDef> morphologyBuiltins();
 std::vector<BuiltinDef> reductionBuiltins();
 
+// Blur and detail, geometry and distortion, generators and transitions
+// beyond the first built-ins.
+std::vector<BuiltinDef> detailBuiltins();
+std::vector<BuiltinDef> reshapeBuiltins();
+std::vector<BuiltinDef> shapeGeneratorBuiltins();
+std::vector<BuiltinDef> foldTransitionBuiltins();
+
 }  // namespace cif::builtins

@@ -16,7 +16,9 @@ QStringList registerBuiltinFilters() {
         stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins,
         // Curves and looks, colour analysis, mask blends, convolution, morphology, reductions.
         colorCurveBuiltins, colorAnalysisBuiltins, maskBlendBuiltins, convolutionBuiltins,
-        morphologyBuiltins, reductionBuiltins};
+        morphologyBuiltins, reductionBuiltins,
+        // Detail blurs, reshaping warps, shape generators, fold transitions.
+        detailBuiltins, reshapeBuiltins, shapeGeneratorBuiltins, foldTransitionBuiltins};
     for (const List list : lists) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
