@@ -16,6 +16,11 @@ public:
         m_color = color;
         update();
     }
+    // A one-point outline inside the edge; invalid (the default) for none.
+    void setBorderColor(const QColor& color) {
+        m_border = color;
+        update();
+    }
     QColor color() const { return m_color.isValid() ? m_color : palette().color(QPalette::Window); }
 
 protected:
@@ -23,6 +28,7 @@ protected:
 
 private:
     QColor m_color;
+    QColor m_border;
 };
 
 }  // namespace cif

@@ -84,6 +84,7 @@ bool CIFPopUpImageController::loadWindow() {
 void CIFPopUpImageController::windowDidLoad() {
     CIFPopUpImageView* well = _popupImageView;
     _coloredBox->setColor(m_window->palette().color(QPalette::Window));
+    _coloredBox->setBorderColor(m_window->palette().color(QPalette::Mid));
     _label_recentIcons->setText(CIFStringsTable::localizedString(well->title()));
     well->setMaxSize(QSizeF(256, 256));
     _fullImages = well->fullImages();
@@ -109,7 +110,7 @@ void CIFPopUpImageController::windowDidLoad() {
     m_menu = new QMenu(m_window);
     const auto add = [this](const char* title, auto slot) {
         QAction* action =
-            m_menu->addAction(CIFStringsTable::localizedString(QString::fromLatin1(title)));
+            m_menu->addAction(CIFStringsTable::localizedString(QString::fromUtf8(title)));
         connect(action, &QAction::triggered, this, slot);
         return action;
     };
