@@ -252,9 +252,26 @@ private slots:
         QTRY_VERIFY(!window->isVisible());
         QTRY_VERIFY(!well->popUpController());
 
-        // Closing the well's window closes a new pop-up at once.
+        // A press on a command runs it: Paste takes the pasteboard's picture
+        // within the well's limit and closes the pop-up.
         QTest::keyClick(well, Qt::Key_Space);
         QVERIFY(well->popUpController());
+        menu = well->popUpController()->menuItemView();
+        QGuiApplication::clipboard()->setImage(bitmap(512, 512, Qt::magenta).bitmap());
+        // (The offscreen platform stacks no windows, so the hover goes straight to the view.)
+        QMouseEvent hover(QEvent::MouseMove, QPointF(20, 27), menu->mapToGlobal(QPointF(20, 27)),
+                          Qt::NoButton, Qt::NoButton, {});
+        QApplication::sendEvent(menu, &hover);
+        QCOMPARE(menu->hoveredIndex(), 1);
+        QTest::mouseClick(menu, Qt::LeftButton, {}, QPoint(20, 27));
+        QCOMPARE(well->image().size(), QSizeF(256, 256));
+        QTRY_VERIFY(!well->popUpController());
+
+        // Escape closes; closing the well's window closes the pop-up at once.
+        QTest::keyClick(well, Qt::Key_Space);
+        QTest::keyClick(well->popUpController()->window(), Qt::Key_Escape);
+        QTRY_VERIFY(!well->popUpController());
+        QTest::keyClick(well, Qt::Key_Space);
         window = well->popUpController()->window();
         QVERIFY(window->isVisible());
         host.close();
