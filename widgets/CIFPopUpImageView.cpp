@@ -363,7 +363,7 @@ void CIFPopUpImageView::startDragOut() {
 // ---- pop-up and events
 
 void CIFPopUpImageView::showPopUp() {
-    if (m_popUp) m_popUp->window()->close();
+    if (m_popUp && m_popUp->window()) m_popUp->window()->close();
     // The well's bottom-right corner on the screen.
     const QPoint corner = mapToGlobal(QPoint(width(), height()));
     m_popUp = CIFPopUpImageController::showWindowFromPointImagePicker(corner, this);
