@@ -1163,5 +1163,37 @@
         <source>Shading Filter</source>
         <translation>Schattierung</translation>
     </message>
+    <message>
+        <source>Center</source>
+        <translation>Mittelpunkt</translation>
+    </message>
+    <message>
+        <source>Skew</source>
+        <translation>Scherung</translation>
+    </message>
+    <message>
+        <source>Stretch</source>
+        <translation>Streckung</translation>
+    </message>
+    <message>
+        <source>Angle</source>
+        <translation>Winkel</translation>
+    </message>
+    <message>
+        <source>Scale</source>
+        <translation>Skalierung</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Open...</source>
+        <translation>Öffnen …</translation>
+    </message>
+    <message>
+        <source>Title</source>
+        <translation>Titel</translation>
+    </message>
 </context>
 </TS>
