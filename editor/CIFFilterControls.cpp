@@ -176,8 +176,7 @@ void setStepperFromSlider(NumberSpec& spec) {
 // Lays out rows of controls from the top of the frame.
 class Panel {
 public:
-    Panel(CIFMain& main, const QString& name, const QRectF& frame)
-        : m_main(main), m_name(name), m_frame(frame), m_y(frame.y()) {
+    Panel(CIFMain& main, const QRectF& frame) : m_main(main), m_frame(frame), m_y(frame.y()) {
         m_font = QApplication::font();
         m_font.setPointSizeF(std::max(8.0, m_font.pointSizeF() - 2));
         m_labelWidth = std::max(60.0, frame.width() * 0.3);
@@ -238,7 +237,6 @@ private:
     }
 
     CIFMain& m_main;
-    QString m_name;
     QRectF m_frame;
     double m_y;
     QFont m_font;
@@ -688,7 +686,7 @@ QList<QWidget*> CIFFilterControls::controlsForFilterNameViewFrame(CIFMain& main,
         byKind[int(kind)] << key;
     }
 
-    Panel panel(main, name, frame);
+    Panel panel(main, frame);
     const auto title = [&](const QString& key) {
         const QVariantMap attribute = attributes.value(key).toMap();
         const QString text =

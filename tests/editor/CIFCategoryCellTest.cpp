@@ -1,11 +1,8 @@
 // The catalog list cells: header rows recognised by their marker, drawn as
 // a grey rule with the title over it; entry rows drawn as usual.
 
-#include <QDir>
-#include <QHeaderView>
 #include <QPainter>
 #include <QStandardItemModel>
-#include <QTableView>
 #include <QtTest>
 
 #include "editor/CIFCategoryCell.h"
@@ -110,31 +107,6 @@ private slots:
         for (int x = 0; x < 40; ++x)
             blue |= marked.pixelColor(x, kRowHeight / 2) == Qt::blue;
         QVERIFY(blue);
-    }
-
-    void listScreenshot() {
-        QTableView table;
-        table.setModel(&model);
-        table.setItemDelegateForColumn(0, new CIFCategoryCell(&table));
-        table.setItemDelegateForColumn(1, new CIFImageCategoryCell(&table));
-        // Rows as tight as the editor's lists: the title covers the rule.
-        table.verticalHeader()->setDefaultSectionSize(table.fontMetrics().height() + 2);
-        table.verticalHeader()->hide();
-        table.horizontalHeader()->hide();
-        table.setShowGrid(false);
-        table.setColumnWidth(0, 180);
-        table.setColumnWidth(1, 30);
-        table.resize(240, 120);
-        table.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&table));
-        QDir().mkpath(CIF_BINARY_DIR "/screenshots");
-        for (const double dpr : {1.0, 2.0}) {
-            QImage shot(table.size() * dpr, QImage::Format_ARGB32_Premultiplied);
-            shot.setDevicePixelRatio(dpr);
-            table.render(&shot);
-            QVERIFY(shot.save(
-                QStringLiteral(CIF_BINARY_DIR "/screenshots/catalog-cells-dpr%1.png").arg(dpr)));
-        }
     }
 };
 

@@ -137,7 +137,6 @@ private slots:
                                  {kCIAttributeType, kCIAttributeTypeOffset}};
         const QVariantMap inputs{{"inputExtent", offset}};
         QCOMPARE(heightForControlsOfInputs("CISwipeTransition", {"inputExtent"}, inputs), 0.0f);
-        QCOMPARE(heightForControlsOfInputs("CIPageCurlTransition", {"inputExtent"}, inputs), 0.0f);
         QCOMPARE(heightForControlsOfInputs("CIBumpDistortion", {"inputExtent"}, inputs),
                  54.0f + 11);
         QCOMPARE(heightForControlsOfInputs("CISwipeTransition", {"inputOffset"},
