@@ -11,7 +11,9 @@
 
 #include "cif/CIFPlugIn.h"
 #include "core/CIFBundle.h"
+#include "core/CIFEditorInterface.h"
 #include "core/CIFMain.h"
+#include "editor/CIFFilterControls.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
 
@@ -42,6 +44,7 @@ public:
             initializePlatform();
             registerGeneratorClasses();
             CIFBundle::setPath(bundleOfThisLibrary());
+            setControlsBuilder(&CIFFilterControls::controlsForFilterNameViewFrame);
         });
     }
 

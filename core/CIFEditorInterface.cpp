@@ -9,6 +9,11 @@ CIFImageEditorProvider& provider() {
     return p;
 }
 
+CIFControlsBuilder& builder() {
+    static CIFControlsBuilder b;
+    return b;
+}
+
 }  // namespace
 
 void setSharedImageEditorProvider(CIFImageEditorProvider p) {
@@ -17,6 +22,14 @@ void setSharedImageEditorProvider(CIFImageEditorProvider p) {
 
 CIFImageEditor* sharedImageEditor() {
     return provider() ? provider()() : nullptr;
+}
+
+void setControlsBuilder(CIFControlsBuilder b) {
+    builder() = std::move(b);
+}
+
+const CIFControlsBuilder& controlsBuilder() {
+    return builder();
 }
 
 }  // namespace cif

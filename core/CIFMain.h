@@ -5,6 +5,7 @@
 // One thread: the host's main thread.
 
 #include <QColor>
+#include <QObject>
 #include <QPointF>
 #include <QRectF>
 #include <QString>
@@ -23,7 +24,9 @@
 
 namespace cif {
 
-class CIFMain final : public CIFPlugIn {
+class CIFMain final : public QObject, public CIFPlugIn {
+    Q_OBJECT
+
 public:
     // Builds the generator catalog, then the filter catalog; effects set 0.
     CIFMain();
@@ -105,11 +108,12 @@ public:
     // inputs; nullopt when it has none.
     std::optional<QVariantMap> CIFDefaultPointsForFilterName(
         const QString& filterName) const override;
-    static QPointF CIFValueForCIVector(const CIVector& vector);
-    static CIVector CIFVectorFromPointValue(const QPointF& point);
-    static CIVector CIFMergeNewPointValueAndOldCIVector(const QPointF& point, const CIVector& old);
-    static CIVector CIFMergeCIVectorWithComponentNumValueInOldCIVector(int component, float value,
-                                                                       const CIVector& old);
+    QPointF CIFValueForCIVector(const CIVector& vector) const override;
+    CIVector CIFVectorFromPointValue(const QPointF& point) const override;
+    CIVector CIFMergeNewPointValueAndOldCIVector(const QPointF& point,
+                                                 const CIVector& old) const override;
+    CIVector CIFMergeCIVectorWithComponentNumValueInOldCIVector(int component, float value,
+                                                                const CIVector& old) const override;
     // Turns the editor's parameter dictionary into input values for the
     // filter named by _currFilterName (see cachedFilterInstance).
     QVariantMap prepareAttributes(const QVariantMap& parameters) const;
@@ -200,8 +204,34 @@ public:
     // The composition list: nil (nullopt) when the platform has no
     // composition repository class, else one entry per image-filter
     // composition ("title", "ID", "QCComposition", GROUP_TAG).
-    std::optional<QVariantList> initQuartzList() const;
+    std::optional<QVariantList> initQuartzList() const override;
+    void registerCompositionRepositoryClass(const QString& className,
+                                            QCCompositionRepositoryClass sharedRepository) override;
+    // The composition of the registered repository with that identifier;
+    // false when there is none.
+    static bool compositionWithIdentifier(const QString& identifier, QCComposition* out);
 
+    // ---- ready-made controls (built by the editor layer, see
+    // CIFEditorInterface.h)
+    float CIFHeightForControlsOfFilterName(const QString& name) override;
+    QList<QWidget*> CIFControlsForFilterNameViewFrame(const QString& name,
+                                                      const QRectF& frame) override;
+    QObject* CIFActionTarget() override { return this; }
+    QMetaObject::Connection CIFConnectControlActions(
+        QObject* context,
+        std::function<void(const QString& action, QObject* control)> handler) override;
+    // Announces a control's action to the host; nothing for a control
+    // without a "representedObject" property.
+    void sendControlAction(const QString& action, QObject* control);
+    // The input keys and attribute dictionary of a filter, or else of a
+    // composition (its port dictionaries); false when neither has the name.
+    bool inputsForControls(const QString& name, QStringList* inputKeys,
+                           QVariantMap* attributes) const;
+
+signals:
+    void CIFControlAction(const QString& action, QObject* control);
+
+public:
     // ---- shared helpers
     // Orders two descriptors by their localised names, ignoring case:
     // negative, zero or positive like a comparison.

@@ -168,15 +168,16 @@ std::optional<QVariantMap> CIFMain::CIFDefaultPointsForFilterName(const QString&
 
 // ---- points and vectors
 
-QPointF CIFMain::CIFValueForCIVector(const CIVector& vector) {
+QPointF CIFMain::CIFValueForCIVector(const CIVector& vector) const {
     return pointValue(vector);
 }
 
-CIVector CIFMain::CIFVectorFromPointValue(const QPointF& point) {
+CIVector CIFMain::CIFVectorFromPointValue(const QPointF& point) const {
     return CIVector{point.x(), point.y()};
 }
 
-CIVector CIFMain::CIFMergeNewPointValueAndOldCIVector(const QPointF& point, const CIVector& old) {
+CIVector CIFMain::CIFMergeNewPointValueAndOldCIVector(const QPointF& point,
+                                                      const CIVector& old) const {
     switch (old.count()) {
         case 2:
             return CIVector{point.x(), point.y()};
@@ -188,7 +189,7 @@ CIVector CIFMain::CIFMergeNewPointValueAndOldCIVector(const QPointF& point, cons
 }
 
 CIVector CIFMain::CIFMergeCIVectorWithComponentNumValueInOldCIVector(int component, float value,
-                                                                     const CIVector& old) {
+                                                                     const CIVector& old) const {
     std::vector<double> values = old.values();
     if (component >= 0 && size_t(component) < values.size()) values[size_t(component)] = value;
     return CIVector(std::move(values));

@@ -24,7 +24,9 @@
 //   localizedString() before showing them.
 
 #include <QColor>
+#include <QList>
 #include <QObject>
+#include <QPointF>
 #include <QRectF>
 #include <QSizeF>
 #include <QString>
@@ -33,11 +35,16 @@
 #include <QVariantList>
 #include <QVariantMap>
 #include <QtPlugin>
+#include <functional>
 #include <memory>
 #include <optional>
 
+#include "cif/QCCompositionRepository.h"
 #include "platform/host/HostImage.h"
 #include "platform/image/CIImage.h"
+#include "platform/image/CIVector.h"
+
+class QWidget;
 
 namespace cif {
 
@@ -205,6 +212,96 @@ public:
     virtual HostImage CIFOutputImage() const = 0;
     virtual bool CIFIsSelected() const = 0;
     virtual QRectF CIFSelectionRect() const = 0;
+
+    // ---- ready-made controls for the host's own parameter panel. `name` is
+    // a platform filter (the plug-in's own filters included) or, when no
+    // filter has that name, a composition of the registered repository.
+
+    // The height in points of a panel holding the controls below: the sum
+    // of their rows plus an 11-point margin, 0 when the effect has no input
+    // with a control (or is unknown).
+    virtual float CIFHeightForControlsOfFilterName(const QString& name) = 0;
+    // A control (slider, text field, stepper, check box, colour well, image
+    // picker, pop-up button, label, push button) for every input of the
+    // effect, laid out in rows from the top of `frame` (the panel's
+    // coordinates, y downwards), sized, showing the defaults, and chained so
+    // that Tab walks through the text fields in order. Inputs no control
+    // can edit are logged ("bad inputKey <key> in filter ") and skipped.
+    // Empty for an unknown effect or one without such inputs.
+    //
+    // Ownership: the widgets come unparented and belong to the caller;
+    // setParent() them into the panel, which then owns them (widgets never
+    // parented must be deleted by the caller). They may outlive this object;
+    // they then report nothing.
+    //
+    // Reading a control: its "representedObject" property says what it
+    // edits (see CIFControlAction); numbers are the property "floatValue"
+    // (double) of sliders, value fields and steppers, check boxes are
+    // QAbstractButton::isChecked, colour wells the property "color"
+    // (QColor) with the colour input's index as property "tag", pop-up
+    // buttons QComboBox (items carry their entry as item data), image
+    // pickers the property "image" (HostImage).
+    virtual QList<QWidget*> CIFControlsForFilterNameViewFrame(const QString& name,
+                                                              const QRectF& frame) = 0;
+    // Every user action on a generated control is announced by one signal
+    // of the principal object, declared in its implementation as
+    //     void CIFControlAction(const QString& action, QObject* control);
+    // `action` names what to do, `control` is the control that sent it, and
+    // its "representedObject" property what it edits:
+    //   "changeFilterDecimalControl:"   number slider, field, stepper; check
+    //                                   box: the key; a composition's time
+    //                                   slider and field: "time"
+    //   "changeColor:"                  colour well: the key (and "tag")
+    //   "changeFilterVectorControl:"    vector component field:
+    //                                   [key, component index]
+    //   "changeFilterOffsetControl:"    offset slider, field, stepper:
+    //                                   [key, "angle" or "radius"]
+    //   "changeFilterTransformControl:" transform slider, field, stepper:
+    //                                   [key, "tX", "tY", "skew", "stretch",
+    //                                   "angle" or "scale"]
+    //   "changeQuartzPopUpControl:"     composition menu: the key
+    //   "shadedMaterialsPopUpButton:", "maskPopUpButton:",
+    //   "texturePopUpButton:", "gradientPopUpButton:",
+    //   "backgroundPopUpButton:"        image picker: the key
+    //   "additionalImageButton:"        "Open..." button: the key
+    // A control without a represented object sends nothing. Connect with
+    // CIFConnectControlActions, or by name through CIFActionTarget:
+    //     QObject::connect(main->CIFActionTarget(),
+    //                      SIGNAL(CIFControlAction(QString,QObject*)), ...);
+    virtual QObject* CIFActionTarget() = 0;
+    // Calls handler for every control action until `context` is destroyed
+    // (or the answer is disconnected).
+    virtual QMetaObject::Connection CIFConnectControlActions(
+        QObject* context, std::function<void(const QString& action, QObject* control)> handler) = 0;
+
+    // ---- compositions
+
+    // Registers (or, with an empty function, removes) a composition
+    // repository class under its name; the plug-in asks for the class
+    // "QCCompositionRepository". Process-wide; the host keeps its
+    // repository alive while it is registered.
+    virtual void registerCompositionRepositoryClass(
+        const QString& className, QCCompositionRepositoryClass sharedRepository) = 0;
+    // The image-filter compositions of the registered repository, one flat
+    // list of {"title", "ID", "QCComposition" (QCComposition), "GROUP_TAG"}
+    // in the repository's order; nullopt when no repository class is
+    // registered, empty when the class has no shared repository.
+    virtual std::optional<QVariantList> initQuartzList() const = 0;
+
+    // ---- vector values of effect inputs
+
+    // The (x, y) of a vector.
+    virtual QPointF CIFValueForCIVector(const CIVector& vector) const = 0;
+    // The vector [x y] of a point.
+    virtual CIVector CIFVectorFromPointValue(const QPointF& point) const = 0;
+    // `old` with its x and y replaced by the point's: a vector of two or
+    // three components keeps its length, any other gets four.
+    virtual CIVector CIFMergeNewPointValueAndOldCIVector(const QPointF& point,
+                                                         const CIVector& old) const = 0;
+    // `old` with component `component` replaced by value; `old` unchanged
+    // when the component is outside it.
+    virtual CIVector CIFMergeCIVectorWithComponentNumValueInOldCIVector(
+        int component, float value, const CIVector& old) const = 0;
 };
 
 // The bundle's root object.

@@ -1254,6 +1254,32 @@
     <message>
         <source>OK</source>
         <translation>OK</translation>
+        <source>Center</source>
+        <translation>Mittelpunkt</translation>
+    </message>
+    <message>
+        <source>Skew</source>
+        <translation>Scherung</translation>
+    </message>
+    <message>
+        <source>Stretch</source>
+        <translation>Streckung</translation>
+    </message>
+    <message>
+        <source>Angle</source>
+        <translation>Winkel</translation>
+    </message>
+    <message>
+        <source>Scale</source>
+        <translation>Skalierung</translation>
+    </message>
+    <message>
+        <source>Time</source>
+        <translation>Zeit</translation>
+    </message>
+    <message>
+        <source>Open...</source>
+        <translation>Öffnen …</translation>
     </message>
 </context>
 </TS>

@@ -122,15 +122,15 @@ TEST_F(LibrariesTest, BundledDefaultsConvertByInputClass) {
 
 TEST_F(LibrariesTest, PointAndVectorHelpers) {
     const CIFMain main;
-    EXPECT_EQ(CIFMain::CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5, 6, 7}),
+    EXPECT_EQ(main.CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5, 6, 7}),
               (CIVector{1, 2, 7}));
-    EXPECT_EQ(CIFMain::CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5, 6}),
+    EXPECT_EQ(main.CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5, 6}),
               (CIVector{1, 2}));
-    EXPECT_EQ(CIFMain::CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5}),
+    EXPECT_EQ(main.CIFMergeNewPointValueAndOldCIVector(QPointF(1, 2), CIVector{5}),
               (CIVector{1, 2, 0, 0}));
-    EXPECT_EQ(CIFMain::CIFMergeCIVectorWithComponentNumValueInOldCIVector(2, 9, CIVector{1, 2, 3}),
+    EXPECT_EQ(main.CIFMergeCIVectorWithComponentNumValueInOldCIVector(2, 9, CIVector{1, 2, 3}),
               (CIVector{1, 2, 9}));
-    EXPECT_EQ(CIFMain::CIFMergeCIVectorWithComponentNumValueInOldCIVector(5, 9, CIVector{1, 2}),
+    EXPECT_EQ(main.CIFMergeCIVectorWithComponentNumValueInOldCIVector(5, 9, CIVector{1, 2}),
               (CIVector{1, 2}));
     const auto points = main.CIFDefaultPointsForFilterName("CIConstantColorGenerator");
     EXPECT_FALSE(points);
