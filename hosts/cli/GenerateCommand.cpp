@@ -36,7 +36,7 @@ bool parseSize(const QString& text, int& width, int& height, QString* error) {
 // A --set value read by the kind of the parameter's published default:
 // whole numbers, check boxes, continuous numbers or a colour.
 bool parseParameter(const QVariantMap& description, const QString& text, QVariant& out,
-                    QString* error) {
+                    QString* error, QString* notice) {
     const QVariant def = description.value(QStringLiteral("GLIFDefValue"));
     if (def.typeId() == QMetaType::QColor) {
         const QStringList parts = QString(text).replace(u',', u' ').split(u' ', Qt::SkipEmptyParts);
@@ -80,10 +80,9 @@ bool parseParameter(const QVariantMap& description, const QString& text, QVarian
         return false;
     }
     // Keep values inside the published range, as the editor's controls do.
-    const QVariant lo = description.value(QStringLiteral("GLIFMinValue"));
-    const QVariant hi = description.value(QStringLiteral("GLIFMaxValue"));
     const double clamped =
-        std::clamp(v, lo.isValid() ? lo.toDouble() : v, hi.isValid() ? hi.toDouble() : v);
+        clampTypedNumber(v, description.value(QStringLiteral("GLIFMinValue")),
+                         description.value(QStringLiteral("GLIFMaxValue")), notice);
     if (def.typeId() == QMetaType::Int) {
         if (clamped != std::floor(clamped)) {
             *error = tr("'%1' must be a whole number").arg(text);
@@ -148,8 +147,11 @@ int runGenerate(const QStringList& args) {
         if (!descriptions.contains(key))
             return fail(kExitUsage,
                         tr("--set %1: the generator has no parameter '%2'").arg(assignment, key));
-        if (!parseParameter(descriptions.value(key).toMap(), text, value, &error))
+        QString notice;
+        if (!parseParameter(descriptions.value(key).toMap(), text, value, &error, &notice))
             return fail(kExitUsage, QStringLiteral("--set %1: ").arg(assignment) + error);
+        if (!notice.isEmpty())
+            printErr(QStringLiteral("cifx: --set %1: %2\n").arg(assignment, notice));
         parameters.insert(key, value);
     }
 
