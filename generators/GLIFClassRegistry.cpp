@@ -3,8 +3,11 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_Cafel.h"
 #include "generators/GLIF_ColourBars.h"
+#include "generators/GLIF_Dabs.h"
 #include "generators/GLIF_FlashLines.h"
+#include "generators/GLIF_Foam.h"
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Plasma.h"
 #include "generators/GLIF_StarField.h"
@@ -58,6 +61,9 @@ void registerGeneratorClasses() {
         registerClass<GLIF_HilbertCurve>();
         registerClass<GLIF_ColourBars>();
         registerClass<GLIF_StarField>();
+        registerClass<GLIF_Foam>();
+        registerClass<GLIF_Cafel>();
+        registerClass<GLIF_Dabs>();
     });
 }
 

@@ -23,6 +23,10 @@ QVariantMap parametersAt(const GLIFCoreObject& generator, End end) {
                                                   : "GLIFDefValue";
         parameters.insert(it.key(), d.contains(which) ? d.value(which) : d.value("GLIFDefValue"));
     }
+    // Brush generators take their brush beside the published inputs; the others ignore it.
+    QImage brush(24, 16, QImage::Format_RGBA8888);
+    brush.fill(QColor(0, 0, 0, 160));
+    parameters.insert("GLIFBrush", QVariant::fromValue(HostImage::fromQImage(brush)));
     return parameters;
 }
 
