@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <limits>
 
 #include "generators/GLIFColorFunctions.h"
 
@@ -93,33 +94,64 @@ HostImage GLIF_Cafel::cafelGenerator(int w, int h, int, int, int quality, int fi
             }
 
         // The first radius reaches every pixel from its nearest cell.
+        // Row by row, each cell lowering the row's nearest distances in one straight pass.
         long long farthest = 0;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                long long nearest = (long long)w * h;
-                for (const Cell& c : live) {
-                    const long long dx = x - c[0], dy = y - c[1];
-                    nearest = std::min(nearest, dx * dx + dy * dy);
+        std::vector<long long> rowNearest(static_cast<size_t>(w));
+        for (int y = 0; y < h; ++y) {
+            std::fill(rowNearest.begin(), rowNearest.end(), (long long)w * h);
+            for (const Cell& c : live) {
+                const long long dy = y - c[1];
+                const long long dy2 = dy * dy;
+                long long* nearest = rowNearest.data();
+                for (int x = 0; x < w; ++x) {
+                    const long long dx = x - c[0];
+                    nearest[x] = std::min(nearest[x], dx * dx + dy2);
                 }
-                farthest = std::max(farthest, nearest);
             }
+            for (const long long n : rowNearest)
+                farthest = std::max(farthest, n);
+        }
         const int r0 = int(std::sqrt(double(farthest))) + 1;
         const int steps = (r0 - 1) / quality;  // radii r0 - k q for k = 0 .. steps stay >= 1
         const auto radius = [&](int level) { return float(r0 - level * quality); };
 
         std::vector<Paint> edges;
+        // Distances of a row of pixel centres from every cell, cell by cell.
+        const size_t n = live.size();
+        std::vector<float> rowSquared(n * size_t(w));
+        std::vector<float> rowNearest2(static_cast<size_t>(w));
         for (int y = 0; y < h; ++y) {
+            const float py = y + 0.5f;
+            std::fill(rowNearest2.begin(), rowNearest2.end(),
+                      std::numeric_limits<float>::infinity());
+            for (size_t i = 0; i < n; ++i) {
+                const float dy = py - float(live[i][1]), dy2 = dy * dy;
+                const float cx = float(live[i][0]);
+                float* squared = rowSquared.data() + i * size_t(w);
+                float* nearest = rowNearest2.data();
+                for (int x = 0; x < w; ++x) {
+                    const float dx = float(x) + 0.5f - cx;
+                    const float d2 = figure == 1 ? std::max(dx * dx, dy2) : dx * dx + dy2;
+                    squared[x] = d2;
+                    nearest[x] = std::min(nearest[x], d2);
+                }
+            }
             unsigned char* out = bitmap.row(y);
             for (int x = 0; x < w; ++x, out += 4) {
-                const float px = x + 0.5f, py = y + 0.5f;
+                const float px = x + 0.5f;
+                // Only cells about as near as the nearest can be painted last here: the
+                // painting step falls with the distance, by one per q.
+                const float reach = std::sqrt(rowNearest2[size_t(x)]) + float(quality) + 1.5f;
+                const float reach2 = reach * reach;
                 // The last wholly covering paint, and the partly covering ones of each cell.
                 Paint base{-1, -1, 0.0f};
                 edges.clear();
                 for (int i = 0; i < int(live.size()); ++i) {
+                    const float d2 = rowSquared[size_t(i) * size_t(w) + size_t(x)];
+                    if (d2 > reach2) continue;
                     const float dx = px - float(live[size_t(i)][0]);
                     const float dy = py - float(live[size_t(i)][1]);
-                    const float d = figure == 1 ? std::max(std::abs(dx), std::abs(dy))
-                                                : std::sqrt(dx * dx + dy * dy);
+                    const float d = std::sqrt(d2);
                     if (d > radius(0) + 0.5f) continue;
                     // The deepest step whose shape covers the pixel wholly: r >= d + 0.5.
                     const int full = int(std::floor((float(r0) - d - 0.5f) / float(quality)));

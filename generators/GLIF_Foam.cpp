@@ -1,7 +1,6 @@
 #include "generators/GLIF_Foam.h"
 
 #include <QPainter>
-#include <QPainterPath>
 #include <array>
 #include <cstdlib>
 #include <vector>
@@ -61,9 +60,11 @@ HostImage GLIF_Foam::foamGenerator(int w, int h, int, int size, int quality, int
             r = std::rand() % size;
         }
         painter.setPen(Qt::NoPen);
+        // Each step's shapes are one colour; they are painted one by one, which fills their
+        // union as one path would, without building a path of thousands of outlines.
         for (int level = size; level > 0; level -= quality) {
-            QPainterPath path;
-            path.setFillRule(Qt::WindingFill);
+            painter.setBrush(computeSchemeColor(1.0f - float(level) / float(size), _schemeKeyColor,
+                                                _iColorScheme));
             for (auto& [x, y, r] : bubbles) {
                 if (r <= 0) continue;
                 // The stored radius shrinks for good; one that reaches 0 adds nothing.
@@ -71,12 +72,10 @@ HostImage GLIF_Foam::foamGenerator(int w, int h, int, int size, int quality, int
                 if (r <= 0) continue;
                 const QRectF box(x - r, y - r, 2.0 * r, 2.0 * r);
                 if (figure == 1)
-                    path.addRect(box);
+                    painter.drawRect(box);
                 else
-                    path.addEllipse(box);
+                    painter.drawEllipse(box);
             }
-            painter.fillPath(path, computeSchemeColor(1.0f - float(level) / float(size),
-                                                      _schemeKeyColor, _iColorScheme));
         }
     });
 }
