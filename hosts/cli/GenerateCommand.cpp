@@ -8,6 +8,7 @@
 #include <QPageSize>
 #include <QPainter>
 #include <QPdfWriter>
+#include <QPicture>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QSvgGenerator>
@@ -139,14 +140,17 @@ bool writeVector(const cif::HostImage& picture, Format format, const QString& pa
         return false;
     }
     const QSizeF points = picture.size();
-    const QRectF whole(QPointF(0, 0), points);
+    // A recorded drawing replays scaled by its recording device's resolution over the
+    // target's, so the documents take the recording resolution and are drawn in its units.
+    const int dpi = QPicture().logicalDpiX();
+    const QRectF whole(QPointF(0, 0), points * (dpi / 72.0));
     bool drawn = false;
     if (format == Format::Pdf && !picture.pdfData().isEmpty()) {
         drawn = file.write(picture.pdfData()) == picture.pdfData().size();
     } else if (format == Format::Pdf) {
         QPdfWriter writer(&file);
         writer.setCreator(QStringLiteral("CIF Effects"));
-        writer.setResolution(72);
+        writer.setResolution(dpi);
         writer.setPageLayout(
             QPageLayout(QPageSize(points, QPageSize::Point, QString(), QPageSize::ExactMatch),
                         QPageLayout::Portrait, QMarginsF()));
@@ -158,9 +162,9 @@ bool writeVector(const cif::HostImage& picture, Format format, const QString& pa
     } else {
         QSvgGenerator svg;
         svg.setOutputDevice(&file);
-        svg.setSize(points.toSize());
+        svg.setSize(whole.size().toSize());
         svg.setViewBox(whole);
-        svg.setResolution(72);
+        svg.setResolution(dpi);
         svg.setTitle(QStringLiteral("CIF Effects"));
         QPainter painter;
         if (painter.begin(&svg)) {
