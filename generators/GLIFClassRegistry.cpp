@@ -11,6 +11,7 @@
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Plasma.h"
 #include "generators/GLIF_StarField.h"
+#include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
 #include "generators/GLIF_TwistedSquares.h"
 
@@ -64,6 +65,7 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Foam>();
         registerClass<GLIF_Cafel>();
         registerClass<GLIF_Dabs>();
+        registerClass<GLIF_Triangles>();
     });
 }
 

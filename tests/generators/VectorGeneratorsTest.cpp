@@ -8,6 +8,7 @@
 #include "generators/GLIF_FlashLines.h"
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_StarField.h"
+#include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
 #include "generators/GLIF_TwistedSquares.h"
 #include "tests/generators/GeneratorTestSupport.h"
@@ -125,6 +126,38 @@ TEST(StarFieldTest, FiveNumbersPerShapeAndKeysKeptBetweenCalls) {
     EXPECT_EQ(draws({}), 35);  // the density of the call before
     // Uneven polygons turn by one more number per vertex after the first.
     EXPECT_EQ(draws({{"GLIFDensity", 2}, {"GLIFShapesType", 4}, {"GLIFCount", 5}}), 2 * (5 + 4));
+}
+
+TEST(TrianglesTest, EachPointSplitsATriangleInThree) {
+    GLIF_Triangles triangles;
+    // Two numbers per point after the enclosing triangle's corners: n - 1 points.
+    EXPECT_EQ(
+        test::randomDraws(
+            3,
+            [&] {
+                triangles.GLIFOutputImageWidthHeightAttributes(nullptr, 90, 70, {{"GLIFCount", 7}});
+            }),
+        12);
+    test::runGenerator(triangles, 90, 70, {{"GLIFCount", 7}}, 3);
+    EXPECT_EQ(triangles.triangleCount(), 13);
+    test::runGenerator(triangles, 90, 70, {{"GLIFCount", 2}}, 3);
+    EXPECT_EQ(triangles.triangleCount(), 3);
+    // The outlines take the background colour when it is on; the picture has no other
+    // background.
+    const QImage red = test::runGenerator(triangles, 90, 70,
+                                          {{"GLIFCount", 2},
+                                           {"GLIFWidthLine", 10.0},
+                                           {"GLIFUseBackgroundColor", true},
+                                           {"GLIFBackgroundColor", QColor(Qt::red)},
+                                           {"GLIFColorScheme", 4},
+                                           {"GLIFSchemeKeyColor", 0.6}},
+                                          3);
+    bool outlined = false;
+    for (int y = 0; y < 70 && !outlined; ++y)
+        for (int x = 0; x < 90 && !outlined; ++x)
+            outlined = near(red.pixelColor(x, y), Qt::red);
+    EXPECT_TRUE(outlined);
+    EXPECT_EQ(red.pixelColor(45, 35).alpha(), 255);
 }
 
 }  // namespace
