@@ -444,8 +444,11 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
     }
 
     // The generators this build has, at the sample's size with their
-    // published defaults and a fixed seed.
+    // published defaults and two seeds. Brush generators stamp the library's first brush.
     main->CIFSetEffectsSet(1);
+    const QStringList brushes = main->CIFBrushNames();
+    const QVariant brush =
+        brushes.isEmpty() ? QVariant() : QVariant::fromValue(main->CIFBrushWithName(brushes[0]));
     for (const QVariant& c : main->CIFAllFilterDescriptors())
         for (const QVariant& e : c.toMap().value(QStringLiteral("CIFFilterList")).toList()) {
             const QVariantMap d = e.toMap();
@@ -458,14 +461,20 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             for (auto it = descriptions.cbegin(); it != descriptions.cend(); ++it)
                 parameters.insert(it.key(),
                                   it.value().toMap().value(QStringLiteral("GLIFDefValue")));
-            main->seedRandom(1);
-            const cif::HostImage out =
-                main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
-            Cell cell;
-            cell.name = id;
-            cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
-            cell.caption = QCoreApplication::translate("cifx", "generator, seed 1");
-            finishCell(dir, QStringLiteral("generator-%1.png").arg(id), out, cell, cells, failures);
+            if (id == QLatin1String("GLIF_Dabs") && !brush.isNull())
+                parameters.insert(QStringLiteral("GLIFBrush"), brush);
+            // Two seeds show what the random numbers change.
+            for (const int seed : {1, 2}) {
+                main->seedRandom(unsigned(seed));
+                const cif::HostImage out =
+                    main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
+                Cell cell;
+                cell.name = id;
+                cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
+                cell.caption = QCoreApplication::translate("cifx", "generator, seed %1").arg(seed);
+                finishCell(dir, QStringLiteral("generator-%1-seed%2.png").arg(id).arg(seed), out,
+                           cell, cells, failures);
+            }
         }
 }
 
