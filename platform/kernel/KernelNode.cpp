@@ -86,14 +86,12 @@ Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
         return mapped.inset(-margin, -margin);
     }
     // Positions the compiler could not bound may still be bounded for these
-    // arguments and this output; the bilinear filter reads one more pixel
-    // on each side.
+    // arguments and this output (bounds include the bilinear neighbour).
     if (!output.isUnbounded()) {
         const PreparedProgram& prepared = m_kernel.prepared();
         const Rect bound = sampleBounds(prepared.program, prepared.fusedProducts, m_knownUniforms,
                                         m_colourRegisters, output)[index];
-        if (bound.isEmpty()) return bound;
-        if (!bound.isUnbounded()) return bound.inset(-1.0, -1.0);
+        if (bound.isEmpty() || !bound.isUnbounded()) return bound;
     }
     const Rect& ext = inputs()[index]->extent();
     if (!ext.isUnbounded()) return ext;

@@ -560,6 +560,33 @@ TEST(KernelApply, PositionsBoundedByTheirArgumentsReadOnlyAroundEachTile) {
     }
 }
 
+// Reads at one fixed column and one fixed row: the bound of each is zero
+// wide, and still every tile reads the pixels there.
+TEST(KernelApply, ReadsAtAFixedRowOrColumnWorkForAnyTile) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 column(sampler s) {"
+                       "  return sample(s, vec2(5.5, samplerCoord(s).y)); }\n"
+                       "kernel vec4 row(sampler s, float y) {"
+                       "  return sample(s, vec2(samplerCoord(s).x, y)); }"));
+    ASSERT_EQ(kernels.size(), 2);
+    const CIImage input = CIImage::imageWithQImage(testPicture(50, 40));
+    const ApplyingFilter filter;
+    const CIImage column = filter.apply(kernels[0], {QVariant::fromValue(input)});
+    const CIImage row = filter.apply(kernels[1], {QVariant::fromValue(input), 30.5});
+    const QRectF rect(0, 0, 50, 40);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+    for (const int tile : {1, 3, 16, 64}) {
+        const CIFloatBitmap c = renderFloat(column, rect, tile, 2);
+        const CIFloatBitmap r = renderFloat(row, rect, tile, 2);
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 50; ++x)
+                for (int k = 0; k < 4; ++k) {
+                    ASSERT_EQ(c.at(x, y)[k], in.at(5, y)[k]) << tile << ": " << x << "," << y;
+                    ASSERT_EQ(r.at(x, y)[k], in.at(x, 30)[k]) << tile << ": " << x << "," << y;
+                }
+    }
+}
+
 // ---------------------------------------------------------------- filter files
 
 const QString kExamples = QStringLiteral(CIF_SOURCE_DIR "/resources/filters/examples");
