@@ -1,10 +1,12 @@
 #include "platform/kernel/KernelParser.h"
 
+#include <cstdio>
 #include <string>
 #include <utility>
 
 #include "platform/kernel/KernelDiagnostic.h"
 #include "platform/kernel/KernelLexer.h"
+#include "platform/kernel/KernelPreprocessor.h"
 #include "platform/kernel/KernelProgram.h"
 
 namespace cif::kernel {
@@ -53,7 +55,19 @@ constexpr Unsupported kUnsupportedWords[] = {
 
 class Parser {
 public:
-    explicit Parser(std::string_view source) : m_tokens(tokenizeKernel(source)) {}
+    explicit Parser(std::string_view source) : m_tokens(preprocessKernel(tokenizeKernel(source))) {
+        for (const Token& t : m_tokens)
+            if (t.kind == TokenKind::Invalid) {
+                char shown[16];
+                const unsigned char u = static_cast<unsigned char>(t.text[0]);
+                if (u >= 0x20 && u < 0x7f) {
+                    std::snprintf(shown, sizeof shown, "'%c'", u);
+                } else {
+                    std::snprintf(shown, sizeof shown, "'\\x%02X'", u);
+                }
+                fail(t.line, t.column, std::string("unexpected character ") + shown);
+            }
+    }
 
     ast::Unit parseUnit() {
         ast::Unit unit;

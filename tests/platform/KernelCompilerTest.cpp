@@ -504,6 +504,63 @@ TEST(KernelCompilerTest, ControlFlowAndHelpers) {
         2, 4, 0.04f, 0.08f);
 }
 
+TEST(KernelCompilerTest, PreprocessorMacrosAndConditions) {
+    // Object- and function-like macros, nested uses, a continued line, a
+    // macro that names a built-in, directives inside a body.
+    EXPECT_PIXEL(eval("#define TWO 2.0\n"
+                      "#define SQ(x) ((x) * (x))\n"
+                      "#define ADD3(a, b, c) (a + \\\n   b + c)\n"
+                      "#define LEN length\n",
+                      "float a = SQ(TWO + 1.);\n"
+                      "#ifdef SQ\n"
+                      "a += ADD3(1., SQ(p), TWO);\n"
+                      "#else\n"
+                      "a = -1.;\n"
+                      "#endif\n"
+                      "return vec4(a, LEN(vec2(3., 4.)), __LINE__, GL_ES);"),
+                 16, 5, 12, 1);
+    // #if arithmetic, defined(), #elif chains, #undef, nesting, and
+    // skipped text that would not compile.
+    EXPECT_PIXEL(eval("#define LEVEL 3\n"
+                      "#if LEVEL * 2 > 5 && defined(LEVEL) && !defined NOPE\n"
+                      "#define R 1.\n"
+                      "#elif LEVEL == 3\n"
+                      "#define R 2.\n"
+                      "#else\n"
+                      "#define R 3.\n"
+                      "#endif\n"
+                      "#undef LEVEL\n"
+                      "#ifndef LEVEL\n"
+                      "#  if 0\n"
+                      "this is not kernel code @\n"
+                      "#  elif (0x10 >> 2) == 4 && 010 == 8\n"
+                      "#    define G 4.\n"
+                      "#  endif\n"
+                      "#endif\n",
+                      "return vec4(R, G, 0, 0);"),
+                 1, 4, 0, 0);
+    // A function-like macro's name alone is not a call; a macro is not
+    // expanded inside its own expansion.
+    EXPECT_PIXEL(eval("#define f(x) (x + 1.)\nfloat g(float f) { return f; }\n",
+                      "float y = p;\n#define y (y * 2.)\nreturn vec4(g(f(1.)), y, 0, 0);"),
+                 2, 4, 0, 0);
+
+    const std::pair<const char*, const char*> errors[] = {
+        {"#if 1\nkernel vec4 k() { return vec4(1.); }",
+         "kernel:1:2: '#if' without a matching '#endif'"},
+        {"#endif\n", "kernel:1:2: '#endif' without '#if'"},
+        {"#define F(a, b) a\nkernel vec4 k() { return vec4(F(1.)); }",
+         "kernel:2:31: macro 'F' takes 2 arguments, not 1"},
+        {"#error too old\n", "kernel:1:1: #error too old"},
+        {"#if 1 / 0\n#endif\n", "kernel:1:7: division by zero in '#if'"},
+        {"#foo\n", "kernel:1:2: unknown directive '#foo'"},
+        {"#define A A B\n#define B A\nkernel vec4 k() { return vec4(A); }",
+         "kernel:3:31: expected ')' after arguments"},
+    };
+    for (const auto& [source, expected] : errors)
+        EXPECT_EQ(errorOf(source), expected) << source;
+}
+
 TEST(KernelCompilerTest, BuiltinFunctions) {
     EXPECT_PIXEL(eval("", "return vec4(abs(-p), sign(-p), floor(1.5), ceil(1.5));"), 2, -1, 1, 2);
     EXPECT_PIXEL(eval("", "return vec4(fract(1.25), mod(7., 3.), min(vec2(1., 5.), p));"), .25, 1,
