@@ -150,6 +150,9 @@ std::vector<engine::Rect> sampleBounds(const Program& program, bool fusedProduct
             case Op::Ceil:
                 r = increasing(a, [](double v) { return std::ceil(v); });
                 break;
+            case Op::Trunc:
+                r = increasing(a, [](double v) { return std::trunc(v); });
+                break;
             case Op::Fract:
                 r = between(0, 1);
                 break;

@@ -94,6 +94,9 @@ void runProgramScalar(const Program& program, const EvalContext& context, int x0
                 case Op::Ceil:
                     d = std::ceil(a);
                     break;
+                case Op::Trunc:
+                    d = std::trunc(a);
+                    break;
                 case Op::Fract:
                     d = a - std::floor(a);
                     break;

@@ -54,9 +54,9 @@ double outOfRangeValue(std::string_view literal) {
 }
 
 // Two-character operators first so that the longest match wins.
-constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||",
-                                               "++", "--", "+=", "-=", "*=", "/=",
-                                               "<<", ">>", "%=", "&=", "|=", "^="};
+constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||", "++",
+                                               "--", "+=", "-=", "*=", "/=", "<<", ">>",
+                                               "%=", "&=", "|=", "^=", "^^"};
 constexpr std::string_view kOneCharPuncts = "+-*/<>=!(){}[],;.?:&|^%~#";
 
 }  // namespace

@@ -30,6 +30,7 @@ namespace cif::kernel {
     X(Sign, 1)                                                                           \
     X(Floor, 1)                                                                          \
     X(Ceil, 1)                                                                           \
+    X(Trunc, 1) /* towards zero: int conversion and division */                          \
     X(Fract, 1) /* a - floor(a) */                                                       \
     X(Mod, 2)   /* GLSL mod: a - b * floor(a / b) */                                     \
     X(Sqrt, 1)                                                                           \
@@ -123,7 +124,11 @@ struct Program {
 inline constexpr size_t kMaxSourceBytes = 64 * 1024;
 inline constexpr int kMaxNesting = 64;  // expressions and statements
 inline constexpr int kMaxCallDepth = 50;
-inline constexpr long kMaxLoopIterations = 100000;         // per loop, strictly fewer
+inline constexpr long kMaxLoopIterations = 100000;  // per loop, strictly fewer
+// How often a loop whose end depends on the pixel or on arguments may run
+// (inside one such loop a quarter of that, inside two a sixteenth); pixels
+// whose loop would run longer are transparent.
+inline constexpr long kMaxDynamicLoopIterations = 256;
 inline constexpr size_t kMaxInstructions = 200000;         // static bound on work per pixel
 inline constexpr size_t kMaxSourceInstructions = 1000000;  // all kernels of one source together
 inline constexpr int kMaxRegisters = 60000;
