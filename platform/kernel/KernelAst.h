@@ -228,6 +228,7 @@ struct Param {
     bool isColor = false;
     bool isConst = false;
     bool isSample = false;  // `__sample`: a colour kernel's input pixel (a vec4)
+    bool isTable = false;   // `__table`: a sampler read without interpolation
     ParamQualifier qualifier = ParamQualifier::In;
     std::string name;
     int line = 1;

@@ -871,6 +871,29 @@ private:
             case BuiltinShape::NoArgs:
                 e.type = info.result;
                 break;
+            case BuiltinShape::Relational: {
+                const Type a = e.args[0]->type, b = e.args[1]->type;
+                const bool boolsToo = info.id == Builtin::Equal || info.id == Builtin::NotEqual;
+                ok = a == b && ast::isScalarOrVector(a) && ast::componentCount(a) > 1 &&
+                     (scalarOf(a) != ast::Scalar::Bool || boolsToo);
+                e.type = ast::vectorOf(ast::Scalar::Bool, ast::componentCount(a));
+                break;
+            }
+            case BuiltinShape::BoolReduce:
+            case BuiltinShape::BoolVector: {
+                const Type a = e.args[0]->type;
+                ok = scalarOf(a) == ast::Scalar::Bool && ast::componentCount(a) > 1;
+                e.type = info.shape == BuiltinShape::BoolReduce ? Type::Bool : a;
+                break;
+            }
+            case BuiltinShape::MatrixPair:
+                ok = ast::isMatrix(e.args[0]->type) && e.args[0]->type == e.args[1]->type;
+                e.type = e.args[0]->type;
+                break;
+            case BuiltinShape::FloatToVec2:
+                ok = argType(0) == Type::Float;
+                e.type = Type::Vec2;
+                break;
         }
         if (!ok) typeError(e, "no function " + signature(e));
     }

@@ -185,7 +185,14 @@ public:
 
     Program run() {
         m_program.name = m_kernel.name;
+        const bool warp = m_kernel.returnType == Type::Vec2;
+        bool colour = false;
+        for (const ast::Param& p : m_kernel.params)
+            colour = colour || p.isSample;
+        m_program.kind = warp ? KernelKind::Warp : colour ? KernelKind::Color : KernelKind::General;
         declareParameters();
+        int warpSlot = -1;
+        if (warp) warpSlot = addSamplerSlot("");
         m_pinned = m_nextReg;
         if (m_pinned > static_cast<VReg>(kMaxRegisters)) {
             fail(m_kernel.line, m_kernel.column,
@@ -193,10 +200,19 @@ public:
         }
         for (const auto& g : m_unit.globals)
             lowerDecl(*g);
-        m_frames.push_back(Frame{Comp::constant(1.0f), Value::zeros(4), false});
+        // A __sample parameter is its image's pixel at the output position.
+        for (const ast::Param& p : m_kernel.params) {
+            if (!p.isSample) continue;
+            const int slot = m_vars[p.symbol].sampler;
+            setVar(p.symbol, sample(slot, samplerCoord(slot)));
+        }
+        m_frames.push_back(Frame{Comp::constant(1.0f), Value::zeros(warp ? 2 : 4), false});
         lowerStmt(*m_kernel.body);
+        Value returned = m_frames.back().result;
+        // A warp reads its input where it says.
+        if (warp) returned = sample(warpSlot, returned);
         // Pixels whose loop ran out of its budget are transparent.
-        const Value result = selectValue(m_overflow, Value::zeros(4), m_frames.back().result);
+        const Value result = selectValue(m_overflow, Value::zeros(4), returned);
         VReg resultRegs[4];
         for (int i = 0; i < 4; ++i)
             resultRegs[i] = reg(result.c[i]);
@@ -349,19 +365,11 @@ private:
             Parameter param;
             param.name = p.name;
             Value v;
-            if (p.type == Type::Sampler) {
-                SamplerSlot slot;
-                slot.parameterName = p.name;
-                for (Reg& r : slot.extent)
-                    r = static_cast<Reg>(newRegs(1));
-                for (Reg& r : slot.transform)
-                    r = static_cast<Reg>(newRegs(1));
-                param.type = ParamType::Sampler;
-                param.sampler = static_cast<int>(m_program.samplers.size());
+            if (p.type == Type::Sampler || p.isSample) {
+                param.type = p.isSample ? ParamType::Sample : ParamType::Sampler;
+                param.sampler = addSamplerSlot(p.name);
                 v.sampler = param.sampler;
-                m_program.samplers.push_back(slot);
-                m_reach.push_back(0.0);
-                m_coordCache.emplace_back();
+                if (p.isTable) m_tables[static_cast<size_t>(param.sampler)] = true;
             } else {
                 const int n = ast::componentCount(p.type);
                 param.type =
@@ -381,6 +389,20 @@ private:
 
     // Inside a branch, the first write of each variable is journalled so the
     // branch can be undone and merged; outside any branch nothing is.
+    int addSamplerSlot(const std::string& parameterName) {
+        SamplerSlot slot;
+        slot.parameterName = parameterName;
+        for (Reg& r : slot.extent)
+            r = static_cast<Reg>(newRegs(1));
+        for (Reg& r : slot.transform)
+            r = static_cast<Reg>(newRegs(1));
+        m_program.samplers.push_back(slot);
+        m_reach.push_back(0.0);
+        m_coordCache.emplace_back();
+        m_tables.push_back(false);
+        return static_cast<int>(m_program.samplers.size()) - 1;
+    }
+
     void setVar(int symbol, const Value& v) {
         if (!m_branches.empty()) {
             const size_t index = static_cast<size_t>(symbol);
@@ -872,7 +894,12 @@ private:
         return r;
     }
 
-    Value sample(int s, const Value& p) {
+    Value sample(int s, const Value& at) {
+        Value p = at;
+        // A table is read at the centre of the entry the position falls in.
+        if (m_tables[static_cast<size_t>(s)])
+            for (int i = 0; i < 2; ++i)
+                p.c[i] = op2(Op::Add, op1(Op::Floor, p.c[i]), Comp::constant(0.5f));
         const Comp& x = p.c[0];
         const Comp& y = p.c[1];
         if (x.tagSampler == s && x.tagAxis == 0 && y.tagSampler == s && y.tagAxis == 1) {
@@ -1025,6 +1052,69 @@ private:
                 }
                 return r;
             }
+            case Builtin::Reflect: {
+                // I - 2 dot(N, I) N
+                const Value& i = args[0];
+                const Value& nn = args[1];
+                const Comp twoDot = op2(Op::Mul, Comp::constant(2.0f), dot(nn, i));
+                return map2(Op::Sub, i, map2(Op::Mul, scalar(twoDot), nn));
+            }
+            case Builtin::Refract: {
+                // k = 1 - eta^2 (1 - dot(N, I)^2); 0 if k < 0, else
+                // eta I - (eta dot(N, I) + sqrt(k)) N
+                const Value& i = args[0];
+                const Value& nn = args[1];
+                const Comp eta = args[2].c[0];
+                const Comp d = dot(nn, i);
+                const Comp k = op2(Op::Sub, Comp::constant(1.0f),
+                                   op2(Op::Mul, op2(Op::Mul, eta, eta),
+                                       op2(Op::Sub, Comp::constant(1.0f), op2(Op::Mul, d, d))));
+                const Comp f = op2(Op::Add, op2(Op::Mul, eta, d), op1(Op::Sqrt, k));
+                const Value r =
+                    map2(Op::Sub, map2(Op::Mul, scalar(eta), i), map2(Op::Mul, scalar(f), nn));
+                return selectValue(op2(Op::Less, k, Comp::constant(0.0f)), Value::zeros(r.n), r);
+            }
+            case Builtin::Faceforward: {
+                // N if dot(Nref, I) < 0, else -N
+                const Comp front = op2(Op::Less, dot(args[2], args[1]), Comp::constant(0.0f));
+                return selectValue(front, args[0], map1(Op::Neg, args[0]));
+            }
+            case Builtin::MatrixCompMult:
+                return map2(Op::Mul, args[0], args[1]);
+            case Builtin::LessThan:
+                return map2(Op::Less, args[0], args[1]);
+            case Builtin::LessThanEqual:
+                return map2(Op::LessEqual, args[0], args[1]);
+            case Builtin::GreaterThan:
+                return map2(Op::Greater, args[0], args[1]);
+            case Builtin::GreaterThanEqual:
+                return map2(Op::GreaterEqual, args[0], args[1]);
+            case Builtin::Equal:
+                return map2(Op::Equal, args[0], args[1]);
+            case Builtin::NotEqual:
+                return map2(Op::NotEqual, args[0], args[1]);
+            case Builtin::Any:
+            case Builtin::All: {
+                Comp r = args[0].c[0];
+                for (int i = 1; i < args[0].n; ++i)
+                    r = op2(b == Builtin::Any ? Op::Or : Op::And, r, args[0].c[i]);
+                return scalar(r);
+            }
+            case Builtin::Not:
+                return map1(Op::Not, args[0]);
+            case Builtin::FastCos:
+                return map1(Op::Cos, args[0]);
+            case Builtin::FastSin:
+                return map1(Op::Sin, args[0]);
+            case Builtin::FastTan:
+                return map1(Op::Tan, args[0]);
+            case Builtin::CosSin:
+            case Builtin::FastCosSin: {
+                Value r = Value::zeros(2);
+                r.c[0] = op1(Op::Cos, args[0].c[0]);
+                r.c[1] = op1(Op::Sin, args[0].c[0]);
+                return r;
+            }
             case Builtin::Normalize:
                 return map2(Op::Mul, args[0], scalar(op1(Op::InverseSqrt, dot(args[0], args[0]))));
         }
@@ -1161,6 +1251,7 @@ private:
     std::optional<VReg> m_destX, m_destY;
     std::vector<std::optional<Value>> m_coordCache;
     std::vector<double> m_reach;
+    std::vector<bool> m_tables;  // per sampler slot: a __table
     std::vector<Value> m_vars;
     std::vector<bool> m_varSet;
     std::vector<JournalEntry> m_journal;

@@ -100,6 +100,7 @@ private:
         Type type = Type::Void;
         bool isColor = false;
         bool isSample = false;
+        bool isTable = false;
         int line = 1, column = 1;
     };
 
@@ -186,6 +187,7 @@ private:
                 declared.type = t.type;
                 declared.isColor = w == "__color";
                 declared.isSample = w == "__sample";
+                declared.isTable = w == "__table";
                 return true;
             }
         }
@@ -232,6 +234,7 @@ private:
                 param.type = declared.type;
                 param.isColor = declared.isColor;
                 param.isSample = declared.isSample;
+                param.isTable = declared.isTable;
                 param.name = std::string(name.text);
                 param.line = name.line;
                 param.column = name.column;

@@ -671,6 +671,33 @@ TEST(KernelCompilerTest, BuiltinFunctions) {
              "samplerSize(image).y) + vec4(samplerTransform(image, vec2(1., 2.)), 0., 0.);"),
         101, 52, 0, 50);
     EXPECT_PIXEL(eval("", "return sample(image, destCoord() * 2.);"), .06f, .16f, 22, .5);
+    // Geometric functions of GLSL.
+    EXPECT_PIXEL(eval("",
+                      "return vec4(reflect(vec2(1., -1.), vec2(0., 1.)), "
+                      "refract(vec2(0., -1.), vec2(0., 1.), 1.));"),
+                 1, 1, 0, -1);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(faceforward(vec2(0., 1.), vec2(0., -1.), vec2(0., 1.)), "
+                      "refract(vec2(1., 0.), vec2(0., 1.), 2.));"),
+                 0, 1, 0, 0);
+    // Vector relations and the boolean reductions.
+    EXPECT_PIXEL(
+        eval("",
+             "bvec2 l = lessThan(vec2(1., 2.), vec2(2., 2.)); "
+             "return vec4(any(l), all(l), not(l).y, "
+             "all(equal(ivec3(1, 2, 3), ivec3(1, 2, 3))) && any(notEqual(l, l)) == "
+             "false && all(greaterThanEqual(vec2(p), vec2(2.))) && "
+             "!any(greaterThan(vec2(p), lessThanEqual(vec2(1.), vec2(0.)) == bvec2(false) ? "
+             "vec2(5.) : vec2(0.))));"),
+        1, 0, 1, 1);
+    EXPECT_PIXEL(eval("",
+                      "mat2 m = matrixCompMult(mat2(1., 2., 3., 4.), mat2(2.)); "
+                      "return vec4(m[0], cossin(0.).x + sin_(0.) + cos_(0.), cossin_(0.).y);"),
+                 2, 0, 2, 0);
+    // A table is read at the centre of the entry a position falls in.
+    const auto table = compileOk("kernel vec4 k(__table t) { return sample(t, vec2(3.7, 4.2)); }");
+    ASSERT_EQ(table.size(), 1u);
+    EXPECT_PIXEL(runPixel(table[0], 0, 0), .035f, .09f, 3.5f + 9.f, .5f);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -251,6 +252,7 @@ TEST(KernelEvaluator, ValidationRefusesOutOfRangeRegisters) {
 // ---------------------------------------------------------------- applied kernels
 
 using cif::CIColor;
+using cif::CIColorKernel;
 using cif::CIContext;
 using cif::CIFilter;
 using cif::CIFloatBitmap;
@@ -258,6 +260,7 @@ using cif::CIImage;
 using cif::CIKernel;
 using cif::CISampler;
 using cif::CIVector;
+using cif::CIWarpKernel;
 
 // Collects the warnings logged while it lives.
 class WarningCatcher {
@@ -585,6 +588,119 @@ TEST(KernelApply, ReadsAtAFixedRowOrColumnWorkForAnyTile) {
                     ASSERT_EQ(r.at(x, y)[k], in.at(x, 30)[k]) << tile << ": " << x << "," << y;
                 }
     }
+}
+
+// ---------------------------------------------------------------- kinds of kernel
+
+QString kernelFile(const char* name) {
+    QFile f(QStringLiteral(CIF_TEST_DATA "/kernels/") + QLatin1String(name));
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+}
+
+TEST(KernelKinds, EachKindCompilesToItsClassAndApplies) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 g(sampler s) { return sample(s, samplerCoord(s)); }\n"
+                       "kernel vec4 c(__sample s) { return s.bgra; }\n"
+                       "kernel vec2 w(float dx) { return destCoord() + vec2(dx, 0.); }\n"));
+    ASSERT_EQ(kernels.size(), 3);
+    EXPECT_EQ(kernels[0].kind(), KernelKind::General);
+    EXPECT_EQ(kernels[1].kind(), KernelKind::Color);
+    EXPECT_EQ(kernels[2].kind(), KernelKind::Warp);
+    EXPECT_TRUE(CIColorKernel(kernels[0]).isNull());
+    EXPECT_FALSE(CIWarpKernel(kernels[2]).isNull());
+
+    const CIImage input = CIImage::imageWithQImage(testPicture(30, 20));
+    const QRectF rect(0, 0, 30, 20);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+
+    // A colour kernel reads its __sample at the output position.
+    const CIImage swapped =
+        CIColorKernel(kernels[1]).applyWithExtent(rect, {QVariant::fromValue(input)});
+    ASSERT_FALSE(swapped.isNull());
+    const CIFloatBitmap s = renderFloat(swapped, rect, 8, 2);
+    EXPECT_EQ(s.at(3, 4)[0], in.at(3, 4)[2]);
+    EXPECT_EQ(s.at(3, 4)[2], in.at(3, 4)[0]);
+
+    // A warp reads its input where it says, with or without a region
+    // callback, the same for every tile size.
+    const CIWarpKernel warp(kernels[2]);
+    const CIImage bounded = warp.applyWithExtent(
+        rect, [](int index, const QRectF& r) { return index == 0 ? r.translated(2, 0) : r; }, input,
+        {2.0});
+    const CIImage unbounded = warp.applyWithExtent(rect, nullptr, input, {2.0});
+    for (const CIImage& image : {bounded, unbounded}) {
+        ASSERT_FALSE(image.isNull());
+        for (const int tile : {1, 5, 64}) {
+            const CIFloatBitmap w = renderFloat(image, rect, tile, 2);
+            for (int y = 0; y < 20; ++y)
+                for (int x = 0; x < 28; ++x)
+                    ASSERT_EQ(w.at(x, y)[1], in.at(x + 2, y)[1]) << tile << ": " << x << "," << y;
+            EXPECT_EQ(w.at(29, 5)[3], 0.0f);  // beyond the input
+        }
+    }
+    // Through CIFilter::apply, a warp reads the definition option's image;
+    // without one it has nothing to read.
+    const ApplyingFilter filter;
+    const CIImage viaApply = filter.apply(
+        kernels[2], {2.0}, {{cif::kCIApplyOptionDefinition, QVariant::fromValue(input)}});
+    EXPECT_EQ(renderFloat(viaApply, rect, 16, 1).at(4, 4)[0], in.at(6, 4)[0]);
+    const WarningCatcher catcher;
+    EXPECT_TRUE(filter.apply(kernels[2], {2.0}).isNull());
+    EXPECT_TRUE(kernels[2].applyWithExtent(rect, nullptr, {2.0}).isNull());
+    EXPECT_EQ(WarningCatcher::lines().size(), 2);
+}
+
+TEST(KernelKinds, WrittenKernelsComputeWhatTheySay) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(24, 16));
+    const QRectF rect(0, 0, 24, 16);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+
+    // Sepia: a matrix times the straight colour, premultiplied again.
+    const CIColorKernel sepia = CIColorKernel::kernelWithString(kernelFile("sepia.cikernel"));
+    ASSERT_FALSE(sepia.isNull());
+    const CIFloatBitmap toned =
+        renderFloat(sepia.applyWithExtent(rect, {QVariant::fromValue(input), 1.0}), rect, 16, 2);
+    const float m[3][3] = {
+        {0.393f, 0.769f, 0.189f}, {0.349f, 0.686f, 0.168f}, {0.272f, 0.534f, 0.131f}};
+    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{7, 3}, std::pair{23, 15}}) {
+        const float* p = in.at(x, y);
+        for (int k = 0; k < 3; ++k) {
+            float v = 0.0f;
+            for (int j = 0; j < 3; ++j)
+                v += m[k][j] * (p[j] / p[3]);
+            EXPECT_NEAR(toned.at(x, y)[k], std::clamp(v, 0.0f, 1.0f) * p[3], 1e-5) << x << "," << y;
+        }
+    }
+
+    // The box blur's radius is an argument: the loop runs 2r + 1 times.
+    const QList<CIKernel> blur = CIKernel::kernelsWithString(kernelFile("boxblur.cikernel"));
+    ASSERT_EQ(blur.size(), 1);
+    const ApplyingFilter filter;
+    const CIFloatBitmap blurred =
+        renderFloat(filter.apply(blur.first(), {QVariant::fromValue(input), 2.0}), rect, 7, 2);
+    float sum = 0.0f;
+    for (int i = -2; i <= 2; ++i)
+        sum += in.at(10 + i, 5)[1];
+    EXPECT_NEAR(blurred.at(10, 5)[1], sum / 5.0f, 1e-6);
+
+    // A generator over the extent it is given.
+    const QList<CIKernel> checker = CIKernel::kernelsWithString(kernelFile("checker.cikernel"));
+    ASSERT_EQ(checker.size(), 1);
+    const CIImage board = checker.first().applyWithExtent(
+        QRectF(0, 0, 8, 8), nullptr,
+        {QVariant::fromValue(CIColor(1, 0, 0, 1)), QVariant::fromValue(CIColor(0, 0, 1, 1)), 2.0});
+    ASSERT_FALSE(board.isNull());
+    EXPECT_EQ(board.extent(), QRectF(0, 0, 8, 8));
+    const CIFloatBitmap b = renderFloat(board, QRectF(0, 0, 8, 8), 3, 1);
+    EXPECT_EQ(b.at(1, 1)[0], 1.0f);
+    EXPECT_EQ(b.at(2, 1)[2], 1.0f);
+    EXPECT_EQ(b.at(3, 3)[0], 1.0f);
+
+    // The twirl and the ripples compile as what they are.
+    EXPECT_FALSE(CIWarpKernel::kernelWithString(kernelFile("twirl.cikernel")).isNull());
+    const QList<CIKernel> ripples = CIKernel::kernelsWithString(kernelFile("ripples.cikernel"));
+    ASSERT_EQ(ripples.size(), 1);
+    EXPECT_TRUE(ripples.first().program().samplers.empty());
 }
 
 // ---------------------------------------------------------------- filter files
