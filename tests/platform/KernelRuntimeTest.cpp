@@ -190,6 +190,116 @@ void checkRandomPrograms() {
     }
 }
 
+// A random kernel in the language's integer, boolean, vector and matrix
+// types, with loops bounded by arguments and by pixels, breaks, continues
+// and helpers with out parameters; every statement is well typed.
+std::string randomKernelSource(std::mt19937& rng) {
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    std::vector<std::string> floats = {"p", "q.x", "q.y", "destCoord().x", "destCoord().y"};
+    std::vector<std::string> ints = {"int(p)", "n"};
+    std::string body = "int n = int(destCoord().x) - 3;\n";
+    auto f = [&] { return floats[size_t(pick(int(floats.size())))]; };
+    auto i = [&] { return ints[size_t(pick(int(ints.size())))]; };
+    static const char* const kUnary[] = {"sin", "floor", "fract", "abs", "sqrt", "cos_", "sign"};
+    static const char* const kOps[] = {"+", "-", "*", "/"};
+    for (int k = 0; k < 10; ++k) {
+        const std::string v = "v" + std::to_string(k);
+        switch (pick(8)) {
+            case 0:
+                body += "float " + v + " = " + kUnary[pick(7)] + "(" + f() + ") " + kOps[pick(4)] +
+                        " " + f() + ";\n";
+                floats.push_back(v);
+                break;
+            case 1:
+                body += "int " + v + " = " + i() + " " + kOps[pick(4)] + " (" + i() + " + 7);\n";
+                ints.push_back(v);
+                break;
+            case 2:
+                body += "ivec2 " + v + " = ivec2(" + i() + ", " + f() + ") / 3; float " + v +
+                        "f = float(" + v + ".x * " + v + ".y);\n";
+                floats.push_back(v + "f");
+                break;
+            case 3:
+                body += "mat2 " + v + "m = mat2(" + f() + ", " + f() + ", 1., " + f() + "); vec2 " +
+                        v + " = " + v + "m * q + q * " + v + "m; float " + v + "f = " + v +
+                        ".x - " + v + ".y;\n";
+                floats.push_back(v + "f");
+                break;
+            case 4:
+                body += "float " + v + " = 0.; for (int j = 0; j < " + i() + "; j++) { if (" + f() +
+                        " > float(j) * 0.7) continue; " + v + " += " + f() + "; if (" + v +
+                        " > 9.) break; }\n";
+                floats.push_back(v);
+                break;
+            case 5:
+                body += "bvec2 " + v + "b = lessThan(q, vec2(" + f() + ")); float " + v + " = " +
+                        f() + "; if (any(" + v + "b) ^^ " + v + "b.y) " + v + " = -" + f() +
+                        "; else " + v + " *= 2.;\n";
+                floats.push_back(v);
+                break;
+            case 6:
+                body += "float " + v + " = " + f() + "; int " + v + "c = 0; while (" + v +
+                        " < 20.) { " + v + " += 1. + abs(" + f() + "); " + v + "c++; }\n";
+                floats.push_back(v);
+                ints.push_back(v + "c");
+                break;
+            case 7:
+                body += "float " + v + "a, " + v + "; split(" + f() + ", " + v + "a, " + v + "); " +
+                        v + " += sample(s, q + vec2(" + v + "a, 0.)).g;\n";
+                floats.push_back(v);
+                break;
+        }
+    }
+    return "void split(float x, out float whole, out float part) { whole = floor(x); part = x - "
+           "whole; }\n"
+           "kernel vec4 k(sampler s, float p, vec2 q) {\n" +
+           body + "return vec4(" + f() + ", float(" + i() + "), " + f() + ", " + f() + ");\n}\n";
+}
+
+void checkRandomKernels();
+
+TEST(KernelEvaluator, VectorMatchesScalarOnRandomKernelsOfEveryType) {
+    forEachTarget([] { checkRandomKernels(); });
+}
+
+void checkRandomKernels() {
+    std::mt19937 rng(99);
+    const PixelBuffer image = randomBuffer(rng, IRect{-7, 3, 150, 9});
+    for (int trial = 0; trial < 30; ++trial) {
+        const std::string source = randomKernelSource(rng);
+        const QList<cif::CIKernel> kernels =
+            cif::CIKernel::kernelsWithString(QString::fromStdString(source));
+        ASSERT_EQ(kernels.size(), 1) << source;
+        const PreparedProgram& prepared = kernels.first().prepared();
+        const Program& program = prepared.program;
+        EvalContext context;
+        context.uniforms = prepared.constants;
+        const float values[3] = {float(trial % 7) - 1.5f, 0.75f, float(trial) - 10.25f};
+        int v = 0;
+        for (const Parameter& param : program.parameters)
+            for (const Reg r : param.registers)
+                context.uniforms.push_back({r, values[v++ % 3]});
+        const float extent[4] = {-7, 3, 150, 9}, identity[6] = {1, 0, 0, 1, 0, 0};
+        for (int k = 0; k < 4; ++k)
+            context.uniforms.push_back({program.samplers[0].extent[k], extent[k]});
+        for (int k = 0; k < 6; ++k)
+            context.uniforms.push_back({program.samplers[0].transform[k], identity[k]});
+        context.images = {&image};
+        context.uniformsReadOnly = prepared.uniformsReadOnly;
+        context.sampleChannelMasks = prepared.sampleChannelMasks;
+        context.fusedProducts = prepared.fusedProducts;
+        for (const int n : {1, 7, kSpan, kSpan + 3, 2 * kSpan + 1}) {
+            std::vector<float> vec(size_t(n) * 4), ref(size_t(n) * 4);
+            runProgram(program, context, -5, 4 + trial % 7, n, vec.data());
+            runProgramScalar(program, context, -5, 4 + trial % 7, n, ref.data());
+            for (size_t k = 0; k < vec.size(); ++k)
+                ASSERT_TRUE(sameValue(vec[k], ref[k]))
+                    << "n " << n << " value " << k << ": " << vec[k] << " vs " << ref[k] << "\n"
+                    << source;
+        }
+    }
+}
+
 TEST(KernelEvaluator, ArithmeticIsIeeeAndSamplingIsBilinear) {
     PixelBuffer image(IRect{0, 0, 2, 2});
     const float pixels[16] = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, kInf, 4, 4, 4};
