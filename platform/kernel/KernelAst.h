@@ -163,7 +163,12 @@ struct Expr {
     CallKind callKind = CallKind::Unresolved;
     int callee = -1;             // Function: index into Unit::functions; Builtin: builtin id
     Type ctorFrom = Type::Void;  // Constructor of one argument: that argument's type
-    int swizzle[4] = {};         // Swizzle: component indices
+    // Call of an array constructor (`float[3](...)`, `float[](...)`, or an
+    // initialiser list `{...}` with an empty name): its size expression.
+    bool arrayCtor = false;
+    std::unique_ptr<Expr> arraySizeExpr;
+    int arraySize = 0;    // the checker: elements of an array-valued expression
+    int swizzle[4] = {};  // Swizzle: component indices
     int swizzleCount = 0;
     bool widen = false;  // Assign "=": a vec2 value widened to vec4 (x, y, 0, 1)
 };
@@ -173,6 +178,7 @@ struct Declarator {
     int line = 1;
     int column = 1;
     std::unique_ptr<Expr> init;  // may be null
+    std::unique_ptr<Expr> size;  // an array's size, or null
     int symbol = -1;
     bool widen = false;  // vec2 initialiser widened to vec4
 };
@@ -229,6 +235,8 @@ struct Param {
     bool isConst = false;
     bool isSample = false;  // `__sample`: a colour kernel's input pixel (a vec4)
     bool isTable = false;   // `__table`: a sampler read without interpolation
+    int arraySize = 0;      // an array parameter's size
+    std::unique_ptr<Expr> size;
     ParamQualifier qualifier = ParamQualifier::In;
     std::string name;
     int line = 1;
@@ -264,6 +272,7 @@ struct Symbol {
     bool isLoopIndex = false;
     bool hasConstValue = false;  // a scalar whose value is known to the checker
     double constValue = 0.0;
+    int arraySize = 0;  // elements of an array of `type`; 0 for a single value
 };
 
 struct Unit {

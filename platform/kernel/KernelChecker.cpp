@@ -123,6 +123,10 @@ private:
     void registerFunctions() {
         for (size_t i = 0; i < m_unit.functions.size(); ++i) {
             ast::Function& fn = *m_unit.functions[i];
+            // Sizes written as numbers are known before any call is checked.
+            for (ast::Param& p : fn.params)
+                if (p.size && p.size->kind == Expr::Kind::Number)
+                    p.arraySize = static_cast<int>(std::min(p.size->number, 1e6));
             std::vector<int>& overloads = m_functions[fn.name];
             for (const int other : overloads) {
                 const ast::Function& o = *m_unit.functions[other];
@@ -202,12 +206,45 @@ private:
         }
     }
 
+    // The size of an array: a constant int from 1 to kMaxArraySize.
+    int arraySize(Expr& size) {
+        checkExpr(size);
+        const std::optional<double> v = constValue(size);
+        if (!v || *v != std::floor(*v) || *v < 1 || *v > kMaxArraySize)
+            fail(size.line, size.column,
+                 "an array size must be a constant from 1 to " + std::to_string(kMaxArraySize));
+        return static_cast<int>(*v);
+    }
+
     void declareVariable(Stmt& decl, ast::Declarator& d, bool global) {
         ast::Symbol symbol;
         symbol.type = decl.declType;
         symbol.isConst = decl.isConst;
         symbol.isGlobal = global;
+        if (d.size) {
+            symbol.arraySize = arraySize(*d.size);
+            if (d.init) {
+                const Expr& init = *d.init;
+                if (!init.arrayCtor)
+                    fail(init.line, init.column, "an array is initialised with its elements");
+                if (init.arraySize != symbol.arraySize)
+                    fail(init.line, init.column,
+                         "'" + d.name + "' has " + std::to_string(symbol.arraySize) +
+                             " elements, the initialiser " + std::to_string(init.arraySize));
+                for (const auto& element : init.args)
+                    if (!converts(decl.declType, element->type))
+                        fail(element->line, element->column,
+                             std::string("cannot make a ") + ast::typeName(decl.declType) +
+                                 " element of " + ast::typeName(element->type));
+            } else if (decl.isConst) {
+                fail(d.line, d.column, "const '" + d.name + "' must be initialised");
+            }
+            d.symbol = declare(d.name, d.line, d.column, symbol);
+            return;
+        }
         if (d.init) {
+            if (d.init->arrayCtor || d.init->arraySize > 0)
+                fail(d.init->line, d.init->column, "'" + d.name + "' is not an array");
             d.widen = checkConversion(decl.declType, d.init->type, d.line, d.column);
             if (decl.isConst && ast::componentCount(decl.declType) == 1) {
                 if (auto v = constValue(*d.init)) {
@@ -250,6 +287,11 @@ private:
         for (ast::Param& p : fn.params) {
             ast::Symbol symbol;
             symbol.type = p.type;
+            if (p.size) {
+                if (fn.isKernel) fail(p.line, p.column, "kernel parameters cannot be arrays");
+                p.arraySize = arraySize(*p.size);
+                symbol.arraySize = p.arraySize;
+            }
             symbol.isConst = p.isConst || p.type == Type::Sampler;
             p.symbol = declare(p.name, p.line, p.column, symbol);
         }
@@ -532,6 +574,23 @@ private:
             if (e.kind == Expr::Kind::Call) break;
             checkExpr(*a);
         }
+        // A whole array is only indexed or passed to a helper.
+        for (size_t i = 0; i < e.args.size() && e.kind != Expr::Kind::Call; ++i) {
+            if (e.args[i]->arraySize > 0 && !(e.kind == Expr::Kind::Index && i == 0))
+                typeError(*e.args[i], "array '" + e.args[i]->name + "' must be indexed");
+        }
+        if (e.kind == Expr::Kind::Call && e.arrayCtor) {
+            for (auto& a : e.args) {
+                checkExpr(*a);
+                if (a->arraySize > 0) typeError(*a, "arrays cannot hold arrays");
+            }
+            e.type = constructorType(e.name);
+            e.arraySize = static_cast<int>(e.args.size());
+            if (e.arraySizeExpr && arraySize(*e.arraySizeExpr) != e.arraySize)
+                typeError(e, "the array constructor's size and element count differ");
+            if (e.args.empty()) typeError(e, "an array needs elements");
+            return;
+        }
         switch (e.kind) {
             case Expr::Kind::Number:
                 e.type = e.integer ? Type::Int : Type::Float;
@@ -547,6 +606,7 @@ private:
                     typeError(e, "unknown identifier '" + e.name + "'");
                 }
                 e.type = m_unit.symbols[e.symbol].type;
+                e.arraySize = m_unit.symbols[e.symbol].arraySize;
                 break;
             }
             case Expr::Kind::Unary: {
@@ -606,6 +666,15 @@ private:
                 if (!ast::isNumeric(index.type) || ast::componentCount(index.type) != 1)
                     typeError(index, std::string("an index must be an int, not ") +
                                          ast::typeName(index.type));
+                if (e.args[0]->arraySize > 0) {
+                    const int size = e.args[0]->arraySize;
+                    if (auto v = constValue(index); v && (*v < 0 || *v >= size))
+                        typeError(index, "index " + std::to_string(static_cast<long>(*v)) +
+                                             " is out of range for an array of " +
+                                             std::to_string(size));
+                    e.type = base;
+                    break;
+                }
                 const int n =
                     ast::isMatrix(base) ? ast::matrixSize(base) : ast::componentCount(base);
                 if (scalarOf(base) == ast::Scalar::None || n < 2)
@@ -753,6 +822,7 @@ private:
         int score = 2;
         for (size_t i = 0; i < call.args.size(); ++i) {
             const Type have = call.args[i]->type, want = fn.params[i].type;
+            if (call.args[i]->arraySize != fn.params[i].arraySize) return 0;
             if (have == want) continue;
             // out and inout arguments are written back: no conversion.
             if (fn.params[i].qualifier != ast::ParamQualifier::In || !converts(want, have))
@@ -766,6 +836,9 @@ private:
         for (auto& a : e.args)
             checkExpr(*a);
         const Type ctor = constructorType(e.name);
+        for (const auto& a : e.args)
+            if (a->arraySize > 0 && !m_functions.count(e.name))
+                typeError(*a, "array '" + a->name + "' must be indexed");
         if (e.name == "sampler" || e.name == "void" || e.name == "__sample" || e.name == "__table")
             typeError(e, "'" + e.name + "(...)' is not supported");
         if (ctor != Type::Void) {

@@ -444,11 +444,35 @@ private:
 
     bool returnedEverywhere() const { return m_frames.back().active.isConstValue(0.0f); }
 
+    void setDeclDepth(int symbol) {
+        if (m_declDepth.size() <= static_cast<size_t>(symbol))
+            m_declDepth.resize(static_cast<size_t>(symbol) + 1, 0);
+        m_declDepth[static_cast<size_t>(symbol)] = m_loops.size();
+    }
+
+    // An array's elements are variables of their own (so branches, loops
+    // and masks treat them like any other); a new set for each declaration.
+    std::vector<int> newArray(int symbol) {
+        const int size = m_unit.symbols[static_cast<size_t>(symbol)].arraySize;
+        std::vector<int> elements;
+        for (int k = 0; k < size; ++k) {
+            elements.push_back(pseudoVariable());
+            setDeclDepth(elements.back());
+        }
+        m_arrays[symbol] = elements;
+        return elements;
+    }
+
     void lowerDecl(const Stmt& s) {
         for (const ast::Declarator& d : s.declarators) {
-            if (m_declDepth.size() <= static_cast<size_t>(d.symbol))
-                m_declDepth.resize(static_cast<size_t>(d.symbol) + 1, 0);
-            m_declDepth[static_cast<size_t>(d.symbol)] = m_loops.size();
+            setDeclDepth(d.symbol);
+            if (d.size) {
+                const std::vector<int> elements = newArray(d.symbol);
+                const int n = ast::componentCount(s.declType);
+                for (size_t k = 0; k < elements.size(); ++k)
+                    setVar(elements[k], d.init ? lowerExpr(*d.init->args[k]) : Value::zeros(n));
+                continue;
+            }
             Value v = Value::zeros(ast::componentCount(s.declType));
             if (d.init) {
                 v = lowerExpr(*d.init);
@@ -645,6 +669,19 @@ private:
                    mask.isConstValue(1.0f) ? v : selectValue(mask, v, m_vars[target.symbol]));
             return;
         }
+        if (target.kind == Expr::Kind::Index && target.args[0]->arraySize > 0) {
+            const std::vector<int> elements = m_arrays[target.args[0]->symbol];
+            const Comp index = lowerExpr(*target.args[1]).c[0];
+            for (size_t k = 0; k < elements.size(); ++k) {
+                const Comp here = op2(Op::Equal, index, Comp::constant(static_cast<float>(k)));
+                if (here.isConstValue(0.0f)) continue;
+                const int element = elements[k];
+                const Comp mask = op2(Op::And, storeMask(element), here);
+                setVar(element,
+                       mask.isConstValue(1.0f) ? v : selectValue(mask, v, m_vars[element]));
+            }
+            return;
+        }
         if (target.kind == Expr::Kind::Index) {
             // Each component (or column) that the index may name takes the
             // value where it does.
@@ -718,6 +755,22 @@ private:
                 return r;
             }
             case Expr::Kind::Index: {
+                if (e.args[0]->arraySize > 0) {
+                    const std::vector<int> elements = m_arrays[e.args[0]->symbol];
+                    const Comp index = lowerExpr(*e.args[1]).c[0];
+                    if (index.isConst) {
+                        const float k = index.value;
+                        return k >= 0 && k < static_cast<float>(elements.size())
+                                   ? m_vars[elements[static_cast<size_t>(k)]]
+                                   : m_vars[elements[0]];
+                    }
+                    Value r = m_vars[elements[0]];
+                    for (size_t k = 1; k < elements.size(); ++k)
+                        r = selectValue(
+                            op2(Op::Equal, index, Comp::constant(static_cast<float>(k))),
+                            m_vars[elements[k]], r);
+                    return r;
+                }
                 const Value base = lowerExpr(*e.args[0]);
                 const Comp index = lowerExpr(*e.args[1]).c[0];
                 const int width = ast::componentCount(e.type), count = base.n / width;
@@ -845,6 +898,14 @@ private:
     Value inlineCall(const ast::Function& fn, const Expr& call, const std::vector<Value>& args) {
         for (size_t i = 0; i < args.size(); ++i) {
             const ast::Param& p = fn.params[i];
+            if (p.arraySize > 0) {
+                // A copy of the caller's array.
+                const std::vector<int> from = m_arrays[call.args[i]->symbol];
+                const std::vector<int> to = newArray(p.symbol);
+                for (size_t k = 0; k < to.size() && k < from.size(); ++k)
+                    setVar(to[k], m_vars[from[k]]);
+                continue;
+            }
             setVar(p.symbol, p.qualifier == ast::ParamQualifier::Out
                                  ? Value::zeros(ast::componentCount(p.type))
                                  : args[i]);
@@ -862,7 +923,8 @@ private:
         // out and inout parameters are copied back to the arguments.
         for (size_t i = 0; i < args.size(); ++i) {
             const ast::Param& p = fn.params[i];
-            if (p.qualifier != ast::ParamQualifier::In) store(*call.args[i], m_vars[p.symbol]);
+            if (p.qualifier != ast::ParamQualifier::In && p.arraySize == 0)
+                store(*call.args[i], m_vars[p.symbol]);
         }
         return result;
     }
@@ -1260,8 +1322,9 @@ private:
     std::vector<int> m_journalled;  // per variable: the branch that journalled it last
     std::vector<Frame> m_frames;
     std::vector<Loop> m_loops;
-    std::vector<size_t> m_declDepth;         // per variable: loops entered where it was declared
-    Comp m_overflow = Comp::constant(0.0f);  // 1 where a loop ran out of its budget
+    std::vector<size_t> m_declDepth;  // per variable: loops entered where it was declared
+    std::unordered_map<int, std::vector<int>> m_arrays;  // array symbol -> element variables
+    Comp m_overflow = Comp::constant(0.0f);              // 1 where a loop ran out of its budget
 };
 
 }  // namespace

@@ -228,9 +228,9 @@ private:
                 DeclaredType declared = parseType("for a parameter");
                 if (declared.type == Type::Void)
                     fail(declared.line, declared.column, "a parameter cannot be void");
-                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                if (peek().is("[")) param.size = parseArraySize();
                 const Token& name = expectIdentifier("expected a parameter name");
-                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                if (peek().is("[")) param.size = parseArraySize();
                 param.type = declared.type;
                 param.isColor = declared.isColor;
                 param.isSample = declared.isSample;
@@ -255,17 +255,40 @@ private:
         decl->isConst = isConst;
         const Token* name = &firstName;
         for (;;) {
-            if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
             ast::Declarator d;
             d.name = std::string(name->text);
             d.line = name->line;
             d.column = name->column;
-            if (accept("=")) d.init = parseAssignment();
+            if (peek().is("[")) d.size = parseArraySize();
+            if (accept("=")) d.init = peek().is("{") ? parseInitialiserList() : parseAssignment();
             decl->declarators.push_back(std::move(d));
             if (!accept(",")) break;
             name = &expectIdentifier("expected a variable name");
         }
         return decl;
+    }
+
+    ExprPtr parseArraySize() {
+        const Token& open = expect("[", "");
+        if (peek().is("]")) fail(peek().line, peek().column, "an array needs a size");
+        ExprPtr size = parseExpression();
+        expect("]", "after the array size");
+        (void)open;
+        return size;
+    }
+
+    // { a, b, c }: the elements of an array, sized by the declaration.
+    ExprPtr parseInitialiserList() {
+        const Token& open = expect("{", "");
+        Nest nest(*this, open);
+        auto e = make(Expr::Kind::Call, open);
+        e->arrayCtor = true;
+        do {
+            if (peek().is("}")) break;
+            e->args.push_back(parseAssignment());
+        } while (accept(","));
+        expect("}", "after the elements");
+        return e;
     }
 
     StmtPtr parseBlock() {
@@ -579,7 +602,16 @@ private:
         if (t.kind == TokenKind::Identifier && !isReserved(t.text)) {
             next();
             DeclaredType declared;
-            if (typeFromWord(t.text, declared) && !peek().is("("))
+            const bool isType = typeFromWord(t.text, declared);
+            ExprPtr arraySize;
+            bool arrayCtor = false;
+            if (isType && peek().is("[")) {  // float[3](...) or float[](...)
+                next();
+                arrayCtor = true;
+                if (!peek().is("]")) arraySize = parseExpression();
+                expect("]", "after the array size");
+            }
+            if (isType && !peek().is("("))
                 fail(t.line, t.column,
                      "expected '(' after type name '" + std::string(t.text) + "'");
             if (peek().is("(")) {
@@ -587,6 +619,8 @@ private:
                 Nest nest(*this, open);
                 auto e = make(Expr::Kind::Call, t);
                 e->name = std::string(t.text);
+                e->arrayCtor = arrayCtor;
+                e->arraySizeExpr = std::move(arraySize);
                 if (!accept(")")) {
                     do {
                         e->args.push_back(parseAssignment());

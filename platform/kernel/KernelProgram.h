@@ -144,5 +144,6 @@ inline constexpr long kMaxDynamicLoopIterations = 256;
 inline constexpr size_t kMaxInstructions = 200000;         // static bound on work per pixel
 inline constexpr size_t kMaxSourceInstructions = 1000000;  // all kernels of one source together
 inline constexpr int kMaxRegisters = 60000;
+inline constexpr int kMaxArraySize = 1024;  // elements of one array
 
 }  // namespace cif::kernel

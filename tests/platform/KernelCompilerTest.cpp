@@ -281,8 +281,6 @@ TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
         {"kernel vec4 k() { break; return vec4(1.); }", "kernel:1:19: 'break' outside a loop"},
         {"kernel vec4 k() { return vec4(1) * mat3(1.); }",
          "kernel:1:34: '*' cannot combine vec4 and mat3"},
-        {"kernel vec4 k() { float a[3]; return vec4(1.); }",
-         "kernel:1:26: arrays are not supported"},
         {"kernel vec4 k() { for (int i = 1; i > 0; i *= 2) {} return vec4(1.); }",
          "kernel:1:19: loop does not end: it runs more than 100000 times"},
         {"float f(float x) { return x; } float f(float y) { return y; }",
@@ -292,6 +290,12 @@ TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
          "kernel:1:94: no function f(vec3)"},
         {"void f(out float x) { x = 1.; } kernel vec4 k() { f(2.); return vec4(1.); }",
          "kernel:1:53: cannot assign to this expression"},
+        {"kernel vec4 k() { float a[2]; return vec4(a); }",
+         "kernel:1:43: array 'a' must be indexed"},
+        {"kernel vec4 k() { float a[2] = {1., 2., 3.}; return vec4(a[0]); }",
+         "kernel:1:32: 'a' has 2 elements, the initialiser 3"},
+        {"kernel vec4 k() { float a[2]; return vec4(a[2]); }",
+         "kernel:1:45: index 2 is out of range for an array of 2"},
         {"kernel vec4 k() { const float c = 1.; c = 2.; return vec4(c); }",
          "kernel:1:39: cannot assign to const 'c'"},
         {"kernel vec4 k() { return vec4(1.) + vec3(1.); }",
@@ -570,6 +574,14 @@ TEST(KernelCompilerTest, FunctionsOverloadsAndScopes) {
                       " + f(4) * 10.; float x = 1.; { float x = 5.; a += x; }"
                       "return vec4(a + x, b, distance, length(vec2(2., 3.)));"),
                  10, 3, 33, 5);
+    // Arrays: initialisers, indexes from loops and from pixels, array
+    // parameters (copied), writes through an index.
+    EXPECT_PIXEL(eval("float sum3(float w[3]) { w[0] += 100.; return w[0] + w[1] + w[2]; }",
+                      "const float k[3] = float[3](1., 2., 4.); float w[3] = {p, 0., 0.};"
+                      "for (int i = 1; i < 3; i++) w[i] = w[i - 1] * k[i];"
+                      "vec2 v[2]; v[int(destCoord().x) - 2].y = 7.;"
+                      "return vec4(sum3(w), w[0], w[2], v[1].y + v[0].y);"),
+                 122, 2, 16, 7);
     // Matrices: columns first, products with vectors both ways and with
     // matrices, a diagonal from a scalar.
     EXPECT_PIXEL(eval("",
