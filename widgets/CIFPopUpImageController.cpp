@@ -51,6 +51,8 @@ CIFPopUpImageController* CIFPopUpImageController::showWindowFromPointImagePicker
     controller->m_window->show();
     controller->m_window->raise();
     controller->m_window->activateWindow();
+    // The keyboard starts in the grid: arrows choose, Tab reaches the commands.
+    controller->_imageGridView->setFocus(Qt::PopupFocusReason);
     return controller;
 }
 
