@@ -258,7 +258,8 @@ TEST_F(CliTest, JsonOutputsCarrySchemaVersion) {
 
 TEST_F(CliTest, GalleryRendersEveryRegisteredFilter) {
     const QString outDir = path("gallery");
-    const Result r = runCifx({QStringLiteral("gallery"), outDir});
+    // Every filter and every generator at two seeds: allow for a busy machine.
+    const Result r = runCifx({QStringLiteral("gallery"), outDir}, 180000);
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString index = QDir(outDir).absoluteFilePath(QStringLiteral("index.html"));
     EXPECT_EQ(r.out, index + u'\n');
