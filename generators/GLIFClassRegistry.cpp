@@ -9,6 +9,7 @@
 #include "generators/GLIF_FlashLines.h"
 #include "generators/GLIF_Foam.h"
 #include "generators/GLIF_HilbertCurve.h"
+#include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_Plasma.h"
 #include "generators/GLIF_StarField.h"
 #include "generators/GLIF_Triangles.h"
@@ -66,6 +67,7 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Cafel>();
         registerClass<GLIF_Dabs>();
         registerClass<GLIF_Triangles>();
+        registerClass<GLIF_Parquet>();
     });
 }
 

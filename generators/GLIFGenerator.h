@@ -33,7 +33,9 @@ public:
     QVariantMap GLIFQueryAttributes() const override {
         QVariantMap description;
         for (const GLIFInput<G>& input : G::inputTable())
-            if (!(input.flags & kNotDescribed))
+            if (input.flags & kEmptyDescription)
+                description.insert(QString::fromLatin1(input.key), QVariantMap());
+            else if (!(input.flags & kNotDescribed))
                 description.insert(QString::fromLatin1(input.key),
                                    describeInput(input.kind, input.minimum, input.maximum,
                                                  input.published, input.flags));

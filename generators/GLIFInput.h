@@ -23,6 +23,7 @@ enum GLIFInputFlag : unsigned {
     kPublishDefaultAsFloat = 1u,  // an integer input whose default is published as a float
     kReadAsInteger = 2u,          // a float input read as an integer (fractions cut off)
     kNotDescribed = 4u,           // listed among the keys but absent from the description
+    kEmptyDescription = 8u,       // described by an empty dictionary: no range, no default
 };
 
 // "No default when absent": the field keeps what it held (or the base class handles it).

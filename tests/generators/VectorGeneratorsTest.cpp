@@ -7,6 +7,7 @@
 #include "generators/GLIF_ColourBars.h"
 #include "generators/GLIF_FlashLines.h"
 #include "generators/GLIF_HilbertCurve.h"
+#include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_StarField.h"
 #include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
@@ -158,6 +159,21 @@ TEST(TrianglesTest, EachPointSplitsATriangleInThree) {
             outlined = near(red.pixelColor(x, y), Qt::red);
     EXPECT_TRUE(outlined);
     EXPECT_EQ(red.pixelColor(45, 35).alpha(), 255);
+}
+
+TEST(ParquetTest, BandsNestInwardsAndLaterCellsPaintOverTheRim) {
+    EXPECT_EQ(GLIF_Parquet::bandCount(121, 100, 89), 53);
+    // 50-point squares nested to the full depth: 25 bands, the last one point wide at the
+    // centre in the scheme's end colour; the next column's outer band (k = -1, black under
+    // scheme 4) reaches one point back into the first.
+    GLIF_Parquet parquet;
+    const QVariantMap p{{"GLIFCellWidth", 50}, {"GLIFCellHeight", 50}, {"GLIFDencity", 100},
+                        {"GLIFIdFigure", 0},   {"GLIFColorScheme", 4}, {"GLIFSchemeKeyColor", 0.3}};
+    const QImage picture = test::runGenerator(parquet, 100, 60, p, 1);
+    EXPECT_TRUE(near(at(picture, 25, 25), computeSchemeColor(1.0, 0.3, 4)));
+    EXPECT_TRUE(near(at(picture, 49, 25), Qt::black));
+    EXPECT_FALSE(near(at(picture, 47, 25), Qt::black));
+    EXPECT_TRUE(parquet.GLIFQueryAttributes().value("GLIFBackgroundColor").toMap().isEmpty());
 }
 
 }  // namespace

@@ -272,7 +272,8 @@ TEST_F(CliTest, JsonOutputsCarrySchemaVersion) {
 
 TEST_F(CliTest, GalleryRendersEveryRegisteredFilter) {
     const QString outDir = path("gallery");
-    // Close to two hundred filters and their variants: minutes on a busy machine.
+    // Every filter with its variants and every generator at two seeds: minutes
+    // on a busy machine.
     const Result r = runCifx({QStringLiteral("gallery"), outDir}, 180000);
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QString index = QDir(outDir).absoluteFilePath(QStringLiteral("index.html"));
