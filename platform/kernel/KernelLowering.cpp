@@ -211,8 +211,12 @@ public:
         Value returned = m_frames.back().result;
         // A warp reads its input where it says.
         if (warp) returned = sample(warpSlot, returned);
-        // Pixels whose loop ran out of its budget are transparent.
-        const Value result = selectValue(m_overflow, Value::zeros(4), returned);
+        // Pixels whose loop ran out of its budget are transparent, with an
+        // alpha of -0 that tells the runtime so.
+        Value stopped = Value::zeros(4);
+        stopped.c[3] = Comp::constant(-0.0f);
+        const Value result = selectValue(m_overflow, stopped, returned);
+        m_program.loopBudget = !m_overflow.isConstValue(0.0f);
         VReg resultRegs[4];
         for (int i = 0; i < 4; ++i)
             resultRegs[i] = reg(result.c[i]);

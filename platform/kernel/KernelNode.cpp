@@ -143,8 +143,27 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
         context.images.push_back(&buffer);
     }
     if (state.cancelled()) return;
-    for (int y = area.y; y < area.top(); ++y)
-        runProgram(program, context, area.x, y, area.w, dst.at(area.x, y));
+    bool stopped = false;
+    for (int y = area.y; y < area.top(); ++y) {
+        float* row = dst.at(area.x, y);
+        runProgram(program, context, area.x, y, area.w, row);
+        if (!program.loopBudget) continue;
+        // Pixels whose loop ran out of its budget: alpha -0, made +0.
+        for (int i = 0; i < area.w; ++i) {
+            float& alpha = row[size_t(i) * 4 + 3];
+            if (alpha == 0.0f && std::signbit(alpha)) {
+                alpha = 0.0f;
+                stopped = true;
+            }
+        }
+    }
+    if (stopped && !m_warnedLoopBudget.exchange(true))
+        qWarning().noquote() << QCoreApplication::translate(
+                                    "CIKernel",
+                                    "kernel %1: a loop ran past its budget of %2 iterations; "
+                                    "those pixels are transparent")
+                                    .arg(m_kernel.name())
+                                    .arg(kMaxDynamicLoopIterations);
     dst.clearOutside(area);
 }
 

@@ -4,6 +4,7 @@
 
 #include <QVariantList>
 #include <QVariantMap>
+#include <atomic>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -80,6 +81,7 @@ private:
     // bounding the sample positions on intervals starts from.
     std::vector<Uniform> m_knownUniforms;
     std::vector<Reg> m_colourRegisters;
+    mutable std::atomic<bool> m_warnedLoopBudget{false};
 };
 
 // Binds arguments to the kernel's parameters in order and answers the image

@@ -130,6 +130,9 @@ struct Program {
     std::vector<Instruction> code;      // straight-line, in execution order
     int registerCount = 0;              // registers 0 .. registerCount-1
     Reg result[4] = {};                 // the returned vec4 (premultiplied RGBA)
+    // Set when a loop of the kernel may run out of its budget: such pixels
+    // come out as (0, 0, 0, -0), transparent, marked by the sign of alpha.
+    bool loopBudget = false;
 };
 
 // Limits that keep third-party kernels safe to run inside a host.

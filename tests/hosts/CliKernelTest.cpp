@@ -103,4 +103,41 @@ TEST_F(CliKernelTest, RunsFilterFilesAndBareKernels) {
     EXPECT_EQ(r.exitCode, 2);
 }
 
+TEST_F(CliKernelTest, RunsColourWarpAndGeneratorKernels) {
+    // A colour kernel: IN is its __sample.
+    write(QStringLiteral("swap.cikernel"), "kernel vec4 swap(__sample s) { return s.bgra; }\n");
+    Result r =
+        runCifx({QStringLiteral("kernel"), QStringLiteral("--check"), path("swap.cikernel")});
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_TRUE(r.out.contains(QLatin1String("color kernel swap(__sample s)")))
+        << r.out.toStdString();
+    r = runCifx({QStringLiteral("kernel"), path("swap.cikernel"), path("in.png"), path("c.png"),
+                 QStringLiteral("--no-color-management")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_EQ(QImage(path("c.png")).pixelColor(5, 3), QColor(200, 180, 200));
+
+    // A warp reads IN where it says: one pixel to the right.
+    write(QStringLiteral("shift.cikernel"),
+          "kernel vec2 shift(float dx) { return destCoord() + vec2(dx, 0.); }\n");
+    r = runCifx({QStringLiteral("kernel"), path("shift.cikernel"), path("in.png"), path("w.png"),
+                 QStringLiteral("--set"), QStringLiteral("dx=1"),
+                 QStringLiteral("--no-color-management")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QImage warped(path("w.png"));
+    ASSERT_EQ(warped.size(), QSize(6, 4));
+    EXPECT_EQ(warped.pixelColor(0, 0), QColor(40, 0, 200));
+    EXPECT_EQ(warped.pixelColor(5, 0).alpha(), 0);
+
+    // A generator needs a rectangle.
+    write(QStringLiteral("red.cikernel"),
+          "kernel vec4 red(float v) { return vec4(v, 0., 0., 1.); }\n");
+    r = runCifx({QStringLiteral("kernel"), path("red.cikernel"), path("g.png"),
+                 QStringLiteral("--set"), QStringLiteral("v=1"), QStringLiteral("--rect"),
+                 QStringLiteral("0,0,3,2"), QStringLiteral("--no-color-management")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QImage generated(path("g.png"));
+    EXPECT_EQ(generated.size(), QSize(3, 2));
+    EXPECT_EQ(generated.pixelColor(2, 1), QColor(255, 0, 0));
+}
+
 }  // namespace

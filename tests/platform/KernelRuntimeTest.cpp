@@ -760,6 +760,26 @@ TEST(KernelKinds, EachKindCompilesToItsClassAndApplies) {
     EXPECT_EQ(WarningCatcher::lines().size(), 2);
 }
 
+// A loop whose end depends on an argument stops at its budget: those pixels
+// are transparent, the others computed, and the render says so once.
+TEST(KernelKinds, RunawayLoopsStopWithOneMessage) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 k(float limit) { float s = 0.;"
+                       "  while (s < limit * destCoord().x) s += 1.; return vec4(s / 1000.); }"));
+    ASSERT_EQ(kernels.size(), 1);
+    const CIImage out = kernels.first().applyWithExtent(QRectF(0, 0, 20, 4), nullptr, {100.0});
+    const WarningCatcher catcher;
+    const CIFloatBitmap b = renderFloat(out, QRectF(0, 0, 20, 4), 3, 2);
+    // 100 * 2.5 = 250 steps fit the budget of 256; 100 * 3.5 do not.
+    EXPECT_FLOAT_EQ(b.at(2, 1)[3], 0.25f);
+    for (int k = 0; k < 4; ++k) {
+        EXPECT_EQ(b.at(3, 1)[k], 0.0f);
+        EXPECT_FALSE(std::signbit(b.at(19, 3)[k]));
+    }
+    ASSERT_EQ(WarningCatcher::lines().size(), 1);
+    EXPECT_TRUE(WarningCatcher::lines().first().contains(QLatin1String("budget")));
+}
+
 TEST(KernelKinds, WrittenKernelsComputeWhatTheySay) {
     const CIImage input = CIImage::imageWithQImage(testPicture(24, 16));
     const QRectF rect(0, 0, 24, 16);
@@ -843,6 +863,12 @@ TEST(KernelFilterFiles, BrokenFilesAreRefusedWithAReason) {
         R"({"name": "KFArgCount", "inputs": [{"key": "inputImage", "class": "CIImage"}],
             "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
             "arguments": ["inputImage"]})",
+        R"({"name": "KFKind", "inputs": [{"key": "inputImage", "class": "CIImage"}],
+            "kernel": "kernel vec4 k(__sample s) { return s; }", "kind": "warp",
+            "arguments": ["inputImage"]})",
+        R"({"name": "KFWarpImage", "inputs": [{"key": "inputX", "class": "NSNumber"}],
+            "kernel": "kernel vec2 k(float x) { return destCoord() + x; }", "image": "inputX",
+            "arguments": ["inputX"]})",
         R"({"name": "KFArgType", "inputs": [{"key": "inputImage", "class": "CIImage"},
             {"key": "inputF", "class": "CIVector"}],
             "kernel": "kernel vec4 k(sampler s, float f) { return sample(s, samplerCoord(s)) * f; }",
@@ -924,7 +950,7 @@ TEST(KernelFilterFiles, ExamplesLoadAndRun) {
     qputenv("CIF_FILTER_PATH", kExamples.toUtf8());
     const int loaded = cif::CIPlugIn::loadAllPlugIns();
     qunsetenv("CIF_FILTER_PATH");
-    ASSERT_GE(loaded, 2);
+    ASSERT_GE(loaded, 4);
     const CIImage input = CIImage::imageWithQImage(testPicture(20, 10));
     const QRectF rect(0, 0, 20, 10);
     const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
@@ -952,6 +978,27 @@ TEST(KernelFilterFiles, ExamplesLoadAndRun) {
     EXPECT_EQ(dark.at(10, 5)[1], in.at(10, 5)[1]);  // the centre is untouched
     EXPECT_EQ(dark.at(0, 5)[0], 0.0f);              // a radius away: black
     EXPECT_EQ(dark.at(0, 5)[3], in.at(0, 5)[3]);
+
+    // A warp file reads its image: a twirl by no angle leaves it as it is,
+    // by some angle moves pixels near the centre only.
+    auto twirl = CIFilter::filterWithName(QStringLiteral("CIFExampleTwirl"));
+    ASSERT_TRUE(twirl);
+    twirl->setValueForKey(QVariant::fromValue(input), cif::kCIInputImageKey);
+    twirl->setValueForKey(QVariant::fromValue(CIVector{10.0, 5.0}), QStringLiteral("inputCenter"));
+    twirl->setValueForKey(4.0, QStringLiteral("inputRadius"));
+    twirl->setValueForKey(0.0, QStringLiteral("inputAngle"));
+    const CIFloatBitmap same = renderFloat(twirl->outputImage(), rect, 256, 1);
+    EXPECT_EQ(same.at(3, 7)[0], in.at(3, 7)[0]);
+    twirl->setValueForKey(3.0, QStringLiteral("inputAngle"));
+    const CIFloatBitmap turned = renderFloat(twirl->outputImage(), rect, 256, 1);
+    EXPECT_EQ(turned.at(17, 2)[1], in.at(17, 2)[1]);
+    EXPECT_NE(turned.at(10, 6)[1], in.at(10, 6)[1]);
+    // A colour file: sepia by no amount keeps the colours.
+    auto sepia = CIFilter::filterWithName(QStringLiteral("CIFExampleSepia"));
+    ASSERT_TRUE(sepia);
+    sepia->setValueForKey(QVariant::fromValue(input), cif::kCIInputImageKey);
+    sepia->setValueForKey(0.0, QStringLiteral("inputAmount"));
+    EXPECT_NEAR(renderFloat(sepia->outputImage(), rect, 256, 1).at(4, 4)[2], in.at(4, 4)[2], 1e-6);
 }
 
 }  // namespace
