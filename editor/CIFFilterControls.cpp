@@ -24,11 +24,11 @@
 #include "core/CIFControlKind.h"
 #include "core/CIFMain.h"
 #include "core/VNAdditional.h"
-#include "editor/CIFImageWell.h"
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIColor.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIVector.h"
+#include "widgets/CIFPopUpImageView.h"
 
 namespace cif {
 
@@ -70,6 +70,7 @@ struct ImageSource {
     QStringList (CIFMain::*names)() const;
     HostImage (CIFMain::*image)(const QString&) const;
     const char* action;
+    const char* pickerType;  // the picker's look, where it has one
     bool openButton;
 };
 
@@ -78,26 +79,31 @@ const ImageSource kImageSources[] = {
      &CIFMain::CIFShadingMaterialNames,
      &CIFMain::CIFShadingMaterialWithName,
      "shadedMaterialsPopUpButton:",
+     "Shading",
      false},
     {{"inputMaskImage"},
      &CIFMain::CIFMaskNames,
      &CIFMain::CIFMaskWithName,
      "maskPopUpButton:",
+     nullptr,
      false},
     {{"inputDisplacementImage", "inputTexture"},
      &CIFMain::CIFGlassTextureNames,
      &CIFMain::CIFGlassTextureWithName,
      "texturePopUpButton:",
+     nullptr,
      false},
     {{"inputGradientImage"},
      &CIFMain::CIFGradientNames,
      &CIFMain::CIFGradientWithName,
      "gradientPopUpButton:",
+     "Gradient",
      false},
     {{"inputBackgroundImage", "inputTargetImage", "backgroundImage"},
      &CIFMain::CIFBackgroundNames,
      &CIFMain::CIFBackgroundWithName,
      "backgroundPopUpButton:",
+     nullptr,
      true},
 };
 
@@ -368,17 +374,18 @@ void Panel::imageRow(const QString& key, const QString& title) {
     const double y = m_y;
     m_y += controlRowHeight(CIFControlKind::Image);
     const ImageSource& source = imageSourceForKey(key);
-    auto* well = add(new CIFImageWell, QRectF(left(), y + 2, 51, 51));
+    auto* well = add(new CIFPopUpImageView, QRectF(left(), y + 2, 51, 51));
     well->setProperty(kRepresentedObject, key);
     well->setTitle(title.isEmpty() ? QStringLiteral("Title") : title);
+    if (source.pickerType) well->setType(QLatin1String(source.pickerType));
     // The principal object is the picker's data source while it lives.
     const QPointer<CIFMain> owner(&m_main);
     const ImageSource* library = &source;
-    well->setNamesSource(
-        [owner, library] { return owner ? (owner.data()->*library->names)() : QStringList(); });
-    well->setImageSource([owner, library](const QString& name) {
-        return owner ? (owner.data()->*library->image)(name) : HostImage();
-    });
+    well->setDataSourceWithNamesSelectorImageForNameSelector(
+        [owner, library] { return owner ? (owner.data()->*library->names)() : QStringList(); },
+        [owner, library](const QString& name) {
+            return owner ? (owner.data()->*library->image)(name) : HostImage();
+        });
 
     // The picture remembered for the key, else the image store's, else a
     // first gradient or the plug-in's own background picture.
@@ -396,12 +403,19 @@ void Panel::imageRow(const QString& key, const QString& title) {
         if (!names.isEmpty()) image = (m_main.*source.image)(names.first());
     }
     well->setImage(image);
+    well->setProperty("image", QVariant::fromValue(image));
 
+    // Every picture the user gives the well (pop-up, drop, paste, open
+    // panel) is remembered for the key and reported.
     const QString action = QLatin1String(source.action);
-    onChange(well, &CIFImageWell::imageChanged, [=, main = &m_main] {
-        chosenImages().insert(key, well->image());
-        main->sendControlAction(action, well);
-    });
+    CIFPopUpImageViewDelegate delegate;
+    delegate.imageViewWithImagePickerDidChangeToImage =
+        [owner, key, action](CIFPopUpImageView* view, const HostImage& picture) {
+            view->setProperty("image", QVariant::fromValue(picture));
+            chosenImages().insert(key, picture);
+            if (owner) owner->sendControlAction(action, view);
+        };
+    well->setDelegate(delegate);
 
     const double labelX = left() + 51 + kGap;
     if (source.openButton) {

@@ -20,6 +20,7 @@
 #include "platform/CIPlatform.h"
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIFilter.h"
+#include "widgets/CIFPopUpImageView.h"
 
 using namespace cif;
 
@@ -333,6 +334,32 @@ private slots:
                                   .arg(dpr)));
             }
         }
+    }
+
+    // Runs last: the picture chosen here stays remembered for the process.
+    void imageRowsUseTheirLibraryAndRememberTheChoice() {
+        const auto well = [&] {
+            return only<CIFPopUpImageView>(controls("CIShadedMaterial")).first();
+        };
+        CIFPopUpImageView* picker = well();
+        QCOMPARE(picker->type(), QString("Shading"));
+        QCOMPARE(picker->imagesCount(), main->CIFShadingMaterialNames().size());
+        QVERIFY(!picker->image().isNull());
+
+        QStringList actions;
+        QObject receiver;
+        main->CIFConnectControlActions(&receiver, [&](const QString& action, QObject* control) {
+            actions << action;
+            QCOMPARE(control, picker);
+        });
+        QImage red(8, 8, QImage::Format_ARGB32);
+        red.fill(Qt::red);
+        picker->takeImage(HostImage::fromQImage(red));
+        QCOMPARE(actions, QStringList{"shadedMaterialsPopUpButton:"});
+        QCOMPARE(picker->property("image").value<HostImage>().bitmap().pixelColor(0, 0),
+                 QColor(Qt::red));
+        // The next panel for the input starts with the chosen picture.
+        QCOMPARE(well()->image().bitmap().pixelColor(4, 4), QColor(Qt::red));
     }
 };
 
