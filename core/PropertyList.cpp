@@ -19,6 +19,9 @@ public:
         QVariant result;
         if (nextElement() && m_xml.name() == QLatin1String("plist")) {
             if (nextElement()) result = value(1);
+            // An empty <plist/> holds nothing to answer.
+            if (!result.isValid() && !m_xml.hasError())
+                fail(QStringLiteral("the <plist> element holds no value"));
         } else if (!m_xml.hasError()) {
             fail(QStringLiteral("no <plist> element"));
         }

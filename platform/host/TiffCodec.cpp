@@ -395,7 +395,11 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error, bool* unsupport
     const qint64 bytesPerRow = width * samples * (bits / 8);
     for (qint64 s = 0; s < stripCount; ++s) {
         const qint64 rows = std::min(rowsPerStrip, height - s * rowsPerStrip);
-        if (qint64(dir.stripByteCounts[size_t(s)]) * expansion < rows * bytesPerRow) {
+        // Only bytes the file really holds count.
+        const qint64 offset = dir.stripOffsets[size_t(s)];
+        const qint64 held =
+            std::clamp<qint64>(data.size() - offset, 0, dir.stripByteCounts[size_t(s)]);
+        if (held * expansion < rows * bytesPerRow) {
             if (error) *error = damaged();
             return {};
         }
