@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "platform/host/ImageLimits.h"
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIFilter.h"
 
@@ -55,7 +56,7 @@ HostImage imageByScalingToSizeFractionFlipImageProportionallyAllowAnimation(
             size.setWidth(size.height() / source.height() * source.width());
     }
     if (!(size.width() > 0 && size.height() > 0)) return HostImage();
-    return HostImage::recordDrawing(size, [&](QPainter& painter) {
+    const auto draw = [&](QPainter& painter) {
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.setOpacity(std::clamp(double(fraction), 0.0, 1.0));
         if (flip) {
@@ -63,7 +64,29 @@ HostImage imageByScalingToSizeFractionFlipImageProportionallyAllowAnimation(
             painter.scale(1, -1);
         }
         image.drawInRect(painter, QRectF(QPointF(0, 0), size), QRectF(QPointF(0, 0), source));
-    });
+    };
+    // A vector picture stays a drawing; a bitmap becomes a new bitmap at the
+    // source's pixel density, so scaled pictures are ordinary pictures that
+    // cost nothing to draw or encode again.
+    if (image.isVector()) return HostImage::recordDrawing(size, draw);
+    const double density = source.width() > 0 ? image.pixelsWide() / source.width() : 1.0;
+    const qint64 w = std::max<qint64>(1, qRound64(size.width() * density));
+    const qint64 h = std::max<qint64>(1, qRound64(size.height() * density));
+    QString error;
+    if (!checkPictureSize(w, h, &error)) {
+        qWarning("%s", qUtf8Printable(error));
+        return HostImage();
+    }
+    QImage pixels(int(w), int(h), QImage::Format_ARGB32_Premultiplied);
+    if (pixels.isNull()) return HostImage();
+    pixels.fill(Qt::transparent);
+    {
+        QPainter painter(&pixels);
+        painter.setCompositionMode(QPainter::CompositionMode_Source);
+        painter.scale(double(w) / size.width(), double(h) / size.height());
+        draw(painter);
+    }
+    return HostImage::fromQImage(pixels, size);
 }
 
 HostImage imageByScalingToSize(const HostImage& image, QSizeF size) {

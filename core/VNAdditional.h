@@ -47,8 +47,11 @@ QByteArray PNGRepresentation(const HostImage& image);
 // a wide picture keeps its width and gets the matching height, a tall one
 // keeps its height; a square one is stretched to the target. The same
 // picture comes back when the size matches, the fraction is 1 and nothing
-// flips. Vector pictures stay vector. (`allowAnimation` keeps the frames of
-// an animated bitmap; our pictures hold one frame, so it changes nothing.)
+// flips. Vector pictures stay vector (a recorded drawing); a bitmap picture
+// gives a new bitmap picture at the source's pixel density (pixels per point),
+// so a 1000 x 500 bitmap scaled to 256 x 256 is a 256 x 128 bitmap. A target
+// over the picture limits gives the null picture and a message. (`allowAnimation` keeps the frames
+// of an animated bitmap; our pictures hold one frame, so it changes nothing.)
 HostImage imageByScalingToSizeFractionFlipImageProportionallyAllowAnimation(
     const HostImage& image, QSizeF size, float fraction, bool flip, bool proportional,
     bool allowAnimation);

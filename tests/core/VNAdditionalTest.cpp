@@ -40,6 +40,16 @@ TEST_F(VNAdditionalTest, ProportionalScalingAndFading) {
     EXPECT_EQ(imageByScalingToSize(picture(100, 100), QSizeF(50, 20)).size(), QSizeF(50, 20));
     EXPECT_EQ(imageByScalingForMenuItem(picture(64, 32)).size(), QSizeF(16, 8));
 
+    // Bitmaps scale to bitmaps of the target's pixels, drawings stay drawings.
+    const HostImage scaled = imageByScalingToSize(picture(1000, 500), QSizeF(256, 256));
+    EXPECT_EQ(scaled.bestRepresentation(), HostImage::Representation::Bitmap);
+    EXPECT_EQ(scaled.bitmap().size(), QSize(256, 128));
+    EXPECT_EQ(QColor(scaled.bitmap().pixel(128, 64)), QColor(Qt::blue));
+    const HostImage drawing = HostImage::recordDrawing(
+        QSizeF(40, 20), [](QPainter& p) { p.fillRect(QRectF(0, 0, 40, 20), Qt::red); });
+    EXPECT_TRUE(imageByScalingToSize(drawing, QSizeF(10, 10)).isVector());
+    EXPECT_EQ(imageByScalingToSize(drawing, QSizeF(10, 10)).size(), QSizeF(10, 5));
+
     const HostImage original = picture(10, 10);
     const HostImage same = imageByFadingToFraction(original, 1.0f);
     EXPECT_EQ(same.bitmap().cacheKey(), original.bitmap().cacheKey());
