@@ -11,7 +11,9 @@
 
 #include "cif/CIFPlugIn.h"
 #include "core/CIFBundle.h"
+#include "core/CIFEditorInterface.h"
 #include "core/CIFMain.h"
+#include "editor/CIFImageEditorController.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
 
@@ -42,6 +44,10 @@ public:
             initializePlatform();
             registerGeneratorClasses();
             CIFBundle::setPath(bundleOfThisLibrary());
+            // The editor needs a widget application; without one (a
+            // command-line host) there is no editor and the dialogs say so.
+            setSharedImageEditorProvider(
+                []() -> CIFImageEditor* { return CIFImageEditorController::sharedImageEditor(); });
         });
     }
 
