@@ -40,6 +40,7 @@
 #include "editor/CIFImageEditorView.h"
 #include "editor/CIFPreviewRenderer.h"
 #include "widgets/CCColorSlider.h"
+#include "widgets/CIFImageInfoController.h"
 #include "widgets/UiResource.h"
 
 namespace cif {
@@ -826,36 +827,18 @@ void CIFImageEditorController::refreshUndoButtons() {
 
 void CIFImageEditorController::changeGeneratorImageSize() {
     const bool generator = currentMainPage() == kGeneratorsPage;
-    const QSize current = generator ? wholePixels(_picture.size())
-                                    : QSize(_picture.pixelsWide(), _picture.pixelsHigh());
-    // A sheet on the editor window: the two sides, in pixels.
-    auto* sheet = new QDialog(m_window);
-    sheet->setAttribute(Qt::WA_DeleteOnClose);
-    sheet->setObjectName(QStringLiteral("ImageInfoTool"));
-    sheet->setWindowTitle(_CIFPlugInInstance->localizedString(QStringLiteral("Picture Size")));
-    auto* form = new QFormLayout(sheet);
-    auto* width = new QSpinBox(sheet);
-    auto* height = new QSpinBox(sheet);
-    width->setObjectName(QStringLiteral("_widthTextField"));
-    height->setObjectName(QStringLiteral("_heightTextField"));
-    for (QSpinBox* box : {width, height})
-        box->setRange(1, 30000);
-    width->setValue(current.width());
-    height->setValue(current.height());
-    form->addRow(_CIFPlugInInstance->localizedString(QStringLiteral("Width:")), width);
-    form->addRow(_CIFPlugInInstance->localizedString(QStringLiteral("Height:")), height);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, sheet);
-    form->addRow(buttons);
-    connect(buttons, &QDialogButtonBox::accepted, sheet, &QDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, sheet, &QDialog::reject);
-    connect(sheet, &QDialog::finished, this, [this, sheet, width, height, generator](int result) {
-        Q_UNUSED(sheet);
-        // The generator sheet's end does not look at how it ended.
-        if (generator || result == QDialog::Accepted)
-            pictureSizeSheetDidEnd(QSize(width->value(), height->value()), generator);
-    });
-    sheet->setWindowModality(Qt::WindowModal);
-    sheet->open();
+    // Generators size the picture in points, free; a picture keeps its
+    // proportions unless the user says otherwise.
+    const QSizeF current =
+        generator ? _picture.size() : QSizeF(_picture.pixelsWide(), _picture.pixelsHigh());
+    CIFImageInfoController* tool = CIFImageInfoController::sharedImageInfoTool();
+    tool->sheetChangeSizeConstrainProportionsMakeThumbnailDisableFitToSizeModalDelegateDidEndSelector(
+        current, !generator, false, true, m_window, [this, tool, generator](int returnCode) {
+            // The generator sheet's end does not look at how it ended.
+            if (!generator && returnCode == 0) return;
+            const QSizeF chosen = tool->imageSize();
+            pictureSizeSheetDidEnd(QSize(int(chosen.width()), int(chosen.height())), generator);
+        });
 }
 
 void CIFImageEditorController::pictureSizeSheetDidEnd(QSize size, bool generator) {

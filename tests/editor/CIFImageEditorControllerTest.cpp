@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QDoubleSpinBox>
+#include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
 #include <QSlider>
@@ -22,6 +23,7 @@
 #include "editor/CIFImageEditorView.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
+#include "widgets/CIFImageInfoController.h"
 
 using namespace cif;
 
@@ -254,15 +256,27 @@ private slots:
             else
                 startOnFilters();
             QTest::mouseClick(child<QPushButton>("_sizeButton"), Qt::LeftButton);
-            auto* sheet = m_editor->window()->findChild<QDialog*>(QStringLiteral("ImageInfoTool"));
-            QVERIFY(sheet);
-            sheet->findChild<QSpinBox*>(QStringLiteral("_widthTextField"))->setValue(100);
-            sheet->findChild<QSpinBox*>(QStringLiteral("_heightTextField"))->setValue(60);
-            sheet->accept();
+            QDialog* sheet = CIFImageInfoController::sharedImageInfoTool()->window();
+            QVERIFY(sheet && sheet->isVisible());
+            auto* width = sheet->findChild<QLineEdit*>(QStringLiteral("widthTextField"));
+            auto* height = sheet->findChild<QLineEdit*>(QStringLiteral("heightTextField"));
+            QVERIFY(width && height);
+            // A picture keeps its proportions: only the width is typed.
+            width->selectAll();
+            QTest::keyClicks(width, QStringLiteral("160"));
+            if (generator) {
+                height->selectAll();
+                QTest::keyClicks(height, QStringLiteral("60"));
+            }
+            QPushButton* ok = nullptr;
+            for (QPushButton* b : sheet->findChildren<QPushButton*>())
+                if (b->property("tag").toInt() != 0) ok = b;
+            QVERIFY(ok);
+            QTest::mouseClick(ok, Qt::LeftButton);
             QVERIFY(m_editor->waitForPreview());
-            QCOMPARE(m_editor->pictureView()->picture().size(), QSizeF(100, 60));
+            QCOMPARE(m_editor->pictureView()->picture().size(),
+                     generator ? QSizeF(160, 60) : QSizeF(160, 120));
             m_editor->window()->reject();
-            QTest::qWait(0);  // the sheet deletes itself
         }
     }
 
