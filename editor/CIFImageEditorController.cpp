@@ -21,6 +21,7 @@
 #include <QScrollArea>
 #include <QSlider>
 #include <QSpinBox>
+#include <QSplitter>
 #include <QStackedWidget>
 #include <QTabBar>
 #include <QTabWidget>
@@ -80,14 +81,29 @@ int tagOf(const QVariantMap& descriptor) {
 
 // ---- the shared instance
 
+namespace {
+
+CIFImageEditorController*& sharedInstance() {
+    static CIFImageEditorController* shared = nullptr;
+    return shared;
+}
+
+// Runs first thing in the application object's destructor, while widgets
+// can still be deleted.
+void deleteSharedEditor() {
+    delete sharedInstance();
+    sharedInstance() = nullptr;
+}
+
+}  // namespace
+
 CIFImageEditorController* CIFImageEditorController::sharedImageEditor() {
-    static QPointer<CIFImageEditorController> shared;
+    CIFImageEditorController*& shared = sharedInstance();
     if (!shared && qobject_cast<QApplication*>(QCoreApplication::instance())) {
-        // Owned by the application object, so the window goes before Qt does.
-        shared = new CIFImageEditorController();
-        shared->setParent(QCoreApplication::instance());
+        shared = new CIFImageEditorController();  // deleted by deleteSharedEditor
+        qAddPostRoutine(deleteSharedEditor);
     }
-    return shared.data();
+    return shared;
 }
 
 CIFImageEditorController::CIFImageEditorController() {
@@ -296,6 +312,15 @@ void CIFImageEditorController::awakeFromNib() {
                     bar->setVisible(f < 1.0);
                 });
     }
+    // Accepting takes the preview through Set; the separate Apply button of
+    // the description stays out of sight.
+    if (_applyButton) _applyButton->hide();
+    // The lists get the larger share of the side panel.
+    for (const char* name : {"_filtersSplitter", "_generatorsSplitter"})
+        if (auto* splitter = m_window->findChild<QSplitter*>(QLatin1String(name))) {
+            splitter->setStretchFactor(0, 3);
+            splitter->setStretchFactor(1, 2);
+        }
     connectControls();
 }
 
@@ -464,6 +489,8 @@ bool CIFImageEditorController::prepareGeneratorWithRect(const QVariant& object,
 
 int CIFImageEditorController::runModal() {
     const int result = m_window->exec();
+    m_endSelected = _pictureView && _pictureView->isSelected();
+    m_endSelection = _pictureView ? _pictureView->getSelection() : QRectF();
     m_renderer->cancelAll();
     if (_pictureView) _pictureView->setPicture({});
     _picture = {};
@@ -487,11 +514,13 @@ int CIFImageEditorController::startGeneratorWithRect(const QVariant& object, con
 }
 
 bool CIFImageEditorController::isSelected() const {
-    return _pictureView && _pictureView->isSelected();
+    if (_pictureView && !_pictureView->picture().isNull()) return _pictureView->isSelected();
+    return m_endSelected;
 }
 
 QRectF CIFImageEditorController::getSelectedRect() const {
-    return _pictureView ? _pictureView->getSelection() : QRectF();
+    if (_pictureView && !_pictureView->picture().isNull()) return _pictureView->getSelection();
+    return m_endSelection;
 }
 
 void CIFImageEditorController::setSelectedRect(const QRectF& rect) {

@@ -286,6 +286,10 @@ private:
     QVariantMap _filtersAttrData;
     quint32 _randomSeed = 0;
     QSizeF m_shownPictureSize;
+    // The selection as the run ended, kept for the caller after the picture
+    // view lets go of the picture.
+    bool m_endSelected = false;
+    QRectF m_endSelection;
     bool m_filling = false;  // controls are being filled: their signals are not edits
     QHash<int, QCursor> m_cursors;
     QHash<int, QImage> m_marks;

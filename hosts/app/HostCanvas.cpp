@@ -5,6 +5,16 @@
 #include <QPainterPath>
 #include <cmath>
 
+namespace {
+
+// The rectangle between two corner points (pixel edges, not pixels).
+QRect spanning(QPoint a, QPoint b) {
+    return QRect(QPoint(std::min(a.x(), b.x()), std::min(a.y(), b.y())),
+                 QSize(std::abs(a.x() - b.x()), std::abs(a.y() - b.y())));
+}
+
+}  // namespace
+
 HostCanvas::HostCanvas(QWidget* parent) : QWidget(parent) {
     setMouseTracking(false);
     setCursor(Qt::CrossCursor);
@@ -76,13 +86,13 @@ void HostCanvas::mousePressEvent(QMouseEvent* event) {
 
 void HostCanvas::mouseMoveEvent(QMouseEvent* event) {
     if (!m_dragging) return;
-    setSelection(QRect(m_anchor, pictureFromWidget(event->position())).normalized());
+    setSelection(spanning(m_anchor, pictureFromWidget(event->position())));
 }
 
 void HostCanvas::mouseReleaseEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || !m_dragging) return;
     m_dragging = false;
-    const QRect rect = QRect(m_anchor, pictureFromWidget(event->position())).normalized();
+    const QRect rect = spanning(m_anchor, pictureFromWidget(event->position()));
     // A click without a drag clears the selection.
     setSelection(rect.width() > 1 && rect.height() > 1 ? rect : QRect());
 }

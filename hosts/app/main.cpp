@@ -41,7 +41,8 @@ int main(int argc, char** argv) {
         QMessageBox::warning(&window, QStringLiteral("CIF Effects Host"), window.loadError());
 
     const QStringList args = parser.positionalArguments();
-    const QString sample = window.bundlePath() + QStringLiteral("/Resources/sample.jpg");
+    const QString sample = window.bundlePath() +
+                           QStringLiteral("/Resources/SharedContent/Backgrounds/Scenes/Hills.png");
     window.show();
     if (!args.isEmpty())
         window.openPicture(args.first());

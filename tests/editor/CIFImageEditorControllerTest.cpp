@@ -6,10 +6,12 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
+#include <QDir>
 #include <QDoubleSpinBox>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSlider>
 #include <QSpinBox>
 #include <QStackedWidget>
@@ -310,6 +312,51 @@ private slots:
             QVERIFY(m_editor->outputImage().isNull());
             QCOMPARE(pixels(m_picture), before);
         }
+    }
+
+    // The window fits a 1280 x 720 screen (1920 x 1080 at 150 %) with room
+    // for a panel, and its parameter area scrolls. Screenshots of three
+    // states go to build/screenshots for people to look at.
+    void windowFitsSmallScreens() {
+        QString error;
+        const HostImage photo = HostImage::load(
+            QStringLiteral(
+                CIF_BINARY_DIR
+                "/CIFEffects.plugin/Resources/SharedContent/Backgrounds/Scenes/Hills.png"),
+            &error);
+        QVERIFY2(!photo.isNull(), qPrintable(error));
+        QVERIFY(m_editor->prepareEditorUseSelectionWithRect(photo, false, {}));
+        QDialog* window = m_editor->window();
+        const QSize least = window->minimumSizeHint().expandedTo(window->minimumSize());
+        QVERIFY2(least.width() <= 1280 && least.height() <= 680,
+                 qPrintable(QStringLiteral("%1 x %2").arg(least.width()).arg(least.height())));
+        QVERIFY(window->findChild<QScrollArea*>(QStringLiteral("_filterControlsScrollView")));
+        QVERIFY(window->findChild<QScrollArea*>(QStringLiteral("_GLIFControlsScrollView")));
+        window->resize(1280, 680);
+        const QString dir = QStringLiteral(CIF_BINARY_DIR "/screenshots");
+        QDir().mkpath(dir);
+        const auto shoot = [&](const char* name) {
+            QVERIFY(m_editor->waitForPreview());
+            QTest::qWait(50);
+            for (const qreal ratio : {1.0, 2.0}) {
+                QPixmap shot(window->size() * ratio);
+                shot.setDevicePixelRatio(ratio);
+                window->render(&shot);
+                shot.save(QStringLiteral("%1/editor-%2@%3x.png")
+                              .arg(dir, QLatin1String(name))
+                              .arg(int(ratio)));
+            }
+        };
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CITwirlDistortion"));
+        shoot("filter");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
+        shoot("group");
+        window->reject();
+        QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 640, 480)));
+        window->resize(1280, 680);
+        clickRow(child<QTableView>("_GLIFTableView"), QStringLiteral("GLIF_Plasma"));
+        QTest::mouseClick(child<QPushButton>("_generateButton"), Qt::LeftButton);
+        shoot("generator");
     }
 
     void modalRunThroughThePrincipalObjectsInterface() {
