@@ -13,6 +13,7 @@
 #include "core/CIFBundle.h"
 #include "core/CIFEditorInterface.h"
 #include "core/CIFMain.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageEditorController.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
@@ -44,6 +45,7 @@ public:
             initializePlatform();
             registerGeneratorClasses();
             CIFBundle::setPath(bundleOfThisLibrary());
+            setControlsBuilder(&CIFFilterControls::controlsForFilterNameViewFrame);
             // The editor needs a widget application; without one (a
             // command-line host) there is no editor and the dialogs say so.
             setSharedImageEditorProvider(

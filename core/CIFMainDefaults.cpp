@@ -15,10 +15,12 @@ namespace cif {
 
 namespace {
 
-// The property list, read on first use and kept; a failed read is retried
-// on the next request.
+// The property list, read on first use and kept. A list that cannot be read
+// is reported once and stays missing for the life of the process: reading
+// it again on every look-up would log the same line each time.
 struct DefaultsCache {
     QMutex mutex;
+    bool read = false;
     std::optional<QVariantMap> parameters;
 };
 
@@ -30,9 +32,10 @@ DefaultsCache& defaultsCache() {
 std::optional<QVariantMap> defaultParameterList() {
     DefaultsCache& cache = defaultsCache();
     QMutexLocker lock(&cache.mutex);
-    if (!cache.parameters) {
+    if (!cache.read) {
         const QString path = CIFBundle::resourcePath(QStringLiteral("VNDefaultParameters.plist"));
         if (path.isEmpty()) return std::nullopt;
+        cache.read = true;
         QString error;
         const QVariant list = PropertyList::readFile(path, &error);
         if (list.typeId() != QMetaType::QVariantMap) {
@@ -52,34 +55,54 @@ double number(const QVariant& v, double fallback = 0) {
     return ok && std::isfinite(d) ? d : fallback;
 }
 
-// An offset as the list writes it: [x, y], {"angle", "radius"} or {"x", "y"}.
-CIVector offsetFrom(const QVariant& value) {
+// A number the list gives for a component: absent or unreadable ones take
+// the fallback; NaN and infinities make the whole value unusable.
+bool component(const QVariant& v, double fallback, double& out) {
+    bool ok = false;
+    const double d = v.toDouble(&ok);
+    out = ok ? d : fallback;
+    return std::isfinite(out);
+}
+
+// An offset as the list writes it: [x, y], {"angle", "radius"} or {"x", "y"};
+// nothing when a number in it is not finite.
+std::optional<CIVector> offsetFrom(const QVariant& value) {
+    double x = 0, y = 0;
     if (value.typeId() == QMetaType::QVariantList) {
         const QVariantList list = value.toList();
-        return CIVector{number(list.value(0)), number(list.value(1))};
+        if (!component(list.value(0), 0, x) || !component(list.value(1), 0, y)) return {};
+        return CIVector{x, y};
     }
     if (value.typeId() == QMetaType::QVariantMap) {
         const QVariantMap m = value.toMap();
         if (m.contains(QStringLiteral("angle")) || m.contains(QStringLiteral("radius"))) {
-            const double a = number(m.value(QStringLiteral("angle")));
-            const double r = number(m.value(QStringLiteral("radius")));
+            double a = 0, r = 0;
+            if (!component(m.value(QStringLiteral("angle")), 0, a) ||
+                !component(m.value(QStringLiteral("radius")), 0, r))
+                return {};
             return CIVector{r * std::cos(a), r * std::sin(a)};
         }
-        if (m.contains(QStringLiteral("x")) || m.contains(QStringLiteral("y")))
-            return CIVector{number(m.value(QStringLiteral("x"))),
-                            number(m.value(QStringLiteral("y")))};
+        if (m.contains(QStringLiteral("x")) || m.contains(QStringLiteral("y"))) {
+            if (!component(m.value(QStringLiteral("x")), 0, x) ||
+                !component(m.value(QStringLiteral("y")), 0, y))
+                return {};
+            return CIVector{x, y};
+        }
     }
     return CIVector{0, 0};
 }
 
-// The transform of scale s, angle a, stretch t, skew k and translation.
-QTransform transformFrom(const QVariantMap& m) {
-    const double s = number(m.value(QStringLiteral("scale"), 1.0), 1.0);
-    const double a = number(m.value(QStringLiteral("angle")));
-    const double t = number(m.value(QStringLiteral("stretch"), 1.0), 1.0);
-    const double k = number(m.value(QStringLiteral("skew")));
-    const double tx = number(m.value(QStringLiteral("tx")));
-    const double ty = number(m.value(QStringLiteral("ty")));
+// The transform of scale s, angle a, stretch t, skew k and translation;
+// nothing when a number in it is not finite.
+std::optional<QTransform> transformFrom(const QVariantMap& m) {
+    double s = 1, a = 0, t = 1, k = 0, tx = 0, ty = 0;
+    if (!component(m.value(QStringLiteral("scale")), 1.0, s) ||
+        !component(m.value(QStringLiteral("angle")), 0, a) ||
+        !component(m.value(QStringLiteral("stretch")), 1.0, t) ||
+        !component(m.value(QStringLiteral("skew")), 0, k) ||
+        !component(m.value(QStringLiteral("tx")), 0, tx) ||
+        !component(m.value(QStringLiteral("ty")), 0, ty))
+        return {};
     const auto f = [](double v) { return double(float(v)); };
     return QTransform(f(s * t * (std::cos(a) - k * std::sin(a))),
                       f(s * t * (k * std::cos(a) + std::sin(a))), f(-s * std::sin(a)),
@@ -113,17 +136,31 @@ void CIFMain::addDefaultParametersToDictionaryWithFilterName(QVariantMap& dictio
         const QVariantMap attribute = attributes.value(key).toMap();
         const QString cls = attribute.value(kCIAttributeClass).toString();
         const QVariant& value = it.value();
+        // A vector or transform holding a number that is not finite gives
+        // the input's own default.
+        const auto insertOrDefault = [&](const auto& converted) {
+            if (converted)
+                dictionary.insert(key, QVariant::fromValue(*converted));
+            else if (const QVariant def = attribute.value(kCIAttributeDefault); def.isValid())
+                dictionary.insert(key, def);
+        };
         if (cls == QLatin1String("NSNumber")) {
             dictionary.insert(key, value);
         } else if (cls == QLatin1String("CIVector")) {
             if (attribute.value(kCIAttributeType) == kCIAttributeTypeOffset) {
-                dictionary.insert(key, QVariant::fromValue(offsetFrom(value)));
+                insertOrDefault(offsetFrom(value));
             } else if (value.typeId() == QMetaType::QVariantList) {
                 const QVariantList list = value.toList();
+                std::optional<CIVector> vector;
                 std::vector<double> components;
-                for (qsizetype i = 0; i < std::min<qsizetype>(list.size(), 4); ++i)
-                    components.push_back(number(list.at(i)));
-                dictionary.insert(key, QVariant::fromValue(CIVector(std::move(components))));
+                bool finite = true;
+                for (qsizetype i = 0; i < std::min<qsizetype>(list.size(), 4); ++i) {
+                    double c = 0;
+                    finite = component(list.at(i), 0, c) && finite;
+                    components.push_back(c);
+                }
+                if (finite) vector = CIVector(std::move(components));
+                insertOrDefault(vector);
             }
         } else if (cls == QLatin1String("CIColor")) {
             if (const auto color = colorFromString(value.toString()))
@@ -131,7 +168,7 @@ void CIFMain::addDefaultParametersToDictionaryWithFilterName(QVariantMap& dictio
                     key, QVariant::fromValue(CIColor(color->redF(), color->greenF(), color->blueF(),
                                                      color->alphaF())));
         } else if (cls == QLatin1String("NSAffineTransform")) {
-            dictionary.insert(key, QVariant::fromValue(transformFrom(value.toMap())));
+            insertOrDefault(transformFrom(value.toMap()));
         } else if (cls == QLatin1String("CIImage")) {
             const QString name = value.toString();
             HostImage picture;

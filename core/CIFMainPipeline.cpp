@@ -8,6 +8,7 @@
 #include "core/CIFMain.h"
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIContext.h"
+#include "platform/image/Geometry.h"
 
 namespace cif {
 
@@ -256,8 +257,12 @@ HostImage CIFMain::CIFGenerateLayerAttributesSize(const QString& className,
                                                   const QSizeF& size) {
     GLIFCoreObject* generator = GLIFSmartInstanceFromName(className);
     if (!generator) return {};
-    return generator->GLIFOutputImageWidthHeightAttributes(nullptr, int(size.width()),
-                                                           int(size.height()), attributes);
+    // The host's size may be anything a double holds; sizes no picture can
+    // have become 0, which the generators refuse like any empty size.
+    int width = 0, height = 0;
+    if (!engine::floorToInt(size.width(), width) || !engine::floorToInt(size.height(), height))
+        width = height = 0;
+    return generator->GLIFOutputImageWidthHeightAttributes(nullptr, width, height, attributes);
 }
 
 // The generators draw from the process-wide rand() sequence.

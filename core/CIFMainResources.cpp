@@ -5,7 +5,6 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QStandardPaths>
 #include <algorithm>
 
@@ -35,6 +34,22 @@ QStringList picturePathsBelow(const QString& dir) {
     }
     paths.sort();
     return paths;
+}
+
+// The file dir/name.extension, the extension compared without regard to
+// case ("ice.PNG" for "ice" and "png"), as the platform's file system does;
+// empty when there is none.
+QString fileWithExtension(const QString& dir, const QString& name, const char* extension) {
+    const QString exact = joined(dir, name) + u'.' + QLatin1String(extension);
+    const QFileInfo info(exact);
+    if (info.isFile()) return exact;
+    const QString base = info.completeBaseName();
+    const QFileInfoList entries = info.dir().entryInfoList(QDir::Files, QDir::Name);
+    for (const QFileInfo& entry : entries)
+        if (entry.completeBaseName() == base &&
+            entry.suffix().compare(QLatin1String(extension), Qt::CaseInsensitive) == 0)
+            return entry.filePath();
+    return {};
 }
 
 HostImage loadPicture(const QString& path) {
@@ -89,16 +104,10 @@ QString CIFMain::sharedBackgroundsPath() {
     return sharedContentLibraryPath() + QStringLiteral("/Backgrounds");
 }
 
+// Only what the picture loader reads: a library entry it cannot load would
+// be offered and then fail.
 QStringList CIFMain::imageFileTypes() {
-    static const QStringList types = [] {
-        QStringList t;
-        for (const QByteArray& format : QImageReader::supportedImageFormats())
-            t << QString::fromLatin1(format).toLower();
-        t << QStringLiteral("pdf");
-        t.removeDuplicates();
-        return t;
-    }();
-    return types;
+    return HostImage::readableFileTypes();
 }
 
 // ---- listing and loading
@@ -120,10 +129,10 @@ HostImage CIFMain::resourceImageWithNamePath(const QString& name, const QString&
         return registered;
     const QString base = joined(dir, name);
     for (const QString& candidate :
-         {base, base + QStringLiteral(".jpg"), base + QStringLiteral(".jpeg"),
-          base + QStringLiteral(".tif"), base + QStringLiteral(".tiff"),
-          base + QStringLiteral(".png")}) {
-        if (!QFileInfo(candidate).isFile()) continue;
+         {base, fileWithExtension(dir, name, "jpg"), fileWithExtension(dir, name, "jpeg"),
+          fileWithExtension(dir, name, "tif"), fileWithExtension(dir, name, "tiff"),
+          fileWithExtension(dir, name, "png")}) {
+        if (candidate.isEmpty() || !QFileInfo(candidate).isFile()) continue;
         HostImage picture = loadPicture(candidate);
         if (picture.isNull()) continue;
         NamedImages::setName(registryName, picture);
@@ -209,9 +218,9 @@ HostImage CIFMain::resourceImageWithNameOfKind(const QString& name, const QStrin
         return registered;
     const QString dir = CIFBundle::resourcePath(folder);
     if (dir.isEmpty()) return {};
-    for (const char* suffix : {".jpg", ".jpeg", ".tif", ".tiff"}) {
-        const QString path = joined(dir, name) + QLatin1String(suffix);
-        if (!QFileInfo(path).isFile()) continue;
+    for (const char* extension : {"jpg", "jpeg", "tif", "tiff"}) {
+        const QString path = fileWithExtension(dir, name, extension);
+        if (path.isEmpty()) continue;
         HostImage picture = loadPicture(path);
         if (picture.isNull()) continue;
         NamedImages::setName(name, picture);

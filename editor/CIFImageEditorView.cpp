@@ -97,6 +97,7 @@ void CIFImageEditorView::setEditorController(CIFImageEditorViewDelegate* control
 void CIFImageEditorView::setPicture(const HostImage& picture) {
     _picture = picture;
     m_bitmap = picture.isVector() ? QImage() : picture.bitmap();
+    m_halves.clear();
     m_reduced = QImage();
     update();
 }
@@ -420,8 +421,19 @@ void CIFImageEditorView::runGenerator(const QString& name, const QVariantMap& at
 }
 
 const QImage& CIFImageEditorView::scaledBitmap(const QSize& deviceSize) {
-    if (m_reduced.size() != deviceSize)
-        m_reduced = m_bitmap.scaled(deviceSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    if (m_reduced.size() == deviceSize) return m_reduced;
+    // Reduce from the smallest halving still at least as large as the
+    // target, so that each zoom step reads a fraction of a large picture.
+    const QImage* source = &m_bitmap;
+    for (int level = 0;; ++level) {
+        const QSize half(source->width() / 2, source->height() / 2);
+        if (half.width() < deviceSize.width() || half.height() < deviceSize.height()) break;
+        if (level == int(m_halves.size()))
+            m_halves.push_back(
+                source->scaled(half, Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+        source = &m_halves[size_t(level)];
+    }
+    m_reduced = source->scaled(deviceSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     return m_reduced;
 }
 

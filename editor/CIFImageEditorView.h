@@ -17,6 +17,7 @@
 #include <QRectF>
 #include <QUndoStack>
 #include <QWidget>
+#include <vector>
 
 #include "editor/CIFImageEditorViewDelegate.h"
 #include "platform/host/HostImage.h"
@@ -150,9 +151,11 @@ private:
     bool _bMouseDown = false;
 
     QUndoStack m_undoStack;
-    // The picture's bitmap, and a smoothly reduced copy for zoomed-out
-    // drawing at the current device size.
+    // The picture's bitmap, its successive halvings (made as zooming out
+    // needs them), and a smoothly reduced copy for drawing at the current
+    // device size.
     QImage m_bitmap;
+    std::vector<QImage> m_halves;
     QImage m_reduced;
 };
 

@@ -34,8 +34,11 @@ QVariantMap AffineTransform1::ownAttributes() const {
 
 CIImage AffineTransform1::outputImage() const {
     const CIImage input = imageForKey(kCIInputImageKey);
-    if (input.isNull() || input.isInfinite()) return input;
-    const double w = input.extent().width(), h = input.extent().height();
+    if (input.isNull()) return input;
+    // An infinite picture has no centre to turn about; it turns about the
+    // origin (its size would only make the pivot's arithmetic lose every digit).
+    const double w = input.isInfinite() ? 0 : input.extent().width();
+    const double h = input.isInfinite() ? 0 : input.extent().height();
     // A positive squeeze narrows the picture, a negative one flattens it.
     const double q = numberForKey(QStringLiteral("inputSqueeze"));
     const double x = q >= 0 ? 1 - q : 1, y = q >= 0 ? 1 : 1 + q;

@@ -3,7 +3,17 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_Cafel.h"
+#include "generators/GLIF_ColourBars.h"
+#include "generators/GLIF_Dabs.h"
+#include "generators/GLIF_FlashLines.h"
+#include "generators/GLIF_Foam.h"
+#include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Plasma.h"
+#include "generators/GLIF_StarField.h"
+#include "generators/GLIF_Triangles.h"
+#include "generators/GLIF_TwistPolygons.h"
+#include "generators/GLIF_TwistedSquares.h"
 
 namespace cif {
 
@@ -12,6 +22,12 @@ namespace {
 QHash<QString, GLIFClassConstructor>& classes() {
     static QHash<QString, GLIFClassConstructor> table;
     return table;
+}
+
+// Registers G under the name its instances give.
+template <class G>
+void registerClass() {
+    registerGLIFClass(G().className(), [] { return std::make_unique<G>(); });
 }
 
 }  // namespace
@@ -39,8 +55,17 @@ QStringList registeredGLIFClasses() {
 void registerGeneratorClasses() {
     static std::once_flag once;
     std::call_once(once, [] {
-        registerGLIFClass(QStringLiteral("GLIF_Plasma"),
-                          [] { return std::make_unique<GLIF_Plasma>(); });
+        registerClass<GLIF_Plasma>();
+        registerClass<GLIF_TwistedSquares>();
+        registerClass<GLIF_TwistPolygons>();
+        registerClass<GLIF_FlashLines>();
+        registerClass<GLIF_HilbertCurve>();
+        registerClass<GLIF_ColourBars>();
+        registerClass<GLIF_StarField>();
+        registerClass<GLIF_Foam>();
+        registerClass<GLIF_Cafel>();
+        registerClass<GLIF_Dabs>();
+        registerClass<GLIF_Triangles>();
     });
 }
 

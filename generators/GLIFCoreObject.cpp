@@ -110,25 +110,57 @@ void GLIFCoreObject::takeSizeFromImage(const HostImage* image, int& width, int& 
     height = truncateToInt(image->size().height());
 }
 
-QVariantMap GLIFCoreObject::describeRange(const QVariant& min, const QVariant& max,
-                                          const QVariant& def) {
-    return {{QStringLiteral("GLIFMinValue"), min},
-            {QStringLiteral("GLIFMaxValue"), max},
-            {QStringLiteral("GLIFDefValue"), def}};
+QVariantMap GLIFCoreObject::describeInput(GLIFKind kind, double min, double max, double def,
+                                          unsigned flags) {
+    const auto describe = [](const QVariant& lo, const QVariant& hi, const QVariant& d) {
+        return QVariantMap{{QStringLiteral("GLIFMinValue"), lo},
+                           {QStringLiteral("GLIFMaxValue"), hi},
+                           {QStringLiteral("GLIFDefValue"), d}};
+    };
+    switch (kind) {
+        case GLIFKind::Integer:
+            return describe(int(min), int(max),
+                            (flags & kPublishDefaultAsFloat) ? QVariant(def) : QVariant(int(def)));
+        case GLIFKind::Float:
+            return describe(min, max, def);
+        case GLIFKind::Boolean:
+            return describe(false, true, def != 0.0);
+        case GLIFKind::Colour:
+            return {{QStringLiteral("GLIFDefValue"),
+                     QVariant::fromValue(def == 0.0 ? QColor(Qt::black) : QColor(Qt::white))}};
+    }
+    return {};
 }
 
-QVariantMap GLIFCoreObject::describeColor(const QColor& def) {
-    return {{QStringLiteral("GLIFDefValue"), QVariant::fromValue(def)}};
-}
-
-QVariantMap GLIFCoreObject::pairDescriptions(const QStringList& keys,
-                                             const QVariantList& descriptions) {
-    Q_ASSERT(keys.size() == descriptions.size());
-    QVariantMap result;
-    const qsizetype count = std::min(keys.size(), descriptions.size());
-    for (qsizetype i = 0; i < count; ++i)
-        result.insert(keys[i], descriptions[i]);
-    return result;
+bool GLIFCoreObject::readInput(const QVariantMap& attributes, const QString& key, GLIFKind kind,
+                               unsigned flags, double& out) {
+    if (!attributes.contains(key)) return false;
+    switch (kind) {
+        case GLIFKind::Integer: {
+            int v = 0;
+            readInt(attributes, key, v);
+            out = v;
+            return true;
+        }
+        case GLIFKind::Float:
+            if (flags & kReadAsInteger) {
+                int v = 0;
+                readInt(attributes, key, v);
+                out = v;
+            } else {
+                readFloat(attributes, key, out);
+            }
+            return true;
+        case GLIFKind::Boolean: {
+            bool v = false;
+            readBool(attributes, key, v);
+            out = v ? 1.0 : 0.0;
+            return true;
+        }
+        case GLIFKind::Colour:
+            return false;
+    }
+    return false;
 }
 
 // ---- previous attributes and change detection

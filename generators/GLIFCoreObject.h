@@ -31,6 +31,7 @@
 #include <memory>
 #include <optional>
 
+#include "generators/GLIFInput.h"
 #include "platform/host/HostImage.h"
 
 class QPainter;
@@ -75,8 +76,9 @@ public:
 
     // The generator's parameter keys in order, its output keys (always empty) and the
     // description of each parameter, keyed by parameter key: a map with "GLIFMinValue",
-    // "GLIFMaxValue" and "GLIFDefValue" (see describeRange and describeColor). The number's
-    // kind (int, double, bool) tells the editor which control to build.
+    // "GLIFMaxValue" and "GLIFDefValue" (see describeInput). The number's kind (int, double,
+    // bool) tells the editor which control to build. Generators publish these from their
+    // input table (GLIFGenerator.h).
     virtual QStringList GLIFQueryInputKeys() const { return {}; }
     virtual QStringList GLIFQueryOutputKeys() const { return {}; }
     virtual QVariantMap GLIFQueryAttributes() const { return {}; }
@@ -178,15 +180,17 @@ protected:
     static void readColor(const QVariantMap& attributes, const QString& key,
                           std::optional<QColor>& out);
 
-    // The description of one parameter: {"GLIFMinValue": min, "GLIFMaxValue": max,
-    // "GLIFDefValue": def}. Pass ints for integer parameters, doubles for continuous ones
-    // and bools (false, true, default) for check boxes.
-    static QVariantMap describeRange(const QVariant& min, const QVariant& max, const QVariant& def);
-    // The description of "GLIFBackgroundColor": only {"GLIFDefValue": colour}.
-    static QVariantMap describeColor(const QColor& def);
-    // The attribute description built by pairing keys and descriptions position by
-    // position; both lists must be in the same order and of the same length.
-    static QVariantMap pairDescriptions(const QStringList& keys, const QVariantList& descriptions);
+    // The description of one input: {"GLIFMinValue": min, "GLIFMaxValue": max,
+    // "GLIFDefValue": def} with numbers of the input's kind (int, double, or bool with
+    // minimum NO and maximum YES); for a colour only {"GLIFDefValue": colour}, black for a
+    // published default of 0 and white otherwise. GLIFInputFlag bits adjust it.
+    static QVariantMap describeInput(GLIFKind kind, double min, double max, double def,
+                                     unsigned flags);
+    // Reads attributes[key] by kind into out and answers true when the key is present and
+    // is a number input: integers truncate (as does a float input read as an integer),
+    // floats narrow to 32-bit float, booleans give 0 or 1. Colours are not read here.
+    static bool readInput(const QVariantMap& attributes, const QString& key, GLIFKind kind,
+                          unsigned flags, double& out);
 
     // Draws image upright (its top row at the top) into rect given in platform coordinates,
     // scaled to fill it; under the flipped painters of the three forms a plain drawImage

@@ -18,10 +18,6 @@ constexpr int kRectangleResolution = 999;
 // row-major bitmap are both walked within the cache.
 constexpr int kRecolourBlock = 64;
 
-const QString kSmoothness = QStringLiteral("GLIFSmoothness");
-const QString kResolution = QStringLiteral("GLIFResolution");
-const QString kShapesType = QStringLiteral("GLIFShapesType");
-
 // The bitmap's rows run top-down in memory, as the platform's bitmaps do:
 // row y of the field is memory row y.
 struct TopDownRows {
@@ -39,16 +35,17 @@ GLIF_Plasma::GLIF_Plasma() {
     _bNeedUpdateCashe = true;
 }
 
-QStringList GLIF_Plasma::GLIFQueryInputKeys() const {
-    return {kSmoothness, kResolution, kShapesType, QStringLiteral("GLIFColorRangeMin"),
-            QStringLiteral("GLIFColorRangeMax")};
-}
-
-QVariantMap GLIF_Plasma::GLIFQueryAttributes() const {
-    return pairDescriptions(
-        GLIFQueryInputKeys(),
-        {describeRange(0, 10, 5), describeRange(1, 20, 1), describeRange(0, 3, 0),
-         describeRange(0.0, 1.0, 0.0), describeRange(0.0, 1.0, 0.28)});
+std::span<const GLIFInput<GLIF_Plasma>> GLIF_Plasma::inputTable() {
+    // No background keys: the field covers every pixel. The defaults when absent differ
+    // from the published ones and are set on every call.
+    static constexpr GLIFInput<GLIF_Plasma> table[] = {
+        {"GLIFSmoothness", GLIFKind::Integer, 0, 10, 5, &GLIF_Plasma::_iSmoothness, 3},
+        {"GLIFResolution", GLIFKind::Integer, 1, 20, 1, &GLIF_Plasma::_dResolution, 5},
+        {"GLIFShapesType", GLIFKind::Integer, 0, 3, 0, &GLIF_Plasma::_shapesType, 0},
+        {"GLIFColorRangeMin", GLIFKind::Float, 0.0, 1.0, 0.0},
+        {"GLIFColorRangeMax", GLIFKind::Float, 0.0, 1.0, 0.28},
+    };
+    return table;
 }
 
 HostImage GLIF_Plasma::GLIFOutputImageWidthHeightAttributes(const HostImage* image, int width,
@@ -56,9 +53,8 @@ HostImage GLIF_Plasma::GLIFOutputImageWidthHeightAttributes(const HostImage* ima
                                                             const QVariantMap& attributes) {
     GLIFCoreObject::GLIFOutputImageWidthHeightAttributes(image, width, height, attributes);
     takeSizeFromImage(image, width, height);
-    readInt(attributes, kResolution, _dResolution);
-    readInt(attributes, kSmoothness, _iSmoothness);
-    readInt(attributes, kShapesType, _shapesType);
+    setInputDefaults();
+    readInputs(attributes);
     GLIFUpdateCasheWidthHeight(attributes, width, height);
     return _shapesType < 2 ? plasmaGenerator(image, width, height)
                            : plasmaSineGenerator(image, width, height);

@@ -7,19 +7,18 @@
 
 #include <array>
 
-#include "generators/GLIFCoreObject.h"
+#include "generators/GLIFGenerator.h"
 
 namespace cif {
 
-class GLIF_Plasma final : public GLIFCoreObject {
+class GLIF_Plasma final : public GLIFGenerator<GLIF_Plasma> {
 public:
     GLIF_Plasma();
+    static std::span<const GLIFInput<GLIF_Plasma>> inputTable();
 
     QString className() const override { return QStringLiteral("GLIF_Plasma"); }
     HostImage GLIFOutputImageWidthHeightAttributes(const HostImage* image, int width, int height,
                                                    const QVariantMap& attributes) override;
-    QStringList GLIFQueryInputKeys() const override;
-    QVariantMap GLIFQueryAttributes() const override;
 
 private:
     HostImage plasmaGenerator(const HostImage* image, int width, int height);

@@ -105,7 +105,12 @@ bool CIFImageInfoController::openWithSize(QSizeF size, bool constrain, bool make
         QApplication::beep();
         return false;
     }
-    delete m_window.data();
+    if (m_window) {
+        // A dialog still open ends as closed (code 0); it is deleted once its
+        // run has unwound, never under a running exec().
+        if (m_window->isVisible()) m_window->done(0);
+        m_window->deleteLater();
+    }
     m_window = dialog;
     _widthTextField = width;
     _heightTextField = height;

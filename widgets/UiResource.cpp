@@ -11,6 +11,11 @@
 #include "core/CIFBundle.h"
 #include "core/CIFStringsTable.h"
 #include "widgets/CCColorSlider.h"
+#include "widgets/CIFBorderlessWindow.h"
+#include "widgets/CIFColoredView.h"
+#include "widgets/CIFImageGridView.h"
+#include "widgets/CIFMenuItemView.h"
+#include "widgets/CIFPopUpImageView.h"
 
 namespace cif {
 
@@ -21,6 +26,16 @@ QHash<QString, UiResource::Factory>& factories() {
         QHash<QString, UiResource::Factory> t;
         t.insert(QStringLiteral("cif::CCColorSlider"),
                  [](QWidget* parent) { return new CCColorSlider(parent); });
+        t.insert(QStringLiteral("cif::CIFBorderlessWindow"),
+                 [](QWidget* parent) { return new CIFBorderlessWindow(parent); });
+        t.insert(QStringLiteral("cif::CIFColoredView"),
+                 [](QWidget* parent) { return new CIFColoredView(parent); });
+        t.insert(QStringLiteral("cif::CIFImageGridView"),
+                 [](QWidget* parent) { return new CIFImageGridView(parent); });
+        t.insert(QStringLiteral("cif::CIFMenuItemView"),
+                 [](QWidget* parent) { return new CIFMenuItemView(parent); });
+        t.insert(QStringLiteral("cif::CIFPopUpImageView"),
+                 [](QWidget* parent) { return new CIFPopUpImageView(parent); });
         return t;
     }();
     return table;

@@ -6,8 +6,24 @@
 //   BM_DissolveTransition two 8-bit pictures decoded and mixed at time 0.4
 //
 // Counters as bench/support/RenderBench.h describes.
+//
+// The plug-in's own generators on 2048 x 2048 with their published defaults, seed 1, each
+// run on a new instance (so cached fields are computed), to the finished bitmap: vector
+// generators' recordings are rasterised at that size. Generators run on the calling thread
+// only, so there is no thread argument.
+//
+//   BM_GLIF/<class>           one generation
+//   BM_GLIFRecolour/<class>   a second call that changes only the colour range, for the
+//                             generators that keep their field
+// GLIF_Dabs stamps a synthetic 128 x 128 round soft brush.
 
+#include <QPainter>
+#include <QRadialGradient>
 #include <QVariant>
+
+#include <cstdlib>
+
+#include "generators/GLIFClassRegistry.h"
 
 #include "bench/support/RenderBench.h"
 #include "platform/image/CIColor.h"
@@ -54,8 +70,79 @@ void BM_DissolveTransition(benchmark::State& state) {
 BENCHMARK(BM_RadialGradient)->Apply(threadArgs);
 BENCHMARK(BM_DissolveTransition)->Apply(threadArgs);
 
+constexpr int kGeneratorSide = 2048;
+
+QVariantMap publishedDefaults(const cif::GLIFCoreObject& generator) {
+    QVariantMap parameters;
+    const QVariantMap description = generator.GLIFQueryAttributes();
+    for (auto it = description.cbegin(); it != description.cend(); ++it)
+        parameters.insert(it.key(), it.value().toMap().value(QStringLiteral("GLIFDefValue")));
+    static const cif::HostImage brush = [] {
+        QImage image(128, 128, QImage::Format_RGBA8888_Premultiplied);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        QRadialGradient soft(64, 64, 64);
+        soft.setColorAt(0.0, Qt::black);
+        soft.setColorAt(1.0, Qt::transparent);
+        painter.fillRect(image.rect(), soft);
+        painter.end();
+        return cif::HostImage::fromQImage(image);
+    }();
+    if (generator.className() == QLatin1String("GLIF_Dabs"))
+        parameters.insert(QStringLiteral("GLIFBrush"), QVariant::fromValue(brush));
+    return parameters;
+}
+
+// One generation to the finished bitmap.
+QImage generate(cif::GLIFCoreObject& generator, const QVariantMap& parameters) {
+    std::srand(1);
+    const cif::HostImage picture = generator.GLIFOutputImageWidthHeightAttributes(
+        nullptr, kGeneratorSide, kGeneratorSide, parameters);
+    if (picture.isVector()) return picture.rasterize(QSize(kGeneratorSide, kGeneratorSide));
+    return picture.bitmap();
+}
+
+void BM_GLIF(benchmark::State& state, const QString& name) {
+    for (auto _ : state) {
+        const auto generator = cif::instantiateGLIFClass(name);
+        const QImage out = generate(*generator, publishedDefaults(*generator));
+        if (out.isNull()) {
+            state.SkipWithError("the generator gave no picture");
+            break;
+        }
+        benchmark::DoNotOptimize(out.constBits());
+    }
+}
+
+void BM_GLIFRecolour(benchmark::State& state, const QString& name) {
+    const auto generator = cif::instantiateGLIFClass(name);
+    QVariantMap parameters = publishedDefaults(*generator);
+    generate(*generator, parameters);
+    bool flip = false;
+    for (auto _ : state) {
+        flip = !flip;
+        parameters.insert(QStringLiteral("GLIFColorRangeMin"), flip ? 0.3 : 0.0);
+        const QImage out = generate(*generator, parameters);
+        benchmark::DoNotOptimize(out.constBits());
+    }
+}
+
+// Generators whose field survives a change of colours.
+const QStringList kCachedGenerators{QStringLiteral("GLIF_Plasma")};
+
 }  // namespace
 
 int main(int argc, char** argv) {
+    cif::registerGeneratorClasses();
+    for (const QString& name : cif::registeredGLIFClasses()) {
+        benchmark::RegisterBenchmark(("BM_GLIF/" + name).toStdString().c_str(), BM_GLIF, name)
+            ->UseRealTime()
+            ->Unit(benchmark::kMillisecond);
+        if (kCachedGenerators.contains(name))
+            benchmark::RegisterBenchmark(("BM_GLIFRecolour/" + name).toStdString().c_str(),
+                                         BM_GLIFRecolour, name)
+                ->UseRealTime()
+                ->Unit(benchmark::kMillisecond);
+    }
     return cif::bench::runBenchmarks(argc, argv);
 }

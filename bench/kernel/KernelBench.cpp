@@ -9,6 +9,13 @@
 //   SobelNative       the same operation written in C++ as an engine node
 //   NetDistortion     a kernel with a cosine and a sine per pixel that samples
 //                     between pixel centres (the plug-in's net distortion)
+//   ColorMatrixKernel a colour kernel (__sample) applying a 4x4 colour matrix
+//                     and a bias, against the built-in CIColorMatrix
+//                     (ColorMatrixBuiltin) with the same matrix; goal: within
+//                     1.5 times the built-in's time
+//   TwirlKernel       a warp kernel twirling the whole picture, against the
+//                     built-in CITwirlDistortion (TwirlBuiltin) with the same
+//                     centre, radius and angle; goal: within 2 times
 //
 // Every benchmark reports MP/s (megapixels per second of wall time); at the
 // end the program prints the ratio native / from-source for each thread
@@ -29,9 +36,11 @@
 #include <vector>
 
 #include "platform/CIPlatform.h"
+#include "platform/image/CIAttributes.h"
 #include "platform/image/CIContext.h"
 #include "platform/image/CIFilter.h"
 #include "platform/image/CIImage.h"
+#include "platform/image/CIVector.h"
 #include "platform/kernel/CIKernel.h"
 
 namespace {
@@ -305,6 +314,84 @@ void BM_NetDistortion(benchmark::State& state) {
     });
 }
 
+// ---------------------------------------------------------------- kinds
+
+const char* const kColorMatrixSource =
+    "kernel vec4 colorMatrix(__sample s, vec4 r, vec4 g, vec4 b, vec4 a, vec4 bias) {\n"
+    "  vec4 c = unpremultiply(s);\n"
+    "  c = c * mat4(r, g, b, a) + bias;\n"
+    "  return premultiply(clamp(c, 0.0, 1.0));\n"
+    "}\n";
+
+const double kMatrix[4][4] = {
+    {0.9, 0.1, 0.05, 0.0}, {0.05, 0.8, 0.1, 0.0}, {0.1, 0.05, 0.7, 0.0}, {0.0, 0.0, 0.0, 1.0}};
+const double kBias[4] = {0.02, 0.01, 0.03, 0.0};
+
+QVariant vector4(const double* v) {
+    return QVariant::fromValue(cif::CIVector{v[0], v[1], v[2], v[3]});
+}
+
+void BM_ColorMatrixKernel(benchmark::State& state) {
+    measure(state, [] {
+        static const KernelFilter filter;
+        const QList<CIKernel> kernels =
+            CIKernel::kernelsWithString(QString::fromLatin1(kColorMatrixSource));
+        if (kernels.isEmpty()) return CIImage();
+        return filter.apply(kernels.first(), {QVariant::fromValue(picture()), vector4(kMatrix[0]),
+                                              vector4(kMatrix[1]), vector4(kMatrix[2]),
+                                              vector4(kMatrix[3]), vector4(kBias)});
+    });
+}
+
+void BM_ColorMatrixBuiltin(benchmark::State& state) {
+    measure(state, [] {
+        const auto f = cif::CIFilter::filterWithName(QStringLiteral("CIColorMatrix"));
+        if (!f) return CIImage();
+        f->setValueForKey(QVariant::fromValue(picture()), QStringLiteral("inputImage"));
+        const char* const keys[] = {"inputRVector", "inputGVector", "inputBVector", "inputAVector"};
+        for (int i = 0; i < 4; ++i)
+            f->setValueForKey(vector4(kMatrix[i]), QLatin1String(keys[i]));
+        f->setValueForKey(vector4(kBias), QStringLiteral("inputBiasVector"));
+        return f->outputImage();
+    });
+}
+
+// The built-in's twirl: a rotation by angle * t^2, t = 1 - r / radius.
+const char* const kTwirlSource =
+    "kernel vec2 twirl(vec2 center, float radius, float angle) {\n"
+    "  vec2 d = destCoord() - center;\n"
+    "  float t = max(0.0, 1.0 - length(d) / radius);\n"
+    "  vec2 cs = cossin(angle * t * t);\n"
+    "  return center + vec2(cs.x * d.x - cs.y * d.y, cs.y * d.x + cs.x * d.y);\n"
+    "}\n";
+constexpr double kTwirlRadius = 2000.0, kTwirlAngle = 3.14159265358979;
+
+void BM_TwirlKernel(benchmark::State& state) {
+    measure(state, [] {
+        static const KernelFilter filter;
+        const QList<CIKernel> kernels =
+            CIKernel::kernelsWithString(QString::fromLatin1(kTwirlSource));
+        if (kernels.isEmpty()) return CIImage();
+        return filter.apply(kernels.first(),
+                            {QVariant::fromValue(cif::CIVector{kSide / 2.0, kSide / 2.0}),
+                             kTwirlRadius, kTwirlAngle},
+                            {{cif::kCIApplyOptionDefinition, QVariant::fromValue(picture())}});
+    });
+}
+
+void BM_TwirlBuiltin(benchmark::State& state) {
+    measure(state, [] {
+        const auto f = cif::CIFilter::filterWithName(QStringLiteral("CITwirlDistortion"));
+        if (!f) return CIImage();
+        f->setValueForKey(QVariant::fromValue(picture()), QStringLiteral("inputImage"));
+        f->setValueForKey(QVariant::fromValue(cif::CIVector{kSide / 2.0, kSide / 2.0}),
+                          QStringLiteral("inputCenter"));
+        f->setValueForKey(kTwirlRadius, QStringLiteral("inputRadius"));
+        f->setValueForKey(kTwirlAngle, QStringLiteral("inputAngle"));
+        return f->outputImage();
+    });
+}
+
 void threadArgs(benchmark::internal::Benchmark* b) {
     b->ArgName("threads")->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
@@ -313,6 +400,10 @@ BENCHMARK(BM_SobelFromSource)->Apply(threadArgs);
 BENCHMARK(BM_SobelLowered)->Apply(threadArgs);
 BENCHMARK(BM_SobelNative)->Apply(threadArgs);
 BENCHMARK(BM_NetDistortion)->Apply(threadArgs);
+BENCHMARK(BM_ColorMatrixKernel)->Apply(threadArgs);
+BENCHMARK(BM_ColorMatrixBuiltin)->Apply(threadArgs);
+BENCHMARK(BM_TwirlKernel)->Apply(threadArgs);
+BENCHMARK(BM_TwirlBuiltin)->Apply(threadArgs);
 
 // Collects MP/s per benchmark as the runs are reported, for the ratios.
 class RatioReporter final : public benchmark::ConsoleReporter {

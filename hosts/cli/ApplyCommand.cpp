@@ -46,7 +46,9 @@ bool addSetting(const QVariantMap& attributes, const QString& assignment, QVaria
         return true;
     }
     QVariant value;
-    if (!parseInputValue(attribute, text, value, error)) return false;
+    QString notice;
+    if (!parseInputValue(attribute, text, value, error, &notice)) return false;
+    if (!notice.isEmpty()) printErr(QStringLiteral("cifx: --set %1: %2\n").arg(assignment, notice));
     if (value.canConvert<cif::CIVector>() && cls == QLatin1String("CIVector")) {
         const cif::CIVector v = value.value<cif::CIVector>();
         QVariantMap components;

@@ -6,6 +6,7 @@
 #include <QTransform>
 #include <cmath>
 
+#include "hosts/cli/ValueFormat.h"
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIColor.h"
 #include "platform/image/CIFilter.h"
@@ -58,7 +59,7 @@ size_t expectedComponents(const QVariantMap& attribute) {
 }
 
 bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVariant& out,
-                      QString* error) {
+                      QString* error, QString* notice) {
     const QString type = attribute.value(cif::kCIAttributeType).toString();
     const QString t = text.trimmed().toLower();
     if (type == cif::kCIAttributeTypeBoolean) {
@@ -76,7 +77,7 @@ bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVarian
         }
     }
     bool ok = false;
-    const double d = t.toDouble(&ok);
+    double d = t.toDouble(&ok);
     if (!ok) {
         if (error) *error = QCoreApplication::translate("cifx", "'%1' is not a number").arg(text);
         return false;
@@ -85,19 +86,27 @@ bool parseNumberValue(const QVariantMap& attribute, const QString& text, QVarian
         out = d != 0.0;
         return true;
     }
-    if (type == cif::kCIAttributeTypeInteger || type == cif::kCIAttributeTypeCount) {
-        if (std::isfinite(d) && d != std::trunc(d)) {
+    const bool whole = type == cif::kCIAttributeTypeInteger || type == cif::kCIAttributeTypeCount;
+    if (whole && std::isfinite(d) && d != std::trunc(d)) {
+        if (error)
+            *error = QCoreApplication::translate("cifx", "'%1' is not a whole number").arg(text);
+        return false;
+    }
+    // NaN passes through: the filter replaces it by the input's default.
+    if (!std::isnan(d)) {
+        d = clampTypedNumber(d, attribute.value(cif::kCIAttributeMin),
+                             attribute.value(cif::kCIAttributeMax), notice);
+        if (!std::isfinite(d)) {
             if (error)
                 *error =
-                    QCoreApplication::translate("cifx", "'%1' is not a whole number").arg(text);
+                    QCoreApplication::translate("cifx", "'%1' is not a finite number").arg(text);
             return false;
         }
-        // Whole numbers within int range keep the integer kind; others stay
-        // doubles and are clamped by the filter.
-        if (std::isfinite(d) && std::abs(d) < 2147483647.0) {
-            out = int(d);
-            return true;
-        }
+    }
+    // Whole numbers within int range keep the integer kind.
+    if (whole && d == std::trunc(d) && std::abs(d) < 2147483647.0) {
+        out = int(d);
+        return true;
     }
     out = d;
     return true;
@@ -274,10 +283,28 @@ bool splitAssignment(const QString& text, QString& key, QString& value, QString*
     return true;
 }
 
+double clampTypedNumber(double value, const QVariant& minimum, const QVariant& maximum,
+                        QString* notice) {
+    double bounded = value;
+    if (minimum.isValid() && bounded < minimum.toDouble()) bounded = minimum.toDouble();
+    if (maximum.isValid() && bounded > maximum.toDouble()) bounded = maximum.toDouble();
+    if (bounded != value && notice) {
+        const auto bound = [](const QVariant& b, const char* open) {
+            return b.isValid() ? formatNumber(b.toDouble())
+                               : QCoreApplication::translate("cifx", open);
+        };
+        *notice =
+            QCoreApplication::translate("cifx", "%1 is outside the range %2 to %3; %4 is used")
+                .arg(formatNumber(value), bound(minimum, "-infinity"), bound(maximum, "infinity"),
+                     formatNumber(bounded));
+    }
+    return bounded;
+}
+
 bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out,
-                     QString* error) {
+                     QString* error, QString* notice) {
     const QString cls = attribute.value(cif::kCIAttributeClass).toString();
-    if (cls == cif::kCIClassNumber) return parseNumberValue(attribute, text, out, error);
+    if (cls == cif::kCIClassNumber) return parseNumberValue(attribute, text, out, error, notice);
     if (cls == cif::kCIClassVector) return parseVectorValue(attribute, text, out, error);
     if (cls == cif::kCIClassColor) return parseColorValue(text, out, error);
     if (cls == cif::kCIClassTransform) return parseTransformValue(text, out, error);

@@ -54,8 +54,17 @@ bool splitAssignment(const QString& text, QString& key, QString& value, QString*
 // ("r g b a" with alpha optional, or "#rrggbb[aa]"), NSAffineTransform
 // ("m11 m12 m21 m22 tx ty"). Image inputs are not handled here (they are
 // files, read by the caller). NaN numbers pass through: the filter replaces
-// them by the default, and clamps out-of-range numbers to the input's range.
+// them by the default. Numbers outside the input's CIAttributeMin and
+// CIAttributeMax are brought into that range, as a person typing into the
+// editor's controls would be, and *notice (when not null) says so; an
+// infinity with no bound on its side is refused.
 bool parseInputValue(const QVariantMap& attribute, const QString& text, QVariant& out,
-                     QString* error);
+                     QString* error, QString* notice = nullptr);
+
+// value bounded to [minimum, maximum]; an invalid bound leaves that side
+// open. When the value changes, *notice (when not null) receives a sentence
+// that names the value, the range and the value used.
+double clampTypedNumber(double value, const QVariant& minimum, const QVariant& maximum,
+                        QString* notice);
 
 }  // namespace cifx

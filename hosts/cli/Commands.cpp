@@ -411,8 +411,12 @@ int runRender(const QStringList& args) {
                             QCoreApplication::translate("cifx", "--set %1: give a picture file")
                                 .arg(s.key));
             s.imagePath = text;
-        } else if (!parseInputValue(a, text, s.value, &error)) {
-            return fail(kExitUsage, QStringLiteral("--set %1: ").arg(s.key) + error);
+        } else {
+            QString notice;
+            if (!parseInputValue(a, text, s.value, &error, &notice))
+                return fail(kExitUsage, QStringLiteral("--set %1: ").arg(s.key) + error);
+            if (!notice.isEmpty())
+                printErr(QStringLiteral("cifx: --set %1: %2\n").arg(assignment, notice));
         }
         settings << s;
     }

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "hosts/cli/CatalogCommand.h"
 #include "hosts/cli/Commands.h"
@@ -48,6 +49,23 @@ QRectF centredRect(const QRectF& rect, double fraction) {
 
 QVariant vector(std::initializer_list<double> values) {
     return QVariant::fromValue(cif::CIVector(values));
+}
+
+// A reduction of the whole sample picture (its count input set where it has one).
+cif::CIImage reduced(const char* name, const Samples& s, int count) {
+    const std::unique_ptr<cif::CIFilter> f = cif::CIFilter::filterWithName(QLatin1String(name));
+    if (!f) return {};
+    f->setValueForKey(QVariant::fromValue(s.picture), cif::kCIInputImageKey);
+    f->setValueForKey(vector({s.rect.x(), s.rect.y(), s.rect.width(), s.rect.height()}),
+                      QStringLiteral("inputExtent"));
+    if (f->inputKeys().contains(QStringLiteral("inputCount")))
+        f->setValueForKey(count, QStringLiteral("inputCount"));
+    return f->outputImage();
+}
+
+// The sample picture's eight most common colours, as a palette row.
+cif::CIImage kMeansPalette(const Samples& s) {
+    return reduced("CIKMeans", s, 8);
 }
 
 // Settings worth seeing beside the defaults. Entries for filters that are not
@@ -97,6 +115,74 @@ const std::vector<Variant>& variants() {
              f.setValueForKey(vector({1, 0, 0, 0}), QStringLiteral("inputGVector"));
              f.setValueForKey(vector({0, 1, 0, 0}), QStringLiteral("inputBVector"));
          }},
+        {"CIConvolution3X3", "emboss", QT_TRANSLATE_NOOP("cifx", "an emboss kernel, bias 0.5"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(vector({2, 0, 0, 0, -1, 0, 0, 0, -1}),
+                              QStringLiteral("inputWeights"));
+             f.setValueForKey(0.5, QStringLiteral("inputBias"));
+         }},
+        {"CIConvolutionRGB5X5", "sharpen", QT_TRANSLATE_NOOP("cifx", "a 5 x 5 sharpening kernel"),
+         [](cif::CIFilter& f, const Samples&) {
+             std::vector<double> w(25, -0.05);
+             w[12] = 2.2;
+             f.setValueForKey(QVariant::fromValue(cif::CIVector(w)),
+                              QStringLiteral("inputWeights"));
+         }},
+        {"CIMorphologyMaximum", "radius4", QT_TRANSLATE_NOOP("cifx", "radius 4"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(4, QStringLiteral("inputRadius"));
+         }},
+        {"CIMorphologyMinimum", "radius4", QT_TRANSLATE_NOOP("cifx", "radius 4"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(4, QStringLiteral("inputRadius"));
+         }},
+        {"CIToneCurve", "s-curve", QT_TRANSLATE_NOOP("cifx", "an S-shaped curve"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(vector({0.25, 0.12}), QStringLiteral("inputPoint1"));
+             f.setValueForKey(vector({0.75, 0.88}), QStringLiteral("inputPoint3"));
+         }},
+        {"CITemperatureAndTint", "warmer",
+         QT_TRANSLATE_NOOP("cifx", "shot under 9000 K light, shown at 6500 K"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(vector({9000, 0}), QStringLiteral("inputNeutral"));
+         }},
+        {"CIVibrance", "full", QT_TRANSLATE_NOOP("cifx", "amount 1"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(1, QStringLiteral("inputAmount"));
+         }},
+        {"CIHighlightShadowAdjust", "lifted",
+         QT_TRANSLATE_NOOP("cifx", "shadows lifted, highlights held back, radius 5"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(1, QStringLiteral("inputShadowAmount"));
+             f.setValueForKey(0.4, QStringLiteral("inputHighlightAmount"));
+             f.setValueForKey(5, QStringLiteral("inputRadius"));
+         }},
+        {"CIMix", "half", QT_TRANSLATE_NOOP("cifx", "half of each picture"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.5, QStringLiteral("inputAmount"));
+         }},
+        {"CIPalettize", "k-means", QT_TRANSLATE_NOOP("cifx", "the picture's eight k-means colours"),
+         [](cif::CIFilter& f, const Samples& s) {
+             f.setValueForKey(QVariant::fromValue(kMeansPalette(s)),
+                              QStringLiteral("inputPaletteImage"));
+         }},
+        {"CIPaletteCentroid", "k-means",
+         QT_TRANSLATE_NOOP("cifx", "the picture's eight k-means colours"),
+         [](cif::CIFilter& f, const Samples& s) {
+             f.setValueForKey(QVariant::fromValue(kMeansPalette(s)),
+                              QStringLiteral("inputPaletteImage"));
+         }},
+        {"CIHistogramDisplayFilter", "picture",
+         QT_TRANSLATE_NOOP("cifx", "the sample picture's 256-bin histogram"),
+         [](cif::CIFilter& f, const Samples& s) {
+             f.setValueForKey(QVariant::fromValue(reduced("CIAreaHistogram", s, 256)),
+                              cif::kCIInputImageKey);
+         }},
+        {"CIKMeans", "picture", QT_TRANSLATE_NOOP("cifx", "over the whole sample picture"),
+         [](cif::CIFilter& f, const Samples& s) {
+             f.setValueForKey(vector({s.rect.x(), s.rect.y(), s.rect.width(), s.rect.height()}),
+                              QStringLiteral("inputExtent"));
+         }},
         {"CISourceOverCompositing", "shifted",
          QT_TRANSLATE_NOOP("cifx", "a shifted copy over the picture"),
          [](cif::CIFilter& f, const Samples& s) {
@@ -110,6 +196,41 @@ const std::vector<Variant>& variants() {
          [](cif::CIFilter& f, const Samples&) {
              f.setValueForKey(QVariant::fromValue(cif::CIColor(0.2, 0.4, 0.9, 0.5)),
                               QStringLiteral("inputColor"));
+         }},
+        {"CIVignette", "strong", QT_TRANSLATE_NOOP("cifx", "intensity 0.8"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.8, QStringLiteral("inputIntensity"));
+         }},
+        {"CIStraightenFilter", "turned", QT_TRANSLATE_NOOP("cifx", "turned by 0.3 radians"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputAngle"));
+         }},
+        {"CIPerspectiveRotate", "pitch-yaw", QT_TRANSLATE_NOOP("cifx", "pitch 0.3, yaw 0.2"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputPitch"));
+             f.setValueForKey(0.2, QStringLiteral("inputYaw"));
+         }},
+        {"CIKeystoneCorrectionVertical", "trapezoid",
+         QT_TRANSLATE_NOOP("cifx", "sides converging towards the top"),
+         [](cif::CIFilter& f, const Samples& s) {
+             const QRectF r = s.rect;
+             const double in = r.width() / 8;
+             f.setValueForKey(vector({r.left(), r.top()}), QStringLiteral("inputBottomLeft"));
+             f.setValueForKey(vector({r.right(), r.top()}), QStringLiteral("inputBottomRight"));
+             f.setValueForKey(vector({r.right() - in, r.bottom()}),
+                              QStringLiteral("inputTopRight"));
+             f.setValueForKey(vector({r.left() + in, r.bottom()}), QStringLiteral("inputTopLeft"));
+         }},
+        {"CIAccordionFoldTransition", "midway", QT_TRANSLATE_NOOP("cifx", "time 0.3, four folds"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.3, QStringLiteral("inputTime"));
+             f.setValueForKey(4.0, QStringLiteral("inputNumberOfFolds"));
+             f.setValueForKey(0.4, QStringLiteral("inputFoldShadowAmount"));
+         }},
+        {"CIPageCurlWithShadowTransition", "midway", QT_TRANSLATE_NOOP("cifx", "time 0.4"),
+         [](cif::CIFilter& f, const Samples&) {
+             f.setValueForKey(0.4, QStringLiteral("inputTime"));
+             f.setValueForKey(0.5, QStringLiteral("inputAngle"));
          }},
     };
     return list;
@@ -323,8 +444,11 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
     }
 
     // The generators this build has, at the sample's size with their
-    // published defaults and a fixed seed.
+    // published defaults and two seeds. Brush generators stamp the library's first brush.
     main->CIFSetEffectsSet(1);
+    const QStringList brushes = main->CIFBrushNames();
+    const QVariant brush =
+        brushes.isEmpty() ? QVariant() : QVariant::fromValue(main->CIFBrushWithName(brushes[0]));
     for (const QVariant& c : main->CIFAllFilterDescriptors())
         for (const QVariant& e : c.toMap().value(QStringLiteral("CIFFilterList")).toList()) {
             const QVariantMap d = e.toMap();
@@ -337,14 +461,20 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             for (auto it = descriptions.cbegin(); it != descriptions.cend(); ++it)
                 parameters.insert(it.key(),
                                   it.value().toMap().value(QStringLiteral("GLIFDefValue")));
-            main->seedRandom(1);
-            const cif::HostImage out =
-                main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
-            Cell cell;
-            cell.name = id;
-            cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
-            cell.caption = QCoreApplication::translate("cifx", "generator, seed 1");
-            finishCell(dir, QStringLiteral("generator-%1.png").arg(id), out, cell, cells, failures);
+            if (id == QLatin1String("GLIF_Dabs") && !brush.isNull())
+                parameters.insert(QStringLiteral("GLIFBrush"), brush);
+            // Two seeds show what the random numbers change.
+            for (const int seed : {1, 2}) {
+                main->seedRandom(unsigned(seed));
+                const cif::HostImage out =
+                    main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
+                Cell cell;
+                cell.name = id;
+                cell.displayName = d.value(QStringLiteral("CIFFilterName")).toString();
+                cell.caption = QCoreApplication::translate("cifx", "generator, seed %1").arg(seed);
+                finishCell(dir, QStringLiteral("generator-%1-seed%2.png").arg(id).arg(seed), out,
+                           cell, cells, failures);
+            }
         }
 }
 

@@ -2,7 +2,16 @@
 
 #include <QColor>
 #include <QCoreApplication>
+#include <QFileInfo>
+#include <QMarginsF>
+#include <QPageLayout>
+#include <QPageSize>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QPicture>
 #include <QRegularExpression>
+#include <QSaveFile>
+#include <QSvgGenerator>
 #include <cmath>
 
 #include "hosts/cli/CatalogCommand.h"
@@ -36,7 +45,7 @@ bool parseSize(const QString& text, int& width, int& height, QString* error) {
 // A --set value read by the kind of the parameter's published default:
 // whole numbers, check boxes, continuous numbers or a colour.
 bool parseParameter(const QVariantMap& description, const QString& text, QVariant& out,
-                    QString* error) {
+                    QString* error, QString* notice) {
     const QVariant def = description.value(QStringLiteral("GLIFDefValue"));
     if (def.typeId() == QMetaType::QColor) {
         const QStringList parts = QString(text).replace(u',', u' ').split(u' ', Qt::SkipEmptyParts);
@@ -80,10 +89,9 @@ bool parseParameter(const QVariantMap& description, const QString& text, QVarian
         return false;
     }
     // Keep values inside the published range, as the editor's controls do.
-    const QVariant lo = description.value(QStringLiteral("GLIFMinValue"));
-    const QVariant hi = description.value(QStringLiteral("GLIFMaxValue"));
     const double clamped =
-        std::clamp(v, lo.isValid() ? lo.toDouble() : v, hi.isValid() ? hi.toDouble() : v);
+        clampTypedNumber(v, description.value(QStringLiteral("GLIFMinValue")),
+                         description.value(QStringLiteral("GLIFMaxValue")), notice);
     if (def.typeId() == QMetaType::Int) {
         if (clamped != std::floor(clamped)) {
             *error = tr("'%1' must be a whole number").arg(text);
@@ -92,6 +100,80 @@ bool parseParameter(const QVariantMap& description, const QString& text, QVarian
         out = int(clamped);
     } else {
         out = clamped;
+    }
+    return true;
+}
+
+// The key under which brush generators take their brush; it is not a published parameter.
+const QString kBrushKey = QStringLiteral("GLIFBrush");
+
+// A brush by its name in the resource library, or else a picture file.
+bool findBrush(const cif::CIFPlugIn& main, const QString& text, cif::HostImage& out,
+               QString* error) {
+    out = main.CIFBrushWithName(text);
+    if (!out.isNull()) return true;
+    if (QFileInfo::exists(text)) {
+        out = cif::HostImage::load(text, error);
+        return !out.isNull();
+    }
+    *error = tr("'%1' is neither a brush of the library nor a picture file").arg(text);
+    return false;
+}
+
+enum class Format { Png, Pdf, Svg };
+
+Format formatOf(const QString& path) {
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    if (suffix == QLatin1String("pdf")) return Format::Pdf;
+    if (suffix == QLatin1String("svg")) return Format::Svg;
+    return Format::Png;
+}
+
+// Replays a vector picture into a PDF or SVG document of its size in points, written
+// atomically to path. A PDF picture's own document is written as it is.
+bool writeVector(const cif::HostImage& picture, Format format, const QString& path,
+                 QString* error) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly)) {
+        *error = tr("cannot write %1: %2").arg(path, file.errorString());
+        return false;
+    }
+    const QSizeF points = picture.size();
+    // A recorded drawing replays scaled by its recording device's resolution over the
+    // target's, so the documents take the recording resolution and are drawn in its units.
+    const int dpi = QPicture().logicalDpiX();
+    const QRectF whole(QPointF(0, 0), points * (dpi / 72.0));
+    bool drawn = false;
+    if (format == Format::Pdf && !picture.pdfData().isEmpty()) {
+        drawn = file.write(picture.pdfData()) == picture.pdfData().size();
+    } else if (format == Format::Pdf) {
+        QPdfWriter writer(&file);
+        writer.setCreator(QStringLiteral("CIF Effects"));
+        writer.setResolution(dpi);
+        writer.setPageLayout(
+            QPageLayout(QPageSize(points, QPageSize::Point, QString(), QPageSize::ExactMatch),
+                        QPageLayout::Portrait, QMarginsF()));
+        QPainter painter;
+        if (painter.begin(&writer)) {
+            picture.drawInRect(painter, whole);
+            drawn = painter.end();
+        }
+    } else {
+        QSvgGenerator svg;
+        svg.setOutputDevice(&file);
+        svg.setSize(whole.size().toSize());
+        svg.setViewBox(whole);
+        svg.setResolution(dpi);
+        svg.setTitle(QStringLiteral("CIF Effects"));
+        QPainter painter;
+        if (painter.begin(&svg)) {
+            picture.drawInRect(painter, whole);
+            drawn = painter.end();
+        }
+    }
+    if (!drawn || !file.commit()) {
+        *error = tr("cannot write %1").arg(path);
+        return false;
     }
     return true;
 }
@@ -145,12 +227,29 @@ int runGenerate(const QStringList& args) {
         QVariant value;
         if (!splitAssignment(assignment, key, text, &error))
             return fail(kExitUsage, QStringLiteral("--set: ") + error);
+        if (key == kBrushKey) {
+            cif::HostImage brush;
+            if (!findBrush(*main, text, brush, &error))
+                return fail(kExitUsage, QStringLiteral("--set %1: ").arg(assignment) + error);
+            parameters.insert(key, QVariant::fromValue(brush));
+            continue;
+        }
         if (!descriptions.contains(key))
             return fail(kExitUsage,
                         tr("--set %1: the generator has no parameter '%2'").arg(assignment, key));
-        if (!parseParameter(descriptions.value(key).toMap(), text, value, &error))
+        QString notice;
+        if (!parseParameter(descriptions.value(key).toMap(), text, value, &error, &notice))
             return fail(kExitUsage, QStringLiteral("--set %1: ").arg(assignment) + error);
+        if (!notice.isEmpty())
+            printErr(QStringLiteral("cifx: --set %1: %2\n").arg(assignment, notice));
         parameters.insert(key, value);
+    }
+
+    // Brush generators stamp the library's first brush unless told otherwise.
+    if (identifier == QLatin1String("GLIF_Dabs") && !parameters.contains(kBrushKey)) {
+        const QStringList brushes = main->CIFBrushNames();
+        if (!brushes.isEmpty())
+            parameters.insert(kBrushKey, QVariant::fromValue(main->CIFBrushWithName(brushes[0])));
     }
 
     main->seedRandom(unsigned(seed));
@@ -162,7 +261,16 @@ int runGenerate(const QStringList& args) {
                     tr("'%1' gave no picture").arg(identifier) +
                         (why.isEmpty() ? QString() : QStringLiteral(": ") + why));
     }
-    if (!picture.savePNG(parsed.positionals[2], &error)) return fail(kExitOutputNotWritable, error);
+    const QString& out = parsed.positionals[2];
+    const Format format = formatOf(out);
+    if (format == Format::Png) {
+        if (!picture.savePNG(out, &error)) return fail(kExitOutputNotWritable, error);
+    } else if (!picture.isVector()) {
+        return fail(kExitUsage, tr("'%1' paints a bitmap; write it as a PNG file, not %2")
+                                    .arg(identifier, QFileInfo(out).suffix().toUpper()));
+    } else if (!writeVector(picture, format, out, &error)) {
+        return fail(kExitOutputNotWritable, error);
+    }
     printOut(tr("%1: %2 x %3, seed %4, written to %5\n")
                  .arg(identifier)
                  .arg(width)

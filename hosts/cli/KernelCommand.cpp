@@ -51,7 +51,8 @@ bool readText(const QString& path, qint64 limit, QByteArray& out, int& exitCode)
 }
 
 QString signature(const cif::CIKernel& kernel) {
-    static const char* const kTypes[] = {"float", "vec2", "vec3", "vec4", "__color", "sampler"};
+    static const char* const kTypes[] = {"float",   "vec2",    "vec3",    "vec4",
+                                         "__color", "sampler", "__sample"};
     QStringList params;
     for (const cif::kernel::Parameter& p : kernel.program().parameters)
         params << QStringLiteral("%1 %2").arg(QLatin1String(kTypes[int(p.type)]),
@@ -92,8 +93,14 @@ int check(const QString& path) {
             printOut(located(path, d) + u'\n');
         return kExitProcessingFailed;
     }
-    for (const cif::CIKernel& k : kernels)
-        printOut(QCoreApplication::translate("cifx", "%1: kernel %2\n").arg(path, signature(k)));
+    for (const cif::CIKernel& k : kernels) {
+        const QString line = k.kind() == cif::kernel::KernelKind::Color
+                                 ? QCoreApplication::translate("cifx", "%1: color kernel %2\n")
+                             : k.kind() == cif::kernel::KernelKind::Warp
+                                 ? QCoreApplication::translate("cifx", "%1: warp kernel %2\n")
+                                 : QCoreApplication::translate("cifx", "%1: kernel %2\n");
+        printOut(line.arg(path, signature(k)));
+    }
     return kExitSuccess;
 }
 
@@ -118,8 +125,10 @@ QString kernelUsageText() {
         "  kernel FILE [IN] OUT [OPTIONS]\n"
         "      Apply a filter file (FILE.json) or kernel source (any other suffix) to\n"
         "      picture IN and write OUT as PNG; takes the options of 'render'. For kernel\n"
-        "      source, its first kernel runs with IN as its first sampler, and --set\n"
-        "      binds the other parameters by name (unset numbers are 0).\n"
+        "      source, its first kernel runs with IN as its first sampler or __sample (a\n"
+        "      warp kernel reads IN where it says), and --set binds the other parameters\n"
+        "      by name (unset numbers are 0). A kernel without images is a generator:\n"
+        "      give no IN and a --rect.\n"
         "  kernel --check FILE\n"
         "      Compile FILE and print its kernels, or its diagnostics (exit status 1).\n");
 }

@@ -249,7 +249,8 @@ public:
     // `action` names what to do, `control` is the control that sent it, and
     // its "representedObject" property what it edits:
     //   "changeFilterDecimalControl:"   number slider, field, stepper; check
-    //                                   box; time slider and field: the key
+    //                                   box: the key; a composition's time
+    //                                   slider and field: "time"
     //   "changeColor:"                  colour well: the key (and "tag")
     //   "changeFilterVectorControl:"    vector component field:
     //                                   [key, component index]

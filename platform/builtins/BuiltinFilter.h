@@ -37,5 +37,20 @@ std::vector<BuiltinDef> halftoneBuiltins();
 std::vector<BuiltinDef> distortionBuiltins();
 std::vector<BuiltinDef> geometryBuiltins();
 std::vector<BuiltinDef> tileBuiltins();
+// Colour curves and looks, colour analysis, mask blends, convolution and
+// morphology, and area reductions.
+std::vector<BuiltinDef> colorCurveBuiltins();
+std::vector<BuiltinDef> colorAnalysisBuiltins();
+std::vector<BuiltinDef> maskBlendBuiltins();
+std::vector<BuiltinDef> convolutionBuiltins();
+std::vector<BuiltinDef> morphologyBuiltins();
+std::vector<BuiltinDef> reductionBuiltins();
+
+// Blur and detail, geometry and distortion, generators and transitions
+// beyond the first built-ins.
+std::vector<BuiltinDef> detailBuiltins();
+std::vector<BuiltinDef> reshapeBuiltins();
+std::vector<BuiltinDef> shapeGeneratorBuiltins();
+std::vector<BuiltinDef> foldTransitionBuiltins();
 
 }  // namespace cif::builtins

@@ -10,9 +10,16 @@ namespace cif {
 QStringList registerBuiltinFilters() {
     using namespace builtins;
     std::vector<BuiltinDef> all;
-    for (auto list :
-         {colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
-          stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins}) {
+    using List = std::vector<BuiltinDef> (*)();
+    const List lists[] = {
+        colorBuiltins, compositeBuiltins, generatorBuiltins, transitionBuiltins, blurBuiltins,
+        stylizeBuiltins, halftoneBuiltins, distortionBuiltins, geometryBuiltins, tileBuiltins,
+        // Curves and looks, colour analysis, mask blends, convolution, morphology, reductions.
+        colorCurveBuiltins, colorAnalysisBuiltins, maskBlendBuiltins, convolutionBuiltins,
+        morphologyBuiltins, reductionBuiltins,
+        // Detail blurs, reshaping warps, shape generators, fold transitions.
+        detailBuiltins, reshapeBuiltins, shapeGeneratorBuiltins, foldTransitionBuiltins};
+    for (const List list : lists) {
         const std::vector<BuiltinDef> defs = list();
         all.insert(all.end(), defs.begin(), defs.end());
     }

@@ -229,6 +229,27 @@ bool hasPrefix(const QByteArray& head, const char* prefix, qsizetype length) {
     return head.size() >= length && std::equal(prefix, prefix + length, head.constData());
 }
 
+// The size a PNG or BMP header claims, read here because Qt's readers answer
+// no size at all for the largest claims (libpng and Qt's BMP reader have
+// limits of their own) and the refusal should still name it; an invalid size
+// for other kinds or short headers.
+QSize claimedSize(const QByteArray& head, bool png, bool bmp) {
+    const auto byte = [&head](int i) { return quint32(uchar(head.at(i))); };
+    if (png && head.size() >= 24 && head.mid(12, 4) == "IHDR") {
+        const quint32 w = byte(16) << 24 | byte(17) << 16 | byte(18) << 8 | byte(19);
+        const quint32 h = byte(20) << 24 | byte(21) << 16 | byte(22) << 8 | byte(23);
+        return QSize(int(std::min<quint32>(w, INT_MAX)), int(std::min<quint32>(h, INT_MAX)));
+    }
+    if (bmp && head.size() >= 26 && byte(14) >= 40) {
+        const qint32 w = qint32(byte(18) | byte(19) << 8 | byte(20) << 16 | byte(21) << 24);
+        const qint32 h = qint32(byte(22) | byte(23) << 8 | byte(24) << 16 | byte(25) << 24);
+        // Negative heights mark top-down rows.
+        const qint64 height = h < 0 ? -qint64(h) : qint64(h);
+        return QSize(w, int(std::min<qint64>(height, INT_MAX)));
+    }
+    return {};
+}
+
 bool qtReadsTiff() {
     static const bool reads = QImageReader::supportedImageFormats().contains("tiff");
     return reads;
@@ -399,6 +420,14 @@ HostImage HostImage::fromPdfData(const QByteArray& data, QString* error) {
         return fail(
             QT_TRANSLATE_NOOP("HostImage", "The first page of the PDF document is damaged"));
     }
+    // A page is a picture of its size in points, at one pixel a point, and
+    // keeps to the same limits as any other.
+    const QSizeF pageSize = page->pageSizeF();
+    if (QString why; !checkPictureSize(roundUpToPixels(pageSize.width()),
+                                       roundUpToPixels(pageSize.height()), &why)) {
+        setError(error, why);
+        return {};
+    }
     // Transparent where the page draws nothing, like any other vector picture.
     document->setRenderHint(Poppler::Document::Antialiasing);
     document->setRenderHint(Poppler::Document::TextAntialiasing);
@@ -460,6 +489,11 @@ HostImage HostImage::load(const QString& path, QString* error) {
         return {};
     }
     QString why;
+    if (const QSize claimed = claimedSize(head, png, bmp);
+        claimed.isValid() && !checkPictureSize(claimed.width(), claimed.height(), &why)) {
+        setError(error, cannotRead(path, why));
+        return {};
+    }
     if (!pdf && !tiff) {
         const QImage image = readWithQt(file, &why);
         if (image.isNull()) setError(error, cannotRead(path, why));
@@ -489,6 +523,12 @@ HostImage HostImage::load(const QString& path, QString* error) {
     }
     if (image.isNull()) setError(error, cannotRead(path, why));
     return fromQImage(image);
+}
+
+QStringList HostImage::readableFileTypes() {
+    return {QStringLiteral("png"), QStringLiteral("jpg"),  QStringLiteral("jpeg"),
+            QStringLiteral("tif"), QStringLiteral("tiff"), QStringLiteral("gif"),
+            QStringLiteral("bmp"), QStringLiteral("pdf")};
 }
 
 bool HostImage::isNull() const {

@@ -18,6 +18,7 @@
 #include <QSize>
 #include <QSizeF>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -60,6 +61,9 @@ public:
     // read in bands, other kinds over it are refused. Missing, unreadable, damaged or
     // truncated files give the null picture and a message naming the file.
     static HostImage load(const QString& path, QString* error);
+
+    // The file extensions (lower case, no dot) of the kinds load() reads.
+    static QStringList readableFileTypes();
 
     bool isNull() const;
     // True when both are copies of one picture (not merely equal pixels);

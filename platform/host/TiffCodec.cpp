@@ -385,6 +385,22 @@ QImage TiffCodec::decode(const QByteArray& data, QString* error, bool* unsupport
         return {};
     }
 
+    // A strip cannot decode to more than its bytes times the format's largest
+    // expansion (a PackBits run of two bytes gives 128; an LZW code of at
+    // least 9 bits gives at most 4096). A header claiming more than the data
+    // can hold is refused before the picture is allocated.
+    const qint64 expansion = dir.compression == kLzw        ? 4096 * 8 / 9 + 1
+                             : dir.compression == kPackBits ? 64
+                                                            : 1;
+    const qint64 bytesPerRow = width * samples * (bits / 8);
+    for (qint64 s = 0; s < stripCount; ++s) {
+        const qint64 rows = std::min(rowsPerStrip, height - s * rowsPerStrip);
+        if (qint64(dir.stripByteCounts[size_t(s)]) * expansion < rows * bytesPerRow) {
+            if (error) *error = damaged();
+            return {};
+        }
+    }
+
     QImage image(int(width), int(height),
                  !hasAlpha        ? QImage::Format_RGBX8888
                  : alphaKind == 1 ? QImage::Format_RGBA8888_Premultiplied

@@ -7,6 +7,7 @@
 #include <QRectF>
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "platform/host/HostImage.h"
 
@@ -241,36 +242,47 @@ void CIFilter::setDefaults() {
     }
 }
 
-bool CIFilter::conform(const QString& key, QVariant& value) const {
+namespace {
+
+// The numbers a value of an input class carries, for the checks on NaN and
+// infinities; empty for classes without numbers (and for booleans).
+std::vector<double> numbersOf(const QVariant& value) {
+    const QMetaType type = value.metaType();
+    if (type == QMetaType::fromType<CIVector>()) return value.value<CIVector>().values();
+    if (type == QMetaType::fromType<CIColor>()) {
+        const CIColor c = value.value<CIColor>();
+        return {c.red(), c.green(), c.blue(), c.alpha()};
+    }
+    if (type.id() == QMetaType::QTransform) {
+        const QTransform t = value.value<QTransform>();
+        return {t.m11(), t.m12(), t.m21(), t.m22(), t.dx(), t.dy()};
+    }
+    const int id = type.id();
+    if (id == QMetaType::Double || id == QMetaType::Float) return {value.toDouble()};
+    return {};
+}
+
+}  // namespace
+
+CIFilter::Conformance CIFilter::conform(const QString& key, QVariant& value) const {
     const QVariantMap a = inputAttributes(key);
     const QString cls = a.value(kCIAttributeClass).toString();
-    if (!cls.isEmpty() && !convertToAttributeClass(cls, value)) return false;
-    if (cls == kCIClassNumber && value.metaType().id() != QMetaType::Bool) {
-        const double v = value.toDouble();
-        if (std::isnan(v)) {
-            value = a.value(kCIAttributeDefault, 0.0);
-            return true;
-        }
-        const QVariant lo = a.value(kCIAttributeMin), hi = a.value(kCIAttributeMax);
-        double c = v;
-        if (lo.isValid() && c < lo.toDouble()) c = lo.toDouble();
-        if (hi.isValid() && c > hi.toDouble()) c = hi.toDouble();
-        // Infinities with no bound become the largest finite value.
-        if (std::isinf(c)) c = c > 0 ? 1e300 : -1e300;
-        if (c != v) {
-            // A whole number keeps its kind (int and double are different
-            // things to the editor) unless the bound it was clamped to is not whole.
-            const int id = value.metaType().id();
-            const bool whole = c == std::trunc(c);
-            if (id == QMetaType::Int && whole && std::abs(c) <= std::numeric_limits<int>::max())
-                value = int(c);
-            else if (id == QMetaType::LongLong && whole && std::abs(c) < 9.2e18)
-                value = qlonglong(c);
-            else
-                value = c;
-        }
+    if (!cls.isEmpty() && !convertToAttributeClass(cls, value)) return Conformance::WrongClass;
+    // Finite numbers are taken as given: a filter's documented behaviour may
+    // lie outside its slider range, and each filter bounds what sizes its own
+    // loops and allocations. Ranges are enforced where a person types a value
+    // (the editor's controls, the command line), not here.
+    bool anyNaN = false, anyInfinite = false;
+    for (double v : numbersOf(value)) {
+        anyNaN = anyNaN || std::isnan(v);
+        anyInfinite = anyInfinite || std::isinf(v);
     }
-    return true;
+    if (anyNaN) {
+        const QVariant def = a.value(kCIAttributeDefault);
+        value = def.isValid() ? def : (cls == kCIClassNumber ? QVariant(0.0) : QVariant());
+        return Conformance::Default;
+    }
+    return anyInfinite ? Conformance::Infinite : Conformance::Taken;
 }
 
 void CIFilter::setValueForKey(const QVariant& value, const QString& key) {
@@ -284,13 +296,24 @@ void CIFilter::setValueForKey(const QVariant& value, const QString& key) {
         return;
     }
     QVariant v = value;
-    if (!conform(key, v)) {
-        qWarning().noquote() << QStringLiteral(
-                                    "%1: value of type %2 is not valid for '%3'; ignored")
-                                    .arg(m_name, QString::fromLatin1(value.typeName()), key);
-        return;
+    switch (conform(key, v)) {
+        case Conformance::WrongClass:
+            qWarning().noquote() << QStringLiteral(
+                                        "%1: value of type %2 is not valid for '%3'; ignored")
+                                        .arg(m_name, QString::fromLatin1(value.typeName()), key);
+            return;
+        case Conformance::Infinite:
+            qWarning().noquote()
+                << QStringLiteral("%1: infinite value for '%2' ignored").arg(m_name, key);
+            return;
+        case Conformance::Default:
+        case Conformance::Taken:
+            break;
     }
-    m_values.insert(key, v);
+    if (v.isValid())
+        m_values.insert(key, v);
+    else
+        m_values.remove(key);
 }
 
 QVariant CIFilter::valueForKey(const QString& key) const {

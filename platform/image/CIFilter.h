@@ -5,8 +5,13 @@
 // A filter's inputs are described once, as data: the attributes dictionary
 // registered with the filter's name (input key -> CIAttribute* dictionary,
 // plus display name and categories). Input values are checked against that
-// description when they are set: a value of the wrong class is refused, NaN
-// becomes the default, numbers are clamped to the attribute's min and max.
+// description when they are set: a value of the wrong class is refused, a
+// value holding NaN (a number, or any component of a vector, colour or
+// transform) becomes the default, one holding an infinity is refused, and
+// finite values are taken as given, also outside the attribute's min and max.
+// The range is enforced where a person enters a value (the editor's controls,
+// the command line); every filter bounds what sizes its own loops and
+// allocations, whatever finite values it is given.
 
 #include <QStringList>
 #include <QTransform>
@@ -65,8 +70,9 @@ public:
     virtual QStringList outputKeys() const;
     // Every input with a default gets it; inputs without one are cleared.
     virtual void setDefaults();
-    // Sets an input. Unknown keys and values of the wrong class are logged and
-    // ignored; an invalid QVariant clears the input.
+    // Sets an input. Unknown keys, values of the wrong class and infinities are
+    // logged and ignored; NaN gives the default; an invalid QVariant clears the
+    // input.
     virtual void setValueForKey(const QVariant& value, const QString& key);
     // An input's value, or "outputImage" (computed on request).
     virtual QVariant valueForKey(const QString& key) const;
@@ -99,9 +105,11 @@ protected:
 
 private:
     friend class FilterRegistry;
-    // Converts a value into the canonical class of the input; false when it
-    // cannot be.
-    bool conform(const QString& key, QVariant& value) const;
+    enum class Conformance { Taken, Default, WrongClass, Infinite };
+    // Converts a value into the canonical class of the input and replaces a
+    // value holding NaN by the input's default (an invalid QVariant when it
+    // has none); says which of these happened, or why the value is refused.
+    Conformance conform(const QString& key, QVariant& value) const;
 
     QString m_name;
     QVariantMap m_values;

@@ -206,7 +206,13 @@ void encodeRGBA8(const float* src, uint8_t* dst, int n, WorkingSpace space) {
 }
 
 void colorToWorking(const double rgba[4], float out[4], WorkingSpace space) {
-    auto clean = [](double v) { return std::isfinite(v) ? float(v) : 0.0f; };
+    // Extended-range components are kept up to the largest half-float value,
+    // far beyond any real colour; larger ones would reach infinity on the way
+    // into linear light and poison every pixel they are mixed into.
+    static constexpr double kExtendedLimit = 65504.0;
+    auto clean = [](double v) {
+        return std::isfinite(v) ? float(std::clamp(v, -kExtendedLimit, kExtendedLimit)) : 0.0f;
+    };
     const float a = std::clamp(clean(rgba[3]), 0.0f, 1.0f);
     for (int k = 0; k < 3; ++k) {
         const float c = clean(rgba[k]);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/kernel/KernelEvaluator.h"
+#include "platform/kernel/KernelNode.h"
 
 // The compiler front end is a separate unit; until it is part of the build,
 // every source fails with a diagnostic that says so.
@@ -133,6 +134,70 @@ QString CIKernel::name() const {
 
 const kernel::Program& CIKernel::program() const {
     return m_data ? m_data->program : emptyProgram();
+}
+
+kernel::KernelKind CIKernel::kind() const {
+    return program().kind;
+}
+
+namespace {
+
+kernel::KernelApplication application(const QRectF& extent, const CIKernelROICallback& roi) {
+    kernel::KernelApplication how;
+    how.extent = engine::Rect{extent.x(), extent.y(), extent.width(), extent.height()};
+    if (roi)
+        how.roi = [roi](size_t index, const engine::Rect& r) {
+            const QRectF q = roi(int(index), QRectF(r.x, r.y, r.w, r.h));
+            return engine::Rect{q.x(), q.y(), q.width(), q.height()};
+        };
+    return how;
+}
+
+QList<CIKernel> kernelsOfKind(const QString& source, kernel::KernelKind kind) {
+    QList<CIKernel> found;
+    for (const CIKernel& k : CIKernel::kernelsWithString(source))
+        if (k.kind() == kind) found << k;
+    return found;
+}
+
+}  // namespace
+
+CIImage CIKernel::applyWithExtent(const QRectF& extent, const CIKernelROICallback& roi,
+                                  const QVariantList& arguments) const {
+    if (!isNull() && kind() == kernel::KernelKind::Warp) {
+        qWarning().noquote() << QCoreApplication::translate(
+                                    "CIKernel", "apply: %1 is a warp kernel and needs an image")
+                                    .arg(name());
+        return {};
+    }
+    return kernel::applyKernel(*this, arguments, application(extent, roi));
+}
+
+CIColorKernel::CIColorKernel(const CIKernel& kernel)
+    : CIKernel(kernel.kind() == kernel::KernelKind::Color ? kernel : CIKernel()) {}
+
+CIColorKernel CIColorKernel::kernelWithString(const QString& source) {
+    const QList<CIKernel> found = kernelsOfKind(source, kernel::KernelKind::Color);
+    return found.isEmpty() ? CIColorKernel() : CIColorKernel(found.first());
+}
+
+CIImage CIColorKernel::applyWithExtent(const QRectF& extent, const QVariantList& arguments) const {
+    return kernel::applyKernel(*this, arguments, application(extent, {}));
+}
+
+CIWarpKernel::CIWarpKernel(const CIKernel& kernel)
+    : CIKernel(kernel.kind() == kernel::KernelKind::Warp ? kernel : CIKernel()) {}
+
+CIWarpKernel CIWarpKernel::kernelWithString(const QString& source) {
+    const QList<CIKernel> found = kernelsOfKind(source, kernel::KernelKind::Warp);
+    return found.isEmpty() ? CIWarpKernel() : CIWarpKernel(found.first());
+}
+
+CIImage CIWarpKernel::applyWithExtent(const QRectF& extent, const CIKernelROICallback& roi,
+                                      const CIImage& image, const QVariantList& arguments) const {
+    kernel::KernelApplication how = application(extent, roi);
+    how.warpInput = image;
+    return kernel::applyKernel(*this, arguments, how);
 }
 
 const kernel::PreparedProgram& CIKernel::prepared() const {

@@ -150,6 +150,9 @@ std::vector<engine::Rect> sampleBounds(const Program& program, bool fusedProduct
             case Op::Ceil:
                 r = increasing(a, [](double v) { return std::ceil(v); });
                 break;
+            case Op::Trunc:
+                r = increasing(a, [](double v) { return std::trunc(v); });
+                break;
             case Op::Fract:
                 r = between(0, 1);
                 break;
@@ -236,8 +239,9 @@ std::vector<engine::Rect> sampleBounds(const Program& program, bool fusedProduct
             out.push_back(engine::Rect::empty());
         else if (h.unbounded)
             out.push_back(engine::Rect::infinite());
-        else
-            out.push_back({h.x.lo, h.y.lo, h.x.hi - h.x.lo, h.y.hi - h.y.lo});
+        else  // grown by the bilinear neighbour, so a fixed row or column stays a region
+            out.push_back(
+                {h.x.lo - 1.0, h.y.lo - 1.0, h.x.hi - h.x.lo + 2.0, h.y.hi - h.y.lo + 2.0});
     }
     return out;
 }

@@ -23,7 +23,8 @@ namespace cif::kernel {
 // `unboundedRegisters` hold values not known in advance (colours, whose
 // working-space values depend on the render). Slots never sampled get an
 // empty rectangle. Rounding of the float arithmetic is covered by a
-// relative margin; the bilinear filter's extra pixel is not included.
+// relative margin, and the bilinear filter's extra pixel on each side is
+// included, so positions at one fixed x or y still give a region.
 std::vector<engine::Rect> sampleBounds(const Program& program, bool fusedProducts,
                                        const std::vector<Uniform>& uniforms,
                                        const std::vector<Reg>& unboundedRegisters,

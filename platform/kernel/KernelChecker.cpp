@@ -123,20 +123,44 @@ private:
     void registerFunctions() {
         for (size_t i = 0; i < m_unit.functions.size(); ++i) {
             ast::Function& fn = *m_unit.functions[i];
-            if (findBuiltin(fn.name) >= 0)
-                fail(fn.line, fn.column, "'" + fn.name + "' is the name of a built-in function");
-            if (!m_functions.emplace(fn.name, static_cast<int>(i)).second)
-                fail(fn.line, fn.column, "function '" + fn.name + "' is already defined");
+            // Sizes written as numbers are known before any call is checked.
+            for (ast::Param& p : fn.params)
+                if (p.size && p.size->kind == Expr::Kind::Number)
+                    p.arraySize = static_cast<int>(std::min(p.size->number, 1e6));
+            std::vector<int>& overloads = m_functions[fn.name];
+            for (const int other : overloads) {
+                const ast::Function& o = *m_unit.functions[other];
+                bool same = o.params.size() == fn.params.size();
+                for (size_t k = 0; same && k < fn.params.size(); ++k)
+                    same = o.params[k].type == fn.params[k].type;
+                if (same) fail(fn.line, fn.column, "function '" + fn.name + "' is already defined");
+            }
+            overloads.push_back(static_cast<int>(i));
             if (fn.isKernel) {
-                if (fn.returnType != Type::Vec4)
-                    fail(fn.line, fn.column, "kernel '" + fn.name + "' must return vec4");
+                if (fn.returnType != Type::Vec4 && fn.returnType != Type::Vec2)
+                    fail(fn.line, fn.column,
+                         "kernel '" + fn.name + "' must return vec4 (or vec2 for a warp)");
+                bool hasSample = false, hasSampler = false;
                 for (const ast::Param& p : fn.params) {
-                    if (p.type == Type::Bool)
+                    if (scalarOf(p.type) == ast::Scalar::Bool)
                         fail(p.line, p.column, "kernel parameters cannot be bool");
+                    if (ast::isMatrix(p.type))
+                        fail(p.line, p.column, "kernel parameters cannot be matrices");
+                    if (p.qualifier != ast::ParamQualifier::In)
+                        fail(p.line, p.column, "kernel parameters cannot be out or inout");
+                    hasSample = hasSample || p.isSample;
+                    hasSampler = hasSampler || p.type == Type::Sampler;
                 }
-            } else if (fn.returnType == Type::Void || fn.returnType == Type::Sampler) {
-                fail(fn.line, fn.column,
-                     "function '" + fn.name + "' must return float, vec2, vec3, vec4 or bool");
+                if (hasSample && hasSampler)
+                    fail(fn.line, fn.column,
+                         "kernel '" + fn.name + "' mixes __sample and sampler parameters");
+                if (fn.returnType == Type::Vec2 && hasSample)
+                    fail(fn.line, fn.column, "a warp kernel cannot take __sample parameters");
+            } else {
+                for (const ast::Param& p : fn.params)
+                    if (p.isSample) fail(p.line, p.column, "only kernels take __sample parameters");
+                if (fn.returnType == Type::Sampler)
+                    fail(fn.line, fn.column, "function '" + fn.name + "' cannot return a sampler");
             }
         }
     }
@@ -153,8 +177,6 @@ private:
         auto& scope = m_scopes.back();
         if (scope.count(name))
             fail(line, column, "'" + name + "' is already declared in this scope");
-        if (findBuiltin(name) >= 0 || m_functions.count(name))
-            fail(line, column, "'" + name + "' is the name of a function");
         symbol.name = name;
         m_unit.symbols.push_back(symbol);
         const int id = static_cast<int>(m_unit.symbols.size()) - 1;
@@ -173,10 +195,8 @@ private:
     // ---- declarations ----
 
     void checkGlobal(Stmt& decl) {
-        if (decl.isInt) fail(decl.line, decl.column, "int is only allowed as a loop index");
         if (decl.declType == Type::Sampler || decl.declType == Type::Void)
-            fail(decl.line, decl.column,
-                 "globals must be float, vec2, vec3, vec4, __color or bool");
+            fail(decl.line, decl.column, "globals cannot be samplers or void");
         for (ast::Declarator& d : decl.declarators) {
             if (!d.init || (checkExpr(*d.init), !isConstantExpr(*d.init))) {
                 fail(d.line, d.column,
@@ -186,14 +206,47 @@ private:
         }
     }
 
+    // The size of an array: a constant int from 1 to kMaxArraySize.
+    int arraySize(Expr& size) {
+        checkExpr(size);
+        const std::optional<double> v = constValue(size);
+        if (!v || *v != std::floor(*v) || *v < 1 || *v > kMaxArraySize)
+            fail(size.line, size.column,
+                 "an array size must be a constant from 1 to " + std::to_string(kMaxArraySize));
+        return static_cast<int>(*v);
+    }
+
     void declareVariable(Stmt& decl, ast::Declarator& d, bool global) {
         ast::Symbol symbol;
         symbol.type = decl.declType;
         symbol.isConst = decl.isConst;
         symbol.isGlobal = global;
+        if (d.size) {
+            symbol.arraySize = arraySize(*d.size);
+            if (d.init) {
+                const Expr& init = *d.init;
+                if (!init.arrayCtor)
+                    fail(init.line, init.column, "an array is initialised with its elements");
+                if (init.arraySize != symbol.arraySize)
+                    fail(init.line, init.column,
+                         "'" + d.name + "' has " + std::to_string(symbol.arraySize) +
+                             " elements, the initialiser " + std::to_string(init.arraySize));
+                for (const auto& element : init.args)
+                    if (!converts(decl.declType, element->type))
+                        fail(element->line, element->column,
+                             std::string("cannot make a ") + ast::typeName(decl.declType) +
+                                 " element of " + ast::typeName(element->type));
+            } else if (decl.isConst) {
+                fail(d.line, d.column, "const '" + d.name + "' must be initialised");
+            }
+            d.symbol = declare(d.name, d.line, d.column, symbol);
+            return;
+        }
         if (d.init) {
+            if (d.init->arrayCtor || d.init->arraySize > 0)
+                fail(d.init->line, d.init->column, "'" + d.name + "' is not an array");
             d.widen = checkConversion(decl.declType, d.init->type, d.line, d.column);
-            if (decl.isConst && decl.declType == Type::Float) {
+            if (decl.isConst && ast::componentCount(decl.declType) == 1) {
                 if (auto v = constValue(*d.init)) {
                     symbol.hasConstValue = true;
                     symbol.constValue = *v;
@@ -205,10 +258,22 @@ private:
         d.symbol = declare(d.name, d.line, d.column, symbol);
     }
 
+    // The float type of the same shape as an int type; other types as they are.
+    static Type floatOf(Type t) {
+        if (scalarOf(t) != ast::Scalar::Int) return t;
+        return ast::vectorOf(ast::Scalar::Float, ast::componentCount(t));
+    }
+
+    // Whether `from` converts to `to` without a constructor: the same type,
+    // or ints to floats of the same shape (held alike at run time).
+    static bool converts(Type to, Type from) {
+        return to == from || (scalarOf(from) == ast::Scalar::Int && floatOf(from) == to);
+    }
+
     // Whether a value of type `from` may be stored in `to`; true when it is
     // the vec2 -> vec4 widening (x, y, 0, 1).
     static bool checkConversion(Type to, Type from, int line, int column) {
-        if (to == from) return false;
+        if (converts(to, from)) return false;
         if (to == Type::Vec4 && from == Type::Vec2) return true;
         fail(line, column,
              std::string("cannot assign ") + ast::typeName(from) + " to " + ast::typeName(to));
@@ -222,16 +287,34 @@ private:
         for (ast::Param& p : fn.params) {
             ast::Symbol symbol;
             symbol.type = p.type;
+            if (p.size) {
+                if (fn.isKernel) fail(p.line, p.column, "kernel parameters cannot be arrays");
+                p.arraySize = arraySize(*p.size);
+                symbol.arraySize = p.arraySize;
+            }
             symbol.isConst = p.isConst || p.type == Type::Sampler;
             p.symbol = declare(p.name, p.line, p.column, symbol);
         }
         checkStmt(*fn.body);
-        if (!alwaysReturns(*fn.body)) {
+        assignLoopBudgets(*fn.body, 0);
+        if (fn.returnType != Type::Void && !alwaysReturns(*fn.body)) {
             fail(fn.line, fn.column,
                  "function '" + fn.name + "' can reach its end without returning a value");
         }
         m_scopes.pop_back();
         m_current = -1;
+    }
+
+    static void assignLoopBudgets(Stmt& s, int dynamicDepth) {
+        const bool loop = s.kind == Stmt::Kind::For || s.kind == Stmt::Kind::While ||
+                          s.kind == Stmt::Kind::DoWhile;
+        if (loop && !s.loop.known) {
+            s.loop.budget =
+                std::max(1L, kMaxDynamicLoopIterations >> (2 * std::min(dynamicDepth, 3)));
+            ++dynamicDepth;
+        }
+        for (auto& child : s.body)
+            if (child) assignLoopBudgets(*child, dynamicDepth);
     }
 
     static bool alwaysReturns(const Stmt& s) {
@@ -259,7 +342,6 @@ private:
                 m_scopes.pop_back();
                 break;
             case Stmt::Kind::Decl:
-                if (s.isInt) fail(s.line, s.column, "int is only allowed as a loop index");
                 if (s.declType == Type::Sampler)
                     fail(s.line, s.column, "sampler variables are not supported");
                 for (ast::Declarator& d : s.declarators) {
@@ -283,11 +365,34 @@ private:
             case Stmt::Kind::For:
                 checkFor(s);
                 break;
+            case Stmt::Kind::While:
+            case Stmt::Kind::DoWhile:
+                m_scopes.emplace_back();
+                checkExpr(*s.expr);
+                if (s.expr->type != Type::Bool)
+                    fail(s.expr->line, s.expr->column, "the loop condition must be bool");
+                ++m_loopDepth;
+                checkStmt(*s.body[0]);
+                --m_loopDepth;
+                m_scopes.pop_back();
+                break;
+            case Stmt::Kind::Break:
+            case Stmt::Kind::Continue:
+                if (m_loopDepth == 0)
+                    fail(s.line, s.column,
+                         std::string("'") + (s.kind == Stmt::Kind::Break ? "break" : "continue") +
+                             "' outside a loop");
+                break;
             case Stmt::Kind::Return: {
                 const ast::Function& fn = *m_unit.functions[m_current];
+                if (fn.returnType == Type::Void) {
+                    if (s.expr)
+                        fail(s.line, s.column, "void function '" + fn.name + "' returns a value");
+                    break;
+                }
                 if (!s.expr) fail(s.line, s.column, "'return' needs a value");
                 checkExpr(*s.expr);
-                if (s.expr->type != fn.returnType) {
+                if (!converts(fn.returnType, s.expr->type)) {
                     fail(s.expr->line, s.expr->column,
                          std::string("cannot return ") + ast::typeName(s.expr->type) + " from '" +
                              fn.name + "', which returns " + ast::typeName(fn.returnType));
@@ -297,81 +402,104 @@ private:
         }
     }
 
+    // Whether `s` assigns to `symbol` anywhere (then a loop on it has no
+    // count known in advance).
+    bool assigns(const Expr& e, int symbol) const {
+        if ((e.kind == Expr::Kind::Assign || e.kind == Expr::Kind::IncDec)) {
+            const Expr* target = e.args[0].get();
+            while (target->kind == Expr::Kind::Swizzle || target->kind == Expr::Kind::Index)
+                target = target->args[0].get();
+            if (target->kind == Expr::Kind::Name && target->symbol == symbol) return true;
+        }
+        if (e.kind == Expr::Kind::Call && e.callKind == ast::CallKind::Function) {
+            const ast::Function& fn = *m_unit.functions[e.callee];
+            for (size_t i = 0; i < e.args.size(); ++i) {
+                const Expr* arg = e.args[i].get();
+                while (arg->kind == Expr::Kind::Swizzle || arg->kind == Expr::Kind::Index)
+                    arg = arg->args[0].get();
+                if (fn.params[i].qualifier != ast::ParamQualifier::In &&
+                    arg->kind == Expr::Kind::Name && arg->symbol == symbol)
+                    return true;
+            }
+        }
+        for (const auto& a : e.args)
+            if (assigns(*a, symbol)) return true;
+        return false;
+    }
+    bool assigns(const Stmt& s, int symbol) const {
+        if (s.expr && assigns(*s.expr, symbol)) return true;
+        if (s.step && assigns(*s.step, symbol)) return true;
+        for (const auto& d : s.declarators)
+            if (d.init && assigns(*d.init, symbol)) return true;
+        for (const auto& b : s.body)
+            if (b && assigns(*b, symbol)) return true;
+        return false;
+    }
+
     void checkFor(Stmt& s) {
         m_scopes.emplace_back();
-        Stmt& init = *s.body[0];
+        if (s.body[0]) checkStmt(*s.body[0]);
+        if (s.expr) {
+            checkExpr(*s.expr);
+            if (s.expr->type != Type::Bool)
+                fail(s.expr->line, s.expr->column, "the loop condition must be bool");
+        }
+        if (s.step) checkExpr(*s.step);
+        m_scopes.emplace_back();
+        ++m_loopDepth;
+        checkStmt(*s.body[1]);
+        --m_loopDepth;
+        m_scopes.pop_back();
+        m_scopes.pop_back();
+        findLoopRange(s);
+    }
+
+    // Recognises for (T i = A; i < B; i++) and its kin, with A, B and the
+    // step constants and i left alone by the body: its count is known, and
+    // a loop of kMaxLoopIterations or more is refused here.
+    void findLoopRange(Stmt& s) {
         ast::LoopRange& r = s.loop;
-        if (init.declarators.size() != 1 || !init.declarators[0].init || init.isConst ||
-            init.declType != Type::Float) {
-            fail(init.line, init.column,
-                 "a for loop must declare one int or float index with a start value");
-        }
-        ast::Declarator& index = init.declarators[0];
-        checkExpr(*index.init);
+        const Stmt* init = s.body[0].get();
+        if (!init || init->kind != Stmt::Kind::Decl || init->declarators.size() != 1 || !s.expr ||
+            !s.step)
+            return;
+        const ast::Declarator& index = init->declarators[0];
+        if (!index.init || (init->declType != Type::Float && init->declType != Type::Int)) return;
         const std::optional<double> start = constValue(*index.init);
-        if (!start) fail(index.init->line, index.init->column, "the loop start must be a constant");
-        ast::Symbol symbol;
-        symbol.type = Type::Float;
-        symbol.isLoopIndex = true;
-        index.symbol = declare(index.name, index.line, index.column, symbol);
-        r.indexSymbol = index.symbol;
-        r.isInt = init.isInt;
-        r.start = *start;
-
-        // Condition: index <op> constant.
-        Expr& cond = *s.expr;
-        checkExpr(cond);
-        if (cond.kind != Expr::Kind::Binary || !isComparison(cond.op) || cond.op == "==" ||
-            cond.args[0]->kind != Expr::Kind::Name || cond.args[0]->symbol != index.symbol) {
-            fail(cond.line, cond.column,
-                 "the loop condition must compare the index with a constant, as in i < 10");
-        }
+        const Expr& cond = *s.expr;
+        if (!start || cond.kind != Expr::Kind::Binary || !isComparison(cond.op) ||
+            cond.op == "==" || cond.args[0]->kind != Expr::Kind::Name ||
+            cond.args[0]->symbol != index.symbol)
+            return;
         const std::optional<double> bound = constValue(*cond.args[1]);
-        if (!bound)
-            fail(cond.args[1]->line, cond.args[1]->column, "the loop bound must be a constant");
-        r.compare = cond.op;
-        r.bound = *bound;
-
-        // Step: i++, ++i, i--, --i, i += C, i -= C.
-        Expr& step = *s.step;
+        const Expr& step = *s.step;
         std::optional<double> delta;
-        const char* stepMessage = "the loop step must be i++, i--, i += C or i -= C";
         if (step.kind == Expr::Kind::IncDec) {
             delta = step.op == "++" ? 1.0 : -1.0;
         } else if (step.kind == Expr::Kind::Assign && (step.op == "+=" || step.op == "-=")) {
-            checkExpr(*step.args[1]);
             delta = constValue(*step.args[1]);
-            if (!delta)
-                fail(step.args[1]->line, step.args[1]->column, "the loop step must be a constant");
-            if (step.op == "-=") delta = -*delta;
-        } else {
-            fail(step.line, step.column, stepMessage);
+            if (delta && step.op == "-=") delta = -*delta;
         }
-        if (step.args[0]->kind != Expr::Kind::Name || step.args[0]->name != index.name)
-            fail(step.line, step.column, stepMessage);
-        step.args[0]->symbol = index.symbol;
-        step.args[0]->type = Type::Float;
-        step.type = Type::Float;
+        if (!bound || !delta || step.args[0]->kind != Expr::Kind::Name ||
+            step.args[0]->symbol != index.symbol || assigns(*s.body[1], index.symbol))
+            return;
+        r.isInt = init->declType == Type::Int;
+        r.start = *start;
+        r.bound = *bound;
         r.step = *delta;
-
-        if (r.isInt) {
-            for (double v : {r.start, r.bound, r.step}) {
-                // Checked before any conversion to an integer.
-                if (!std::isfinite(v) || std::floor(v) != v || std::fabs(v) > 2147483647.0)
-                    fail(init.line, init.column, "an int loop needs integer start, bound and step");
-            }
-        } else if (!std::isfinite(r.start) || !std::isfinite(r.bound) || !std::isfinite(r.step)) {
-            fail(init.line, init.column, "the loop start, bound and step must be finite");
+        r.compare = cond.op;
+        r.indexSymbol = index.symbol;
+        for (double v : {r.start, r.bound, r.step}) {
+            if (!std::isfinite(v) ||
+                (r.isInt && (std::floor(v) != v || std::fabs(v) > 2147483647.0)))
+                return;
         }
+        r.known = true;
         r.iterations = runLoop(r, [](float) {});
         if (r.iterations >= kMaxLoopIterations) {
             fail(s.line, s.column,
                  "loop must run fewer than " + std::to_string(kMaxLoopIterations) + " times");
         }
-        m_scopes.emplace_back();
-        checkStmt(*s.body[1]);
-        m_scopes.pop_back();
-        m_scopes.pop_back();
     }
 
     // ---- expressions ----
@@ -399,7 +527,7 @@ private:
                 if (e.op == "+") return x + y;
                 if (e.op == "-") return x - y;
                 if (e.op == "*") return x * y;
-                if (e.op == "/") return x / y;
+                if (e.op == "/") return e.type == Type::Int ? std::trunc(x / y) : x / y;
                 return std::nullopt;
             }
             default:
@@ -442,13 +570,30 @@ private:
 
     void checkExpr(Expr& e) {
         for (auto& a : e.args) {
-            // Call arguments and assignment targets are checked by their cases.
+            // Call arguments are checked by their case.
             if (e.kind == Expr::Kind::Call) break;
             checkExpr(*a);
         }
+        // A whole array is only indexed or passed to a helper.
+        for (size_t i = 0; i < e.args.size() && e.kind != Expr::Kind::Call; ++i) {
+            if (e.args[i]->arraySize > 0 && !(e.kind == Expr::Kind::Index && i == 0))
+                typeError(*e.args[i], "array '" + e.args[i]->name + "' must be indexed");
+        }
+        if (e.kind == Expr::Kind::Call && e.arrayCtor) {
+            for (auto& a : e.args) {
+                checkExpr(*a);
+                if (a->arraySize > 0) typeError(*a, "arrays cannot hold arrays");
+            }
+            e.type = constructorType(e.name);
+            e.arraySize = static_cast<int>(e.args.size());
+            if (e.arraySizeExpr && arraySize(*e.arraySizeExpr) != e.arraySize)
+                typeError(e, "the array constructor's size and element count differ");
+            if (e.args.empty()) typeError(e, "an array needs elements");
+            return;
+        }
         switch (e.kind) {
             case Expr::Kind::Number:
-                e.type = Type::Float;
+                e.type = e.integer ? Type::Int : Type::Float;
                 break;
             case Expr::Kind::Bool:
                 e.type = Type::Bool;
@@ -461,6 +606,7 @@ private:
                     typeError(e, "unknown identifier '" + e.name + "'");
                 }
                 e.type = m_unit.symbols[e.symbol].type;
+                e.arraySize = m_unit.symbols[e.symbol].arraySize;
                 break;
             }
             case Expr::Kind::Unary: {
@@ -468,8 +614,9 @@ private:
                 if (e.op == "!") {
                     if (t != Type::Bool)
                         typeError(e, std::string("'!' needs a bool, not ") + ast::typeName(t));
-                } else if (!ast::isNumeric(t)) {
-                    typeError(e, "'" + e.op + "' needs a float or vector, not " + ast::typeName(t));
+                } else if (!ast::isNumeric(t) && !ast::isMatrix(t)) {
+                    typeError(e, "'" + e.op + "' needs a number, vector or matrix, not " +
+                                     ast::typeName(t));
                 }
                 e.type = t;
                 break;
@@ -482,17 +629,20 @@ private:
                 const Type to = e.args[0]->type, from = e.args[1]->type;
                 if (e.op == "=") {
                     e.widen = checkConversion(to, from, e.line, e.column);
-                } else if (!ast::isNumeric(to) || (from != to && from != Type::Float)) {
-                    typeError(e, std::string("cannot apply '") + e.op + "' to " +
-                                     ast::typeName(to) + " and " + ast::typeName(from));
+                } else {
+                    // a op= b means a = a op b, which must give a's type back.
+                    const Type result = arithmeticType(e.op.substr(0, 1), to, from);
+                    if (result == Type::Void || !converts(to, result))
+                        typeError(e, std::string("cannot apply '") + e.op + "' to " +
+                                         ast::typeName(to) + " and " + ast::typeName(from));
                 }
                 e.type = to;
                 break;
             }
             case Expr::Kind::IncDec:
                 checkLvalue(*e.args[0]);
-                if (!ast::isNumeric(e.args[0]->type))
-                    typeError(e, "'" + e.op + "' needs a float or vector, not " +
+                if (!ast::isNumeric(e.args[0]->type) && !ast::isMatrix(e.args[0]->type))
+                    typeError(e, "'" + e.op + "' needs a number, vector or matrix, not " +
                                      ast::typeName(e.args[0]->type));
                 e.type = e.args[0]->type;
                 break;
@@ -500,20 +650,76 @@ private:
                 if (e.args[0]->type != Type::Bool)
                     typeError(*e.args[0], "the condition of '?:' must be bool");
                 const Type a = e.args[1]->type, b = e.args[2]->type;
-                if (a != b)
+                if (!converts(a, b) && !converts(b, a))
                     typeError(e, std::string("the branches of '?:' have different types ") +
                                      ast::typeName(a) + " and " + ast::typeName(b));
                 if (a == Type::Sampler) typeError(e, "'?:' cannot choose between samplers");
-                e.type = a;
+                e.type = converts(a, b) ? a : b;
                 break;
             }
             case Expr::Kind::Swizzle:
                 checkSwizzle(e);
                 break;
+            case Expr::Kind::Index: {
+                const Type base = e.args[0]->type;
+                const Expr& index = *e.args[1];
+                if (!ast::isNumeric(index.type) || ast::componentCount(index.type) != 1)
+                    typeError(index, std::string("an index must be an int, not ") +
+                                         ast::typeName(index.type));
+                if (e.args[0]->arraySize > 0) {
+                    const int size = e.args[0]->arraySize;
+                    if (auto v = constValue(index); v && (*v < 0 || *v >= size))
+                        typeError(index, "index " + std::to_string(static_cast<long>(*v)) +
+                                             " is out of range for an array of " +
+                                             std::to_string(size));
+                    e.type = base;
+                    break;
+                }
+                const int n =
+                    ast::isMatrix(base) ? ast::matrixSize(base) : ast::componentCount(base);
+                if (scalarOf(base) == ast::Scalar::None || n < 2)
+                    typeError(e, std::string("cannot index ") + ast::typeName(base));
+                if (auto v = constValue(index); v && (*v < 0 || *v >= n))
+                    typeError(index, "index " + std::to_string(static_cast<long>(*v)) +
+                                         " is out of range for " + ast::typeName(base));
+                e.type = ast::isMatrix(base) ? ast::vectorOf(ast::Scalar::Float, n)
+                                             : ast::vectorOf(scalarOf(base), 1);
+                break;
+            }
             case Expr::Kind::Call:
                 checkCall(e);
                 break;
         }
+    }
+
+    // The type of a op b for + - * /, or Void when they do not combine.
+    // Ints mix with floats (as floats); a scalar combines with a vector or
+    // matrix componentwise; matrix * vector and matrix * matrix are
+    // products.
+    static Type arithmeticType(const std::string& op, Type a, Type b) {
+        const ast::Scalar ka = scalarOf(a), kb = scalarOf(b);
+        if (ka == ast::Scalar::Bool || kb == ast::Scalar::Bool || ka == ast::Scalar::None ||
+            kb == ast::Scalar::None)
+            return Type::Void;
+        const ast::Scalar k = (ka == ast::Scalar::Float || kb == ast::Scalar::Float)
+                                  ? ast::Scalar::Float
+                                  : ast::Scalar::Int;
+        const int na = ast::componentCount(a), nb = ast::componentCount(b);
+        const bool ma = ast::isMatrix(a), mb = ast::isMatrix(b);
+        if (ma || mb) {
+            if (k != ast::Scalar::Float) return Type::Void;
+            if (na == 1) return b;
+            if (nb == 1) return a;
+            if (ma && mb) return a == b ? a : Type::Void;
+            if (op != "*") return Type::Void;
+            const int size = ast::matrixSize(ma ? a : b);
+            const Type v = ma ? b : a;
+            return ast::componentCount(v) == size ? floatOf(v) : Type::Void;
+        }
+        if (na == nb) return ast::vectorOf(k, na);
+        if (na == 1) return ast::vectorOf(k, nb);
+        if (nb == 1) return ast::vectorOf(k, na);
+        return Type::Void;
     }
 
     void checkBinary(Expr& e) {
@@ -523,32 +729,26 @@ private:
             typeError(
                 e, "'" + op + "' cannot combine " + ast::typeName(a) + " and " + ast::typeName(b));
         };
-        if (op == "&&" || op == "||") {
+        if (op == "&&" || op == "||" || op == "^^") {
             if (a != Type::Bool || b != Type::Bool) bad();
             e.type = Type::Bool;
         } else if (op == "==" || op == "!=") {
-            if (a != b || (a != Type::Float && a != Type::Bool)) bad();
+            if ((!converts(a, b) && !converts(b, a)) || a == Type::Sampler) bad();
             e.type = Type::Bool;
         } else if (isComparison(op)) {
-            if (a != Type::Float || b != Type::Float) bad();
+            if (!ast::isNumeric(a) || !ast::isNumeric(b) || ast::componentCount(a) != 1 ||
+                ast::componentCount(b) != 1)
+                bad();
             e.type = Type::Bool;
         } else {
-            if (!ast::isNumeric(a) || !ast::isNumeric(b)) bad();
-            if (a == b || b == Type::Float) {
-                e.type = a;
-            } else if (a == Type::Float) {
-                e.type = b;
-            } else {
-                bad();
-            }
+            e.type = arithmeticType(op, a, b);
+            if (e.type == Type::Void) bad();
         }
     }
 
     void checkLvalue(Expr& target) {
         if (target.kind == Expr::Kind::Name) {
             const ast::Symbol& s = m_unit.symbols[target.symbol];
-            if (s.isLoopIndex)
-                typeError(target, "the loop index '" + s.name + "' cannot be changed in the loop");
             if (s.type == Type::Sampler)
                 typeError(target, "cannot assign to sampler '" + s.name + "'");
             if (s.isConst) typeError(target, "cannot assign to const '" + s.name + "'");
@@ -565,13 +765,17 @@ private:
             checkLvalue(*target.args[0]);
             return;
         }
+        if (target.kind == Expr::Kind::Index) {
+            checkLvalue(*target.args[0]);
+            return;
+        }
         typeError(target, "cannot assign to this expression");
     }
 
     void checkSwizzle(Expr& e) {
         const Type base = e.args[0]->type;
         const int n = ast::componentCount(base);
-        if (!ast::isNumeric(base) || base == Type::Float)
+        if (!ast::isScalarOrVector(base) || n < 2)
             typeError(e, std::string("cannot take components of ") + ast::typeName(base));
         static const char* const sets[] = {"xyzw", "rgba", "stpq"};
         if (e.name.size() > 4) typeError(e, "swizzle '" + e.name + "' has more than 4 components");
@@ -595,19 +799,47 @@ private:
             e.swizzle[i] = found;
         }
         e.swizzleCount = static_cast<int>(e.name.size());
-        e.type = ast::vectorType(e.swizzleCount);
+        e.type = ast::vectorOf(scalarOf(base), e.swizzleCount);
+    }
+
+    static Type constructorType(const std::string& name) {
+        static const std::pair<const char*, Type> kCtors[] = {
+            {"float", Type::Float}, {"vec2", Type::Vec2},    {"vec3", Type::Vec3},
+            {"vec4", Type::Vec4},   {"__color", Type::Vec4}, {"int", Type::Int},
+            {"ivec2", Type::IVec2}, {"ivec3", Type::IVec3},  {"ivec4", Type::IVec4},
+            {"bool", Type::Bool},   {"bvec2", Type::BVec2},  {"bvec3", Type::BVec3},
+            {"bvec4", Type::BVec4}, {"mat2", Type::Mat2},    {"mat3", Type::Mat3},
+            {"mat4", Type::Mat4}};
+        for (const auto& [word, type] : kCtors)
+            if (name == word) return type;
+        return Type::Void;
+    }
+
+    // How well a call's arguments fit a function's parameters: 2 exactly, 1
+    // with int-to-float conversions, 0 not at all.
+    int fit(const Expr& call, const ast::Function& fn) const {
+        if (call.args.size() != fn.params.size()) return 0;
+        int score = 2;
+        for (size_t i = 0; i < call.args.size(); ++i) {
+            const Type have = call.args[i]->type, want = fn.params[i].type;
+            if (call.args[i]->arraySize != fn.params[i].arraySize) return 0;
+            if (have == want) continue;
+            // out and inout arguments are written back: no conversion.
+            if (fn.params[i].qualifier != ast::ParamQualifier::In || !converts(want, have))
+                return 0;
+            score = 1;
+        }
+        return score;
     }
 
     void checkCall(Expr& e) {
         for (auto& a : e.args)
             checkExpr(*a);
-        // Constructors.
-        Type ctor = Type::Void;
-        if (e.name == "float") ctor = Type::Float;
-        if (e.name == "vec2") ctor = Type::Vec2;
-        if (e.name == "vec3") ctor = Type::Vec3;
-        if (e.name == "vec4" || e.name == "__color") ctor = Type::Vec4;
-        if (e.name == "bool" || e.name == "int" || e.name == "sampler" || e.name == "void")
+        const Type ctor = constructorType(e.name);
+        for (const auto& a : e.args)
+            if (a->arraySize > 0 && !m_functions.count(e.name))
+                typeError(*a, "array '" + a->name + "' must be indexed");
+        if (e.name == "sampler" || e.name == "void" || e.name == "__sample" || e.name == "__table")
             typeError(e, "'" + e.name + "(...)' is not supported");
         if (ctor != Type::Void) {
             e.callKind = ast::CallKind::Constructor;
@@ -615,26 +847,41 @@ private:
             checkConstructor(e, ctor);
             return;
         }
-        auto fit = m_functions.find(e.name);
-        if (fit != m_functions.end()) {
-            const ast::Function& fn = *m_unit.functions[fit->second];
-            if (fn.isKernel) typeError(e, "cannot call kernel '" + fn.name + "'");
-            if (e.args.size() != fn.params.size())
-                typeError(e, "'" + fn.name + "' takes " + std::to_string(fn.params.size()) +
-                                 " arguments, not " + std::to_string(e.args.size()));
-            for (size_t i = 0; i < e.args.size(); ++i) {
-                const Expr& a = *e.args[i];
-                if (a.type != fn.params[i].type)
-                    typeError(a, "argument " + std::to_string(i + 1) + " of '" + fn.name +
-                                     "' must be " + ast::typeName(fn.params[i].type) + ", not " +
-                                     ast::typeName(a.type));
+        // The kernel's own functions first (they may overload or take the
+        // name of a built-in), then the built-ins.
+        auto fit_ = m_functions.find(e.name);
+        if (fit_ != m_functions.end()) {
+            int best = -1, bestScore = 0, tied = 0;
+            for (const int f : fit_->second) {
+                const int score = fit(e, *m_unit.functions[f]);
+                if (score > bestScore) {
+                    best = f;
+                    bestScore = score;
+                    tied = 0;
+                } else if (score == bestScore && score > 0) {
+                    ++tied;
+                }
             }
-            e.callKind = ast::CallKind::Function;
-            e.callee = fit->second;
-            e.type = fn.returnType;
-            if (m_current < 0) typeError(e, "functions cannot be called at global scope");
-            m_unit.functions[m_current]->calls.push_back({e.callee, e.line, e.column});
-            return;
+            if (best >= 0 && tied > 0) typeError(e, "the call " + signature(e) + " is ambiguous");
+            if (best >= 0) {
+                const ast::Function& fn = *m_unit.functions[best];
+                if (fn.isKernel) typeError(e, "cannot call kernel '" + fn.name + "'");
+                for (size_t i = 0; i < e.args.size(); ++i)
+                    if (fn.params[i].qualifier != ast::ParamQualifier::In) checkLvalue(*e.args[i]);
+                e.callKind = ast::CallKind::Function;
+                e.callee = best;
+                e.type = fn.returnType;
+                if (m_current < 0) typeError(e, "functions cannot be called at global scope");
+                m_unit.functions[m_current]->calls.push_back({e.callee, e.line, e.column});
+                return;
+            }
+            if (findBuiltin(e.name) < 0) {
+                const ast::Function& fn = *m_unit.functions[fit_->second.front()];
+                if (fit_->second.size() == 1 && e.args.size() != fn.params.size())
+                    typeError(e, "'" + fn.name + "' takes " + std::to_string(fn.params.size()) +
+                                     " arguments, not " + std::to_string(e.args.size()));
+                typeError(e, "no function " + signature(e));
+            }
         }
         const int b = findBuiltin(e.name);
         if (b < 0) typeError(e, "unknown function '" + e.name + "'");
@@ -655,7 +902,7 @@ private:
     void checkBuiltin(Expr& e, const BuiltinInfo& info) {
         const int n = static_cast<int>(e.args.size());
         if (n < info.minArgs || n > info.maxArgs) typeError(e, "no function " + signature(e));
-        auto argType = [&](int i) { return e.args[i]->type; };
+        auto argType = [&](int i) { return floatOf(e.args[i]->type); };
         bool ok = true;
         switch (info.shape) {
             case BuiltinShape::Gen: {
@@ -697,6 +944,29 @@ private:
             case BuiltinShape::NoArgs:
                 e.type = info.result;
                 break;
+            case BuiltinShape::Relational: {
+                const Type a = e.args[0]->type, b = e.args[1]->type;
+                const bool boolsToo = info.id == Builtin::Equal || info.id == Builtin::NotEqual;
+                ok = a == b && ast::isScalarOrVector(a) && ast::componentCount(a) > 1 &&
+                     (scalarOf(a) != ast::Scalar::Bool || boolsToo);
+                e.type = ast::vectorOf(ast::Scalar::Bool, ast::componentCount(a));
+                break;
+            }
+            case BuiltinShape::BoolReduce:
+            case BuiltinShape::BoolVector: {
+                const Type a = e.args[0]->type;
+                ok = scalarOf(a) == ast::Scalar::Bool && ast::componentCount(a) > 1;
+                e.type = info.shape == BuiltinShape::BoolReduce ? Type::Bool : a;
+                break;
+            }
+            case BuiltinShape::MatrixPair:
+                ok = ast::isMatrix(e.args[0]->type) && e.args[0]->type == e.args[1]->type;
+                e.type = e.args[0]->type;
+                break;
+            case BuiltinShape::FloatToVec2:
+                ok = argType(0) == Type::Float;
+                e.type = Type::Vec2;
+                break;
         }
         if (!ok) typeError(e, "no function " + signature(e));
     }
@@ -704,17 +974,24 @@ private:
     void checkConstructor(Expr& e, Type ctor) {
         const int need = ast::componentCount(ctor);
         if (e.args.empty()) typeError(e, "'" + e.name + "(...)' needs arguments");
+        e.ctorFrom = e.args.size() == 1 ? e.args[0]->type : Type::Void;
+        // A matrix from one scalar (a diagonal) or one matrix (resized).
+        if (ast::isMatrix(ctor) && e.args.size() == 1 &&
+            (ast::isMatrix(e.args[0]->type) || ast::componentCount(e.args[0]->type) == 1) &&
+            scalarOf(e.args[0]->type) != ast::Scalar::Bool)
+            return;
         int have = 0;
         for (size_t i = 0; i < e.args.size(); ++i) {
             const Expr& a = *e.args[i];
-            if (!ast::isNumeric(a.type) && a.type != Type::Bool)
+            if (scalarOf(a.type) == ast::Scalar::None ||
+                (ast::isMatrix(a.type) && !ast::isMatrix(ctor)))
                 typeError(a,
                           std::string("cannot build ") + e.name + " from " + ast::typeName(a.type));
             if (have >= need) typeError(a, "too many arguments to '" + e.name + "(...)'");
             have += ast::componentCount(a.type);
         }
         // One scalar broadcasts; one vector may be truncated (vec3(vec4)).
-        if (e.args.size() == 1) return;
+        if (e.args.size() == 1 && !ast::isMatrix(ctor)) return;
         if (have < need) typeError(e, "not enough components for '" + e.name + "(...)'");
     }
 
@@ -784,14 +1061,30 @@ private:
                 return c;
             case Stmt::Kind::Expr:
             case Stmt::Kind::Return:
-                return addCost(c, exprCost(*s.expr));
+                return s.expr ? addCost(c, exprCost(*s.expr)) : c;
             case Stmt::Kind::If:
                 c = addCost(c, exprCost(*s.expr));
                 for (const auto& child : s.body)
                     c = addCost(c, stmtCost(*child));
                 return c;
-            case Stmt::Kind::For:
-                return mulCost(s.loop.iterations, stmtCost(*s.body[1]));
+            case Stmt::Kind::For: {
+                // A loop of unknown count is unrolled up to its budget.
+                const long n = s.loop.known ? s.loop.iterations : s.loop.budget;
+                long body = stmtCost(*s.body[1]);
+                // A known count's index is a constant in each iteration.
+                if (!s.loop.known) {
+                    if (s.expr) body = addCost(body, exprCost(*s.expr));
+                    if (s.step) body = addCost(body, exprCost(*s.step));
+                    body = addCost(body, s.body[0] ? stmtCost(*s.body[0]) : 0);
+                }
+                return mulCost(n, body);
+            }
+            case Stmt::Kind::While:
+            case Stmt::Kind::DoWhile:
+                return mulCost(s.loop.budget, addCost(exprCost(*s.expr), stmtCost(*s.body[0])));
+            case Stmt::Kind::Break:
+            case Stmt::Kind::Continue:
+                return c;
         }
         return c;
     }
@@ -823,9 +1116,10 @@ private:
     }
 
     ast::Unit& m_unit;
-    std::unordered_map<std::string, int> m_functions;
+    std::unordered_map<std::string, std::vector<int>> m_functions;
     std::vector<std::unordered_map<std::string, int>> m_scopes;
     int m_current = -1;
+    int m_loopDepth = 0;
 };
 
 }  // namespace

@@ -19,6 +19,11 @@ enum class BuiltinShape : unsigned char {
     SamplerOnly,  // f(sampler)
     SamplerVec2,  // f(sampler, vec2)
     NoArgs,       // destCoord()
+    Relational,   // bvec f(vec, vec) or f(ivec, ivec); equal and notEqual also on bvec
+    BoolReduce,   // bool f(bvec): any, all
+    BoolVector,   // bvec f(bvec): not
+    MatrixPair,   // mat f(mat, mat): matrixCompMult
+    FloatToVec2,  // vec2 f(float): cossin
 };
 
 // The language's built-in functions: id, name, argument count range, shape,
@@ -66,7 +71,25 @@ enum class BuiltinShape : unsigned char {
     X(Acos, "acos", 1, 1, Gen, 0, Void, 1)                                 \
     X(Atan, "atan", 1, 2, Gen, 0, Void, 1)                                 \
     X(Radians, "radians", 1, 1, Gen, 0, Void, 1)                           \
-    X(Degrees, "degrees", 1, 1, Gen, 0, Void, 1)
+    X(Degrees, "degrees", 1, 1, Gen, 0, Void, 1)                           \
+    X(Reflect, "reflect", 2, 2, Gen, 0, Void, 9)                           \
+    X(Refract, "refract", 3, 3, Gen, 4, Void, 16)                          \
+    X(Faceforward, "faceforward", 3, 3, Gen, 0, Void, 9)                   \
+    X(MatrixCompMult, "matrixCompMult", 2, 2, MatrixPair, 0, Void, 1)      \
+    X(LessThan, "lessThan", 2, 2, Relational, 0, Void, 1)                  \
+    X(LessThanEqual, "lessThanEqual", 2, 2, Relational, 0, Void, 1)        \
+    X(GreaterThan, "greaterThan", 2, 2, Relational, 0, Void, 1)            \
+    X(GreaterThanEqual, "greaterThanEqual", 2, 2, Relational, 0, Void, 1)  \
+    X(Equal, "equal", 2, 2, Relational, 0, Void, 1)                        \
+    X(NotEqual, "notEqual", 2, 2, Relational, 0, Void, 1)                  \
+    X(Any, "any", 1, 1, BoolReduce, 0, Bool, 1)                            \
+    X(All, "all", 1, 1, BoolReduce, 0, Bool, 1)                            \
+    X(Not, "not", 1, 1, BoolVector, 0, Void, 1)                            \
+    X(FastCos, "cos_", 1, 1, Gen, 0, Void, 1)                              \
+    X(FastSin, "sin_", 1, 1, Gen, 0, Void, 1)                              \
+    X(FastTan, "tan_", 1, 1, Gen, 0, Void, 1)                              \
+    X(CosSin, "cossin", 1, 1, FloatToVec2, 0, Vec2, 1)                     \
+    X(FastCosSin, "cossin_", 1, 1, FloatToVec2, 0, Vec2, 1)
 
 enum class Builtin : unsigned char {
 #define CIF_KERNEL_BUILTIN_ENUM(id, name, minArgs, maxArgs, shape, mask, result, weight) id,

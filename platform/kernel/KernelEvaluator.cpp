@@ -94,6 +94,9 @@ void runProgramScalar(const Program& program, const EvalContext& context, int x0
                 case Op::Ceil:
                     d = std::ceil(a);
                     break;
+                case Op::Trunc:
+                    d = std::trunc(a);
+                    break;
                 case Op::Fract:
                     d = a - std::floor(a);
                     break;
@@ -199,8 +202,7 @@ bool validateProgram(const Program& program, std::string* error) {
     for (const Parameter& p : program.parameters) {
         for (const Reg r : p.registers)
             if (!inRange(r, 1)) return fail("parameter register out of range: " + p.name);
-        if (p.type == ParamType::Sampler &&
-            (p.sampler < 0 || size_t(p.sampler) >= program.samplers.size()))
+        if (isImageParam(p.type) && (p.sampler < 0 || size_t(p.sampler) >= program.samplers.size()))
             return fail("sampler parameter without a sampler slot: " + p.name);
     }
     for (const SamplerSlot& s : program.samplers) {

@@ -394,6 +394,9 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
                 case Op::Ceil:
                     Unary(d, a, [](VF v) { return CeilExact(v); });
                     break;
+                case Op::Trunc:
+                    Unary(d, a, [](VF v) { return hn::CopySign(hn::Trunc(v), v); });
+                    break;
                 case Op::Fract:
                     Unary(d, a, [](VF v) { return hn::Sub(v, FloorExact(v)); });
                     break;

@@ -50,6 +50,12 @@ public:
                 arguments << numberForKey(key);
             }
         }
+        if (d.kernel.kind() == KernelKind::Warp) {
+            const CIImage image = imageForKey(d.warpImage);
+            if (image.isNull()) return {};
+            return apply(d.kernel, arguments,
+                         {{kCIApplyOptionDefinition, QVariant::fromValue(image)}});
+        }
         return apply(d.kernel, arguments);
     }
 
@@ -172,6 +178,7 @@ bool classFits(const QString& cls, ParamType type) {
         case ParamType::Color:
             return cls == kCIClassColor;
         case ParamType::Sampler:
+        case ParamType::Sample:
             return cls == kCIClassImage;
     }
     return false;
@@ -272,6 +279,22 @@ bool parseKernelFilter(const QByteArray& json, KernelFilterDescription& out, QSt
                             .arg(kernelName.toString().left(100)));
     }
 
+    static const char* const kKinds[] = {"general", "color", "warp"};
+    const QJsonValue kind = root.value(QLatin1String("kind"));
+    const QString kernelKind = QLatin1String(kKinds[int(d.kernel.kind())]);
+    if (!kind.isUndefined() && kind.toString() != kernelKind)
+        return fail(QCoreApplication::translate("KernelFilterFile",
+                                                "'kind' says %1 but kernel %2 is a %3 kernel")
+                        .arg(kind.toString().left(20), d.kernel.name(), kernelKind));
+    if (d.kernel.kind() == KernelKind::Warp) {
+        d.warpImage = root.value(QLatin1String("image")).toString(kCIInputImageKey);
+        if (d.classAttributes.value(d.warpImage).toMap().value(kCIAttributeClass).toString() !=
+            kCIClassImage)
+            return fail(QCoreApplication::translate("KernelFilterFile",
+                                                    "the warp's 'image' %1 is not a CIImage input")
+                            .arg(d.warpImage.left(100)));
+    }
+
     const QJsonValue arguments = root.value(QLatin1String("arguments"));
     if (!arguments.isArray())
         return fail(QCoreApplication::translate("KernelFilterFile",
@@ -317,6 +340,7 @@ KernelFilterDescription describeKernel(const CIKernel& kernel, const QString& na
         a.insert(kCIAttributeDisplayName, key);
         switch (p.type) {
             case ParamType::Sampler:
+            case ParamType::Sample:
                 if (firstSampler) key = kCIInputImageKey;
                 firstSampler = false;
                 a.insert(kCIAttributeClass, kCIClassImage);
@@ -344,6 +368,17 @@ KernelFilterDescription describeKernel(const CIKernel& kernel, const QString& na
         d.classAttributes.insert(key, a);
         d.inputKeys << key;
         d.arguments << key;
+    }
+    if (kernel.kind() == KernelKind::Warp) {
+        // The warp's input: inputImage, or, where a sampler has that key,
+        // one more image input.
+        d.warpImage = firstSampler ? QString(kCIInputImageKey) : QStringLiteral("inputWarpImage");
+        QVariantMap a;
+        a.insert(kCIAttributeDisplayName, d.warpImage);
+        a.insert(kCIAttributeClass, kCIClassImage);
+        a.insert(kCIAttributeType, kCIAttributeTypeImage);
+        d.classAttributes.insert(d.warpImage, a);
+        d.inputKeys.prepend(d.warpImage);
     }
     return d;
 }

@@ -21,6 +21,10 @@
 //     "kernel": "kernel vec4 vignette(sampler image, float radius) { ... }",
 //     "kernelName": "vignette",          optional: which kernel function of
 //                                        the source; the first by default
+//     "kind": "general",                 optional: "general", "color" or
+//                                        "warp"; must match the kernel's
+//     "image": "inputImage",             a warp's input: the CIImage input
+//                                        it reads (default "inputImage")
 //     "arguments": ["inputImage", "inputRadius"]
 //   }
 //
@@ -31,8 +35,10 @@
 // sRGB, 0 to 1). "arguments" names, for each parameter of the kernel
 // function in order, the input that feeds it: a CIImage input for a sampler,
 // an NSNumber input for a float, a CIVector input for a vec2/vec3/vec4 and
-// a CIColor input for a __color. The result's extent is that of the first
-// sampler's image. A filter whose image input is not set has no output.
+// a CIColor input for a __color; __sample parameters take CIImage inputs
+// too. The result's extent is that of the first image argument (a warp's:
+// its input image's); a kernel without images is a generator of infinite
+// extent. A filter whose image input is not set has no output.
 
 #include <QByteArray>
 #include <QString>
@@ -52,6 +58,7 @@ struct KernelFilterDescription {
     QStringList inputKeys;        // in the file's order
     CIKernel kernel;
     QStringList arguments;  // input key per kernel parameter
+    QString warpImage;      // a warp kernel's input image key
 };
 
 // Parses and checks the JSON text of a filter file, compiling its kernel.
@@ -59,8 +66,8 @@ struct KernelFilterDescription {
 // diagnostic with its line and column in the kernel text).
 bool parseKernelFilter(const QByteArray& json, KernelFilterDescription& out, QString* error);
 
-// A filter description for a bare kernel: the first sampler parameter
-// becomes "inputImage", every other parameter an input named after it
+// A filter description for a bare kernel: the first image parameter (a
+// warp's input) becomes "inputImage", every other parameter an input named after it
 // (samplers CIImage, floats NSNumber with default 0, vectors CIVector of
 // zeros, colours CIColor opaque black).
 KernelFilterDescription describeKernel(const CIKernel& kernel, const QString& name);

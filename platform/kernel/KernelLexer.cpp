@@ -1,7 +1,7 @@
 #include "platform/kernel/KernelLexer.h"
 
+#include <cctype>
 #include <charconv>
-#include <cstdio>
 #include <limits>
 #include <string>
 
@@ -54,9 +54,9 @@ double outOfRangeValue(std::string_view literal) {
 }
 
 // Two-character operators first so that the longest match wins.
-constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||",
-                                               "++", "--", "+=", "-=", "*=", "/=",
-                                               "<<", ">>", "%=", "&=", "|=", "^="};
+constexpr std::string_view kTwoCharPuncts[] = {"<=", ">=", "==", "!=", "&&", "||", "++",
+                                               "--", "+=", "-=", "*=", "/=", "<<", ">>",
+                                               "%=", "&=", "|=", "^=", "^^"};
 constexpr std::string_view kOneCharPuncts = "+-*/<>=!(){}[],;.?:&|^%~#";
 
 }  // namespace
@@ -76,11 +76,22 @@ std::vector<Token> tokenizeKernel(std::string_view src) {
             }
         }
     };
+    bool lineStart = true;
     while (i < src.size()) {
         const char c = src[i];
+        if (c == '\n') lineStart = true;
         if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v') {
             advance(1);
             continue;
+        }
+        // A backslash at the end of a line joins the next line to it.
+        if (c == '\\') {
+            size_t j = i + 1;
+            if (j < src.size() && src[j] == '\r') ++j;
+            if (j < src.size() && src[j] == '\n') {
+                advance(j + 1 - i);
+                continue;
+            }
         }
         if (c == '/' && i + 1 < src.size() && src[i + 1] == '/') {
             while (i < src.size() && src[i] != '\n')
@@ -97,8 +108,28 @@ std::vector<Token> tokenizeKernel(std::string_view src) {
         Token token;
         token.line = line;
         token.column = column;
+        token.lineStart = lineStart;
+        lineStart = false;
         const size_t start = i;
-        if (isIdentStart(c)) {
+        if (c == '0' && i + 2 < src.size() && (src[i + 1] == 'x' || src[i + 1] == 'X')) {
+            size_t j = i + 2;
+            double value = 0.0;
+            while (j < src.size() && std::isxdigit(static_cast<unsigned char>(src[j]))) {
+                const char d = src[j++];
+                value = value * 16.0 + (isDigit(d) ? d - '0' : (d | 0x20) - 'a' + 10);
+            }
+            if (j == i + 2 || (j < src.size() && isIdentChar(src[j]))) {
+                while (j < src.size() && isIdentChar(src[j]))
+                    ++j;
+                fail(line, column,
+                     "invalid number '" + std::string(src.substr(start, j - start)) + "'");
+            }
+            token.kind = TokenKind::Number;
+            token.text = src.substr(start, j - start);
+            token.number = value;
+            token.isInteger = true;
+            advance(j - i);
+        } else if (isIdentStart(c)) {
             size_t j = i;
             while (j < src.size() && isIdentChar(src[j]))
                 ++j;
@@ -144,6 +175,17 @@ std::vector<Token> tokenizeKernel(std::string_view src) {
                 fail(line, column,
                      "invalid number '" + std::string(src.substr(start, j - start)) + "'");
             }
+            // A leading zero makes an integer octal.
+            if (integer && numberEnd - start > 1 && src[start] == '0') {
+                value = 0.0;
+                for (size_t k = start + 1; k < numberEnd; ++k) {
+                    if (src[k] > '7')
+                        fail(line, column,
+                             "invalid octal number '" +
+                                 std::string(src.substr(start, numberEnd - start)) + "'");
+                    value = value * 8.0 + (src[k] - '0');
+                }
+            }
             token.kind = TokenKind::Number;
             token.text = src.substr(start, j - start);
             token.number = value;
@@ -166,14 +208,10 @@ std::vector<Token> tokenizeKernel(std::string_view src) {
                 matched = true;
             }
             if (!matched) {
-                char shown[16];
-                const unsigned char u = static_cast<unsigned char>(c);
-                if (u >= 0x20 && u < 0x7f) {
-                    std::snprintf(shown, sizeof shown, "'%c'", c);
-                } else {
-                    std::snprintf(shown, sizeof shown, "'\\x%02X'", u);
-                }
-                fail(line, column, std::string("unexpected character ") + shown);
+                // Reported by the parser, so text skipped by the
+                // preprocessor may hold anything.
+                token.kind = TokenKind::Invalid;
+                token.text = src.substr(i, 1);
             }
             advance(token.text.size());
         }

@@ -7,7 +7,8 @@
 
 namespace cif::kernel {
 
-enum class TokenKind : unsigned char { End, Identifier, Number, Punct };
+// Invalid: a character the language has no token for.
+enum class TokenKind : unsigned char { End, Identifier, Number, Punct, Invalid };
 
 struct Token {
     TokenKind kind = TokenKind::End;
@@ -16,6 +17,7 @@ struct Token {
     int column = 1;
     double number = 0.0;     // Number
     bool isInteger = false;  // Number written without '.' or exponent
+    bool lineStart = false;  // first token of a line (a line continued with '\\' is one line)
 
     bool is(std::string_view punct) const { return kind == TokenKind::Punct && text == punct; }
     bool isWord(std::string_view word) const {
@@ -24,7 +26,8 @@ struct Token {
 };
 
 // Tokenises `source`; the last token is always End. Throws DiagnosticError on
-// an unexpected character, a malformed number or an unterminated comment.
+// a malformed number or an unterminated comment.
+// Integers may be written in decimal, octal (leading 0) or hexadecimal (0x).
 std::vector<Token> tokenizeKernel(std::string_view source);
 
 }  // namespace cif::kernel

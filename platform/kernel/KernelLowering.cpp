@@ -16,6 +16,7 @@ namespace cif::kernel {
 namespace {
 
 using ast::Expr;
+using ast::scalarOf;
 using ast::Stmt;
 using ast::Type;
 using VReg = uint32_t;
@@ -54,7 +55,7 @@ struct Comp {
 
 struct Value {
     int n = 0;
-    Comp c[4];
+    Comp c[16];        // a matrix's columns one after another
     int sampler = -1;  // for sampler values: index into Program::samplers
 
     static Value zeros(int count) {
@@ -98,6 +99,8 @@ float fold(Op op, float a, float b, float c) {
             return std::floor(a);
         case Op::Ceil:
             return std::ceil(a);
+        case Op::Trunc:
+            return std::trunc(a);
         case Op::Fract:
             return a - std::floor(a);
         case Op::Mod:
@@ -182,7 +185,14 @@ public:
 
     Program run() {
         m_program.name = m_kernel.name;
+        const bool warp = m_kernel.returnType == Type::Vec2;
+        bool colour = false;
+        for (const ast::Param& p : m_kernel.params)
+            colour = colour || p.isSample;
+        m_program.kind = warp ? KernelKind::Warp : colour ? KernelKind::Color : KernelKind::General;
         declareParameters();
+        int warpSlot = -1;
+        if (warp) warpSlot = addSamplerSlot("");
         m_pinned = m_nextReg;
         if (m_pinned > static_cast<VReg>(kMaxRegisters)) {
             fail(m_kernel.line, m_kernel.column,
@@ -190,9 +200,19 @@ public:
         }
         for (const auto& g : m_unit.globals)
             lowerDecl(*g);
-        m_frames.push_back(Frame{Comp::constant(1.0f), Value::zeros(4), false});
+        // A __sample parameter is its image's pixel at the output position.
+        for (const ast::Param& p : m_kernel.params) {
+            if (!p.isSample) continue;
+            const int slot = m_vars[p.symbol].sampler;
+            setVar(p.symbol, sample(slot, samplerCoord(slot)));
+        }
+        m_frames.push_back(Frame{Comp::constant(1.0f), Value::zeros(warp ? 2 : 4), false});
         lowerStmt(*m_kernel.body);
-        const Value result = m_frames.back().result;
+        Value returned = m_frames.back().result;
+        // A warp reads its input where it says.
+        if (warp) returned = sample(warpSlot, returned);
+        // Pixels whose loop ran out of its budget are transparent.
+        const Value result = selectValue(m_overflow, Value::zeros(4), returned);
         VReg resultRegs[4];
         for (int i = 0; i < 4; ++i)
             resultRegs[i] = reg(result.c[i]);
@@ -212,6 +232,11 @@ private:
         int symbol;
         Value old;
         bool oldSet;
+    };
+    // A loop being unrolled: its flag variables.
+    struct Loop {
+        int alive;      // 1 where the loop has not ended
+        int iteration;  // 1 where the current iteration has not been left by continue
     };
 
     // ---- emission ----
@@ -340,19 +365,11 @@ private:
             Parameter param;
             param.name = p.name;
             Value v;
-            if (p.type == Type::Sampler) {
-                SamplerSlot slot;
-                slot.parameterName = p.name;
-                for (Reg& r : slot.extent)
-                    r = static_cast<Reg>(newRegs(1));
-                for (Reg& r : slot.transform)
-                    r = static_cast<Reg>(newRegs(1));
-                param.type = ParamType::Sampler;
-                param.sampler = static_cast<int>(m_program.samplers.size());
+            if (p.type == Type::Sampler || p.isSample) {
+                param.type = p.isSample ? ParamType::Sample : ParamType::Sampler;
+                param.sampler = addSamplerSlot(p.name);
                 v.sampler = param.sampler;
-                m_program.samplers.push_back(slot);
-                m_reach.push_back(0.0);
-                m_coordCache.emplace_back();
+                if (p.isTable) m_tables[static_cast<size_t>(param.sampler)] = true;
             } else {
                 const int n = ast::componentCount(p.type);
                 param.type =
@@ -370,8 +387,31 @@ private:
         }
     }
 
+    // Inside a branch, the first write of each variable is journalled so the
+    // branch can be undone and merged; outside any branch nothing is.
+    int addSamplerSlot(const std::string& parameterName) {
+        SamplerSlot slot;
+        slot.parameterName = parameterName;
+        for (Reg& r : slot.extent)
+            r = static_cast<Reg>(newRegs(1));
+        for (Reg& r : slot.transform)
+            r = static_cast<Reg>(newRegs(1));
+        m_program.samplers.push_back(slot);
+        m_reach.push_back(0.0);
+        m_coordCache.emplace_back();
+        m_tables.push_back(false);
+        return static_cast<int>(m_program.samplers.size()) - 1;
+    }
+
     void setVar(int symbol, const Value& v) {
-        m_journal.push_back(JournalEntry{symbol, m_vars[symbol], m_varSet[symbol]});
+        if (!m_branches.empty()) {
+            const size_t index = static_cast<size_t>(symbol);
+            if (m_journalled.size() <= index) m_journalled.resize(index + 1, 0);
+            if (m_journalled[index] != m_branches.back()) {
+                m_journal.push_back(JournalEntry{symbol, m_vars[symbol], m_varSet[symbol]});
+                m_journalled[index] = m_branches.back();
+            }
+        }
         m_vars[symbol] = v;
         m_varSet[symbol] = true;
     }
@@ -404,8 +444,35 @@ private:
 
     bool returnedEverywhere() const { return m_frames.back().active.isConstValue(0.0f); }
 
+    void setDeclDepth(int symbol) {
+        if (m_declDepth.size() <= static_cast<size_t>(symbol))
+            m_declDepth.resize(static_cast<size_t>(symbol) + 1, 0);
+        m_declDepth[static_cast<size_t>(symbol)] = m_loops.size();
+    }
+
+    // An array's elements are variables of their own (so branches, loops
+    // and masks treat them like any other); a new set for each declaration.
+    std::vector<int> newArray(int symbol) {
+        const int size = m_unit.symbols[static_cast<size_t>(symbol)].arraySize;
+        std::vector<int> elements;
+        for (int k = 0; k < size; ++k) {
+            elements.push_back(pseudoVariable());
+            setDeclDepth(elements.back());
+        }
+        m_arrays[symbol] = elements;
+        return elements;
+    }
+
     void lowerDecl(const Stmt& s) {
         for (const ast::Declarator& d : s.declarators) {
+            setDeclDepth(d.symbol);
+            if (d.size) {
+                const std::vector<int> elements = newArray(d.symbol);
+                const int n = ast::componentCount(s.declType);
+                for (size_t k = 0; k < elements.size(); ++k)
+                    setVar(elements[k], d.init ? lowerExpr(*d.init->args[k]) : Value::zeros(n));
+                continue;
+            }
             Value v = Value::zeros(ast::componentCount(s.declType));
             if (d.init) {
                 v = lowerExpr(*d.init);
@@ -415,12 +482,22 @@ private:
         }
     }
 
+    // False once no pixel runs the statements that follow: all returned,
+    // or the innermost loop's iteration ended everywhere.
+    bool running() const {
+        if (returnedEverywhere()) return false;
+        if (m_loops.empty()) return true;
+        const Loop& l = m_loops.back();
+        return !m_vars[l.alive].c[0].isConstValue(0.0f) &&
+               !m_vars[l.iteration].c[0].isConstValue(0.0f);
+    }
+
     void lowerStmt(const Stmt& s) {
-        if (returnedEverywhere()) return;
+        if (!running()) return;
         switch (s.kind) {
             case Stmt::Kind::Block:
                 for (const auto& child : s.body) {
-                    if (returnedEverywhere()) break;
+                    if (!running()) break;
                     lowerStmt(*child);
                 }
                 break;
@@ -431,9 +508,14 @@ private:
                 lowerExpr(*s.expr);
                 break;
             case Stmt::Kind::Return: {
-                const Value v = lowerExpr(*s.expr);  // may inline calls, growing m_frames
+                Frame& before = m_frames.back();
+                if (s.expr) {
+                    const Value v = lowerExpr(*s.expr);  // may inline calls, growing m_frames
+                    Frame& f = m_frames.back();
+                    f.result = selectValue(f.active, v, f.result);
+                }
                 Frame& f = m_frames.back();
-                f.result = selectValue(f.active, v, f.result);
+                (void)before;
                 f.active = Comp::constant(0.0f);
                 f.returned = true;
                 break;
@@ -441,16 +523,83 @@ private:
             case Stmt::Kind::If:
                 lowerIf(s);
                 break;
-            case Stmt::Kind::For: {
-                const int index = s.loop.indexSymbol;
-                for (float value : loopIndexValues(s.loop)) {
-                    if (returnedEverywhere()) break;
-                    setVar(index, Value{1, {Comp::constant(value)}, -1});
-                    lowerStmt(*s.body[1]);
-                }
+            case Stmt::Kind::For:
+                lowerLoop(s, s.body[0].get(), s.expr.get(), s.step.get(), *s.body[1], true);
+                break;
+            case Stmt::Kind::While:
+                lowerLoop(s, nullptr, s.expr.get(), nullptr, *s.body[0], true);
+                break;
+            case Stmt::Kind::DoWhile:
+                lowerLoop(s, nullptr, s.expr.get(), nullptr, *s.body[0], false);
+                break;
+            case Stmt::Kind::Break:
+                setVar(m_loops.back().alive, constant(0.0f));
+                break;
+            case Stmt::Kind::Continue:
+                setVar(m_loops.back().iteration, constant(0.0f));
+                break;
+        }
+    }
+
+    // A new variable of the lowering's own (a loop's flags).
+    int pseudoVariable() {
+        m_vars.emplace_back();
+        m_varSet.push_back(false);
+        return static_cast<int>(m_vars.size()) - 1;
+    }
+
+    // Where a store to `symbol` takes effect: every loop entered since the
+    // variable was declared still running and in its current iteration
+    // (break and continue clear those flags). Loops it was declared in do
+    // not matter: where they ended, the variable is never read again.
+    Comp storeMask(int symbol) {
+        Comp m = Comp::constant(1.0f);
+        const size_t depth = symbol < static_cast<int>(m_declDepth.size())
+                                 ? m_declDepth[static_cast<size_t>(symbol)]
+                                 : 0;
+        for (size_t k = depth; k < m_loops.size(); ++k) {
+            m = op2(Op::And, m, m_vars[m_loops[k].alive].c[0]);
+            m = op2(Op::And, m, m_vars[m_loops[k].iteration].c[0]);
+        }
+        return m;
+    }
+
+    // Loops are unrolled. Each iteration runs where the loop is alive: its
+    // condition held on every iteration so far and no break or return
+    // stopped it. A loop whose count the checker knows ends with it; any
+    // other stops after kMaxDynamicLoopIterations, and the pixels where it
+    // would go on are transparent.
+    void lowerLoop(const Stmt& s, const Stmt* init, const Expr* cond, const Expr* step,
+                   const Stmt& body, bool testFirst) {
+        // The loop is entered before its initialisation: its own flags never
+        // mask its index, which keeps a counted loop's index a constant.
+        Loop loop{pseudoVariable(), pseudoVariable()};
+        setVar(loop.alive, constant(1.0f));
+        setVar(loop.iteration, constant(1.0f));
+        m_loops.push_back(loop);
+        if (init) lowerStmt(*init);
+        for (long count = 0;; ++count) {
+            if (returnedEverywhere()) break;
+            setVar(loop.iteration, constant(1.0f));
+            if (cond && (testFirst || count > 0)) {
+                const Comp c = lowerExpr(*cond).c[0];
+                setVar(loop.alive, scalar(op2(Op::And, m_vars[loop.alive].c[0], c)));
+            }
+            const Comp alive = op2(Op::And, m_vars[loop.alive].c[0], m_frames.back().active);
+            if (alive.isConstValue(0.0f)) break;
+            if (!s.loop.known && count >= s.loop.budget && !alive.isConst) {
+                m_overflow = op2(Op::Or, m_overflow, alive);
                 break;
             }
+            if (count >= kMaxLoopIterations)
+                fail(s.line, s.column,
+                     "loop does not end: it runs more than " + std::to_string(kMaxLoopIterations) +
+                         " times");
+            lowerStmt(body);
+            setVar(loop.iteration, constant(1.0f));
+            if (step && running()) lowerExpr(*step);
         }
+        m_loops.pop_back();
     }
 
     // Both branches are lowered; variables they change, and the frame's
@@ -471,7 +620,9 @@ private:
             m_frames.back() = saved;
             m_frames.back().returned = false;
             m_frames.back().active = op2(Op::And, saved.active, taken);
+            m_branches.push_back(++m_branchCount);
             if (branch) lowerStmt(*branch);
+            m_branches.pop_back();
             out = m_frames.back();
             return takeWrites(mark);
         };
@@ -513,7 +664,37 @@ private:
 
     void store(const Expr& target, const Value& v) {
         if (target.kind == Expr::Kind::Name) {
-            setVar(target.symbol, v);
+            const Comp mask = storeMask(target.symbol);
+            setVar(target.symbol,
+                   mask.isConstValue(1.0f) ? v : selectValue(mask, v, m_vars[target.symbol]));
+            return;
+        }
+        if (target.kind == Expr::Kind::Index && target.args[0]->arraySize > 0) {
+            const std::vector<int> elements = m_arrays[target.args[0]->symbol];
+            const Comp index = lowerExpr(*target.args[1]).c[0];
+            for (size_t k = 0; k < elements.size(); ++k) {
+                const Comp here = op2(Op::Equal, index, Comp::constant(static_cast<float>(k)));
+                if (here.isConstValue(0.0f)) continue;
+                const int element = elements[k];
+                const Comp mask = op2(Op::And, storeMask(element), here);
+                setVar(element,
+                       mask.isConstValue(1.0f) ? v : selectValue(mask, v, m_vars[element]));
+            }
+            return;
+        }
+        if (target.kind == Expr::Kind::Index) {
+            // Each component (or column) that the index may name takes the
+            // value where it does.
+            Value base = lowerExpr(*target.args[0]);
+            const Comp index = lowerExpr(*target.args[1]).c[0];
+            const int width = v.n, count = base.n / width;
+            for (int k = 0; k < count; ++k) {
+                const Comp here = op2(Op::Equal, index, Comp::constant(static_cast<float>(k)));
+                if (here.isConstValue(0.0f)) continue;
+                for (int i = 0; i < width; ++i)
+                    base.c[k * width + i] = select(here, v.c[i], base.c[k * width + i]);
+            }
+            store(*target.args[0], base);
             return;
         }
         // A swizzle: write the selected components of the base.
@@ -539,12 +720,14 @@ private:
             case Expr::Kind::Binary: {
                 const Value a = lowerExpr(*e.args[0]);
                 const Value b = lowerExpr(*e.args[1]);
-                return map2(arithmeticOp(e.op), a, b);
+                return binary(e.op, e.args[0]->type, e.args[1]->type, e.type, a, b);
             }
             case Expr::Kind::Assign: {
                 Value v = lowerExpr(*e.args[1]);
                 if (e.op != "=") {
-                    v = map2(arithmeticOp(e.op), lowerExpr(*e.args[0]), v);
+                    const Type to = e.args[0]->type;
+                    v = binary(e.op.substr(0, 1), to, e.args[1]->type, to, lowerExpr(*e.args[0]),
+                               v);
                 } else if (e.widen) {
                     v = widen(v);
                 }
@@ -571,6 +754,36 @@ private:
                     r.c[i] = base.c[e.swizzle[i]];
                 return r;
             }
+            case Expr::Kind::Index: {
+                if (e.args[0]->arraySize > 0) {
+                    const std::vector<int> elements = m_arrays[e.args[0]->symbol];
+                    const Comp index = lowerExpr(*e.args[1]).c[0];
+                    if (index.isConst) {
+                        const float k = index.value;
+                        return k >= 0 && k < static_cast<float>(elements.size())
+                                   ? m_vars[elements[static_cast<size_t>(k)]]
+                                   : m_vars[elements[0]];
+                    }
+                    Value r = m_vars[elements[0]];
+                    for (size_t k = 1; k < elements.size(); ++k)
+                        r = selectValue(
+                            op2(Op::Equal, index, Comp::constant(static_cast<float>(k))),
+                            m_vars[elements[k]], r);
+                    return r;
+                }
+                const Value base = lowerExpr(*e.args[0]);
+                const Comp index = lowerExpr(*e.args[1]).c[0];
+                const int width = ast::componentCount(e.type), count = base.n / width;
+                Value r = Value::zeros(width);
+                // A select for each element the index may name; out of range
+                // reads the first.
+                for (int k = 0; k < count; ++k) {
+                    const Comp here = op2(Op::Equal, index, Comp::constant(static_cast<float>(k)));
+                    for (int i = 0; i < width; ++i)
+                        r.c[i] = k == 0 ? base.c[i] : select(here, base.c[k * width + i], r.c[i]);
+                }
+                return r;
+            }
             case Expr::Kind::Call:
                 break;
         }
@@ -580,30 +793,139 @@ private:
             args.push_back(lowerExpr(*a));
         if (e.callKind == ast::CallKind::Constructor) return construct(e, args);
         if (e.callKind == ast::CallKind::Function)
-            return inlineCall(*m_unit.functions[e.callee], args);
+            return inlineCall(*m_unit.functions[e.callee], e, args);
         return lowerBuiltin(static_cast<Builtin>(e.callee), e, args);
     }
 
-    Value construct(const Expr& e, const std::vector<Value>& args) {
-        const int need = ast::componentCount(e.type);
-        if (args.size() == 1 && args[0].n == 1) return broadcast(args[0], need);
-        Value r = Value::zeros(need);
-        int k = 0;
-        for (const Value& a : args) {
-            for (int i = 0; i < a.n && k < need; ++i)
-                r.c[k++] = a.c[i];
+    // a op b for the arithmetic, comparison and logical operators, with the
+    // checker's types of both sides and of the result.
+    Value binary(const std::string& op, Type ta, Type tb, Type result, const Value& a,
+                 const Value& b) {
+        if (op == "^^") return map2(Op::NotEqual, a, b);
+        if ((op == "==" || op == "!=") && a.n > 1) {
+            // All components equal, or any different.
+            const Value each = map2(op == "==" ? Op::Equal : Op::NotEqual, a, b);
+            Comp r = each.c[0];
+            for (int i = 1; i < each.n; ++i)
+                r = op2(op == "==" ? Op::And : Op::Or, r, each.c[i]);
+            return scalar(r);
+        }
+        if (op == "*" && ast::isMatrix(ta) && ast::componentCount(tb) > 1)
+            return ast::isMatrix(tb) ? matrixTimesMatrix(a, b, ast::matrixSize(ta))
+                                     : matrixTimesVector(a, b, ast::matrixSize(ta));
+        if (op == "*" && ast::isMatrix(tb) && ast::componentCount(ta) > 1)
+            return vectorTimesMatrix(a, b, ast::matrixSize(tb));
+        const Value r = map2(arithmeticOp(op), a, b);
+        // Integer division rounds towards zero.
+        if (op == "/" && scalarOf(result) == ast::Scalar::Int) return map1(Op::Trunc, r);
+        return r;
+    }
+
+    // Matrices are column after column: m.c[col * size + row].
+    Value matrixTimesVector(const Value& m, const Value& v, int size) {
+        Value r = Value::zeros(size);
+        for (int row = 0; row < size; ++row) {
+            Comp sum = op2(Op::Mul, m.c[row], v.c[0]);
+            for (int col = 1; col < size; ++col)
+                sum = op2(Op::Add, sum, op2(Op::Mul, m.c[col * size + row], v.c[col]));
+            r.c[row] = sum;
+        }
+        return r;
+    }
+    Value vectorTimesMatrix(const Value& v, const Value& m, int size) {
+        Value r = Value::zeros(size);
+        for (int col = 0; col < size; ++col) {
+            Comp sum = op2(Op::Mul, v.c[0], m.c[col * size]);
+            for (int row = 1; row < size; ++row)
+                sum = op2(Op::Add, sum, op2(Op::Mul, v.c[row], m.c[col * size + row]));
+            r.c[col] = sum;
+        }
+        return r;
+    }
+    Value matrixTimesMatrix(const Value& a, const Value& b, int size) {
+        Value r = Value::zeros(size * size);
+        for (int col = 0; col < size; ++col) {
+            Value column = Value::zeros(size);
+            for (int k = 0; k < size; ++k)
+                column.c[k] = b.c[col * size + k];
+            const Value product = matrixTimesVector(a, column, size);
+            for (int row = 0; row < size; ++row)
+                r.c[col * size + row] = product.c[row];
         }
         return r;
     }
 
-    Value inlineCall(const ast::Function& fn, const std::vector<Value>& args) {
-        for (size_t i = 0; i < args.size(); ++i)
-            setVar(fn.params[i].symbol, args[i]);
+    Value construct(const Expr& e, const std::vector<Value>& args) {
+        const Type type = e.type;
+        const int need = ast::componentCount(type);
+        const int size = ast::matrixSize(type);
+        if (size > 0 && args.size() == 1 && ast::isMatrix(e.ctorFrom)) {
+            // The other matrix's upper-left part, the identity elsewhere.
+            const int from = ast::matrixSize(e.ctorFrom);
+            Value r = Value::zeros(need);
+            for (int col = 0; col < size; ++col)
+                for (int row = 0; row < size; ++row)
+                    r.c[col * size + row] = col < from && row < from
+                                                ? args[0].c[col * from + row]
+                                                : Comp::constant(col == row ? 1.0f : 0.0f);
+            return r;
+        }
+        Value r = Value::zeros(need);
+        if (size > 0 && args.size() == 1 && args[0].n == 1) {
+            for (int i = 0; i < size; ++i)
+                r.c[i * size + i] = args[0].c[0];
+        } else if (args.size() == 1 && args[0].n == 1) {
+            r = broadcast(args[0], need);
+        } else {
+            int k = 0;
+            for (const Value& a : args) {
+                for (int i = 0; i < a.n && k < need; ++i)
+                    r.c[k++] = a.c[i];
+            }
+        }
+        // Conversions: to int rounds towards zero, to bool tests for nonzero.
+        const ast::Scalar kind = scalarOf(type);
+        bool fromFloat = false, fromNonBool = false;
+        for (const auto& a : e.args) {
+            fromFloat = fromFloat || scalarOf(a->type) == ast::Scalar::Float;
+            fromNonBool = fromNonBool || scalarOf(a->type) != ast::Scalar::Bool;
+        }
+        if (kind == ast::Scalar::Int && fromFloat) return map1(Op::Trunc, r);
+        if (kind == ast::Scalar::Bool && fromNonBool) return map2(Op::NotEqual, r, constant(0.0f));
+        return r;
+    }
+
+    Value inlineCall(const ast::Function& fn, const Expr& call, const std::vector<Value>& args) {
+        for (size_t i = 0; i < args.size(); ++i) {
+            const ast::Param& p = fn.params[i];
+            if (p.arraySize > 0) {
+                // A copy of the caller's array.
+                const std::vector<int> from = m_arrays[call.args[i]->symbol];
+                const std::vector<int> to = newArray(p.symbol);
+                for (size_t k = 0; k < to.size() && k < from.size(); ++k)
+                    setVar(to[k], m_vars[from[k]]);
+                continue;
+            }
+            setVar(p.symbol, p.qualifier == ast::ParamQualifier::Out
+                                 ? Value::zeros(ast::componentCount(p.type))
+                                 : args[i]);
+        }
+        // The callee's statements run wherever the caller's do; its own
+        // loops start afresh.
+        std::vector<Loop> callerLoops = std::move(m_loops);
+        m_loops.clear();
         m_frames.push_back(
             Frame{Comp::constant(1.0f), Value::zeros(ast::componentCount(fn.returnType)), false});
         lowerStmt(*fn.body);
         const Value result = m_frames.back().result;
         m_frames.pop_back();
+        m_loops = std::move(callerLoops);
+        // out and inout parameters are copied back to the arguments.
+        for (size_t i = 0; i < args.size(); ++i) {
+            const ast::Param& p = fn.params[i];
+            if (p.qualifier != ast::ParamQualifier::In && p.arraySize == 0)
+                store(*call.args[i], m_vars[p.symbol]);
+        }
         return result;
     }
 
@@ -634,7 +956,12 @@ private:
         return r;
     }
 
-    Value sample(int s, const Value& p) {
+    Value sample(int s, const Value& at) {
+        Value p = at;
+        // A table is read at the centre of the entry the position falls in.
+        if (m_tables[static_cast<size_t>(s)])
+            for (int i = 0; i < 2; ++i)
+                p.c[i] = op2(Op::Add, op1(Op::Floor, p.c[i]), Comp::constant(0.5f));
         const Comp& x = p.c[0];
         const Comp& y = p.c[1];
         if (x.tagSampler == s && x.tagAxis == 0 && y.tagSampler == s && y.tagAxis == 1) {
@@ -787,6 +1114,69 @@ private:
                 }
                 return r;
             }
+            case Builtin::Reflect: {
+                // I - 2 dot(N, I) N
+                const Value& i = args[0];
+                const Value& nn = args[1];
+                const Comp twoDot = op2(Op::Mul, Comp::constant(2.0f), dot(nn, i));
+                return map2(Op::Sub, i, map2(Op::Mul, scalar(twoDot), nn));
+            }
+            case Builtin::Refract: {
+                // k = 1 - eta^2 (1 - dot(N, I)^2); 0 if k < 0, else
+                // eta I - (eta dot(N, I) + sqrt(k)) N
+                const Value& i = args[0];
+                const Value& nn = args[1];
+                const Comp eta = args[2].c[0];
+                const Comp d = dot(nn, i);
+                const Comp k = op2(Op::Sub, Comp::constant(1.0f),
+                                   op2(Op::Mul, op2(Op::Mul, eta, eta),
+                                       op2(Op::Sub, Comp::constant(1.0f), op2(Op::Mul, d, d))));
+                const Comp f = op2(Op::Add, op2(Op::Mul, eta, d), op1(Op::Sqrt, k));
+                const Value r =
+                    map2(Op::Sub, map2(Op::Mul, scalar(eta), i), map2(Op::Mul, scalar(f), nn));
+                return selectValue(op2(Op::Less, k, Comp::constant(0.0f)), Value::zeros(r.n), r);
+            }
+            case Builtin::Faceforward: {
+                // N if dot(Nref, I) < 0, else -N
+                const Comp front = op2(Op::Less, dot(args[2], args[1]), Comp::constant(0.0f));
+                return selectValue(front, args[0], map1(Op::Neg, args[0]));
+            }
+            case Builtin::MatrixCompMult:
+                return map2(Op::Mul, args[0], args[1]);
+            case Builtin::LessThan:
+                return map2(Op::Less, args[0], args[1]);
+            case Builtin::LessThanEqual:
+                return map2(Op::LessEqual, args[0], args[1]);
+            case Builtin::GreaterThan:
+                return map2(Op::Greater, args[0], args[1]);
+            case Builtin::GreaterThanEqual:
+                return map2(Op::GreaterEqual, args[0], args[1]);
+            case Builtin::Equal:
+                return map2(Op::Equal, args[0], args[1]);
+            case Builtin::NotEqual:
+                return map2(Op::NotEqual, args[0], args[1]);
+            case Builtin::Any:
+            case Builtin::All: {
+                Comp r = args[0].c[0];
+                for (int i = 1; i < args[0].n; ++i)
+                    r = op2(b == Builtin::Any ? Op::Or : Op::And, r, args[0].c[i]);
+                return scalar(r);
+            }
+            case Builtin::Not:
+                return map1(Op::Not, args[0]);
+            case Builtin::FastCos:
+                return map1(Op::Cos, args[0]);
+            case Builtin::FastSin:
+                return map1(Op::Sin, args[0]);
+            case Builtin::FastTan:
+                return map1(Op::Tan, args[0]);
+            case Builtin::CosSin:
+            case Builtin::FastCosSin: {
+                Value r = Value::zeros(2);
+                r.c[0] = op1(Op::Cos, args[0].c[0]);
+                r.c[1] = op1(Op::Sin, args[0].c[0]);
+                return r;
+            }
             case Builtin::Normalize:
                 return map2(Op::Mul, args[0], scalar(op1(Op::InverseSqrt, dot(args[0], args[0]))));
         }
@@ -923,10 +1313,18 @@ private:
     std::optional<VReg> m_destX, m_destY;
     std::vector<std::optional<Value>> m_coordCache;
     std::vector<double> m_reach;
+    std::vector<bool> m_tables;  // per sampler slot: a __table
     std::vector<Value> m_vars;
     std::vector<bool> m_varSet;
     std::vector<JournalEntry> m_journal;
+    std::vector<int> m_branches;  // the branches being lowered, innermost last
+    int m_branchCount = 0;
+    std::vector<int> m_journalled;  // per variable: the branch that journalled it last
     std::vector<Frame> m_frames;
+    std::vector<Loop> m_loops;
+    std::vector<size_t> m_declDepth;  // per variable: loops entered where it was declared
+    std::unordered_map<int, std::vector<int>> m_arrays;  // array symbol -> element variables
+    Comp m_overflow = Comp::constant(0.0f);              // 1 where a loop ran out of its budget
 };
 
 }  // namespace

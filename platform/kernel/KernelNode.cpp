@@ -23,9 +23,10 @@ using engine::Rect;
 using engine::RenderState;
 
 KernelNode::KernelNode(CIKernel kernel, std::vector<NodePtr> inputs, std::vector<Sampler> samplers,
-                       std::vector<Value> values, const Rect& extent)
+                       std::vector<Value> values, const Rect& extent, RoiCallback roi)
     : Node(std::move(inputs), extent),
       m_kernel(std::move(kernel)),
+      m_roi(std::move(roi)),
       m_samplers(std::move(samplers)),
       m_values(std::move(values)) {
     const Program& p = m_kernel.runnableProgram();
@@ -75,6 +76,8 @@ std::vector<Uniform> KernelNode::uniformValues(const engine::WorkingSpace* space
 }
 
 Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
+    // The caller's region, and the bilinear neighbour around it.
+    if (m_roi) return m_roi(index, output).inset(-1.0, -1.0);
     const engine::Affine& t = m_samplers[index].toSamplerSpace;
     const Rect mapped = t.isIdentity() ? output : t.mapRect(output);
     if (boundedReach(index)) {
@@ -86,14 +89,12 @@ Rect KernelNode::regionOfInterest(size_t index, const Rect& output) const {
         return mapped.inset(-margin, -margin);
     }
     // Positions the compiler could not bound may still be bounded for these
-    // arguments and this output; the bilinear filter reads one more pixel
-    // on each side.
+    // arguments and this output (bounds include the bilinear neighbour).
     if (!output.isUnbounded()) {
         const PreparedProgram& prepared = m_kernel.prepared();
         const Rect bound = sampleBounds(prepared.program, prepared.fusedProducts, m_knownUniforms,
                                         m_colourRegisters, output)[index];
-        if (bound.isEmpty()) return bound;
-        if (!bound.isUnbounded()) return bound.inset(-1.0, -1.0);
+        if (bound.isEmpty() || !bound.isUnbounded()) return bound;
     }
     const Rect& ext = inputs()[index]->extent();
     if (!ext.isUnbounded()) return ext;
@@ -178,6 +179,8 @@ const char* typeName(ParamType type) {
             return "__color";
         case ParamType::Sampler:
             return "sampler";
+        case ParamType::Sample:
+            return "__sample";
     }
     return "?";
 }
@@ -198,6 +201,24 @@ bool samplerArgument(const QVariant& v, CISampler& out) {
 
 CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
                     const QVariantMap& options) {
+    KernelApplication how;
+    const QVariant definition = options.value(kCIApplyOptionDefinition);
+    if (definition.isValid()) {
+        CISampler s;
+        if (!samplerArgument(definition, s)) {
+            qWarning().noquote() << QCoreApplication::translate(
+                "CIKernel", "apply: the definition option must be a CISampler or a CIImage");
+            return {};
+        }
+        how.extent = s.definition().node()->extent();
+        if (!kernel.isNull() && kernel.program().kind == KernelKind::Warp)
+            how.warpInput = s.definition();
+    }
+    return applyKernel(kernel, arguments, how);
+}
+
+CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
+                    const KernelApplication& how) {
     auto fail = [](const QString& why) {
         qWarning().noquote() << why;
         return CIImage();
@@ -249,7 +270,8 @@ CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
                 value.isColor = true;
                 break;
             }
-            case ParamType::Sampler: {
+            case ParamType::Sampler:
+            case ParamType::Sample: {
                 CISampler s;
                 if (!samplerArgument(arg, s) || param.sampler < 0 ||
                     size_t(param.sampler) >= inputs.size())
@@ -263,23 +285,31 @@ CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
         }
         values.push_back(std::move(value));
     }
+    KernelNode::RoiCallback roi = how.roi;
+    if (program.kind == KernelKind::Warp) {
+        // The warp's input is the last slot; its callback speaks of index 0.
+        if (!how.warpInput || how.warpInput->isNull())
+            return fail(QCoreApplication::translate("CIKernel",
+                                                    "apply: warp kernel %1 needs an input image")
+                            .arg(kernel.name()));
+        inputs.back() = how.warpInput->node();
+        if (!haveSampler) firstSamplerExtent = inputs.back()->extent();
+        if (roi) {
+            const size_t last = inputs.size() - 1;
+            roi = [callback = how.roi, last](size_t index, const Rect& output) {
+                return index == last ? callback(0, output) : output;
+            };
+        }
+    }
     for (const NodePtr& input : inputs)
         if (!input)
             return fail(QCoreApplication::translate(
                             "CIKernel", "apply: kernel %1 has a sampler without a parameter")
                             .arg(kernel.name()));
 
-    Rect extent = firstSamplerExtent;
-    const QVariant definition = options.value(kCIApplyOptionDefinition);
-    if (definition.isValid()) {
-        CISampler s;
-        if (!samplerArgument(definition, s))
-            return fail(QCoreApplication::translate(
-                "CIKernel", "apply: the definition option must be a CISampler or a CIImage"));
-        extent = s.definition().node()->extent();
-    }
+    const Rect extent = how.extent ? *how.extent : firstSamplerExtent;
     return CIImage::imageWithNode(std::make_shared<KernelNode>(
-        kernel, std::move(inputs), std::move(samplers), std::move(values), extent));
+        kernel, std::move(inputs), std::move(samplers), std::move(values), extent, std::move(roi)));
 }
 
 }  // namespace cif::kernel

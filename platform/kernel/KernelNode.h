@@ -4,6 +4,8 @@
 
 #include <QVariantList>
 #include <QVariantMap>
+#include <functional>
+#include <optional>
 #include <vector>
 
 #include "platform/image/CIImage.h"
@@ -32,9 +34,16 @@ public:
         engine::Affine toSamplerSpace;
     };
 
+    // The region of input slot `index` (sampler space) that the output
+    // rectangle reads; given by whoever applies a kernel with a
+    // region-of-interest callback.
+    using RoiCallback = std::function<engine::Rect(size_t index, const engine::Rect& output)>;
+
     // `inputs` and `samplers` have one entry per Program::samplers slot.
+    // Without `roi` the regions come from the compiler's and the interval
+    // bounds of the sample positions.
     KernelNode(CIKernel kernel, std::vector<engine::NodePtr> inputs, std::vector<Sampler> samplers,
-               std::vector<Value> values, const engine::Rect& extent);
+               std::vector<Value> values, const engine::Rect& extent, RoiCallback roi = {});
 
     engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
     void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
@@ -62,6 +71,7 @@ private:
                                        std::vector<Reg>* unknown) const;
 
     CIKernel m_kernel;
+    RoiCallback m_roi;
     std::vector<Sampler> m_samplers;
     std::vector<Value> m_values;
     bool m_singlePixels = false;
@@ -73,9 +83,22 @@ private:
 };
 
 // Binds arguments to the kernel's parameters in order and answers the image
-// of the kernel applied (see CIFilter::apply). Logs one line and answers the
+// of the kernel applied (see CIFilter::apply): its extent is the definition
+// option's image's, else the first image argument's, else infinite. A warp
+// kernel reads the definition option's image. Logs one line and answers the
 // null image on a wrong argument count or type.
 CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
                     const QVariantMap& options);
+
+// What the apply operations with an explicit extent add: the extent, the
+// region-of-interest callback (index: the image argument, or 0 for a warp's
+// input), and a warp's input image.
+struct KernelApplication {
+    std::optional<engine::Rect> extent;
+    KernelNode::RoiCallback roi;
+    std::optional<CIImage> warpInput;
+};
+CIImage applyKernel(const CIKernel& kernel, const QVariantList& arguments,
+                    const KernelApplication& how);
 
 }  // namespace cif::kernel

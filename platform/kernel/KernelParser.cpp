@@ -1,10 +1,12 @@
 #include "platform/kernel/KernelParser.h"
 
+#include <cstdio>
 #include <string>
 #include <utility>
 
 #include "platform/kernel/KernelDiagnostic.h"
 #include "platform/kernel/KernelLexer.h"
+#include "platform/kernel/KernelPreprocessor.h"
 #include "platform/kernel/KernelProgram.h"
 
 namespace cif::kernel {
@@ -25,10 +27,6 @@ struct Unsupported {
     const char* message;
 };
 constexpr Unsupported kUnsupportedWords[] = {
-    {"while", "'while' loops are not supported; use a bounded for loop"},
-    {"do", "'do' loops are not supported; use a bounded for loop"},
-    {"break", "'break' is not supported"},
-    {"continue", "'continue' is not supported"},
     {"switch", "'switch' is not supported"},
     {"goto", "'goto' is not supported"},
     {"discard", "'discard' is not supported"},
@@ -36,31 +34,39 @@ constexpr Unsupported kUnsupportedWords[] = {
     {"uniform", "'uniform' is not supported"},
     {"varying", "'varying' is not supported"},
     {"attribute", "'attribute' is not supported"},
-    {"out", "'out' parameters are not supported"},
-    {"inout", "'inout' parameters are not supported"},
-    {"mat2", "matrices are not supported"},
-    {"mat3", "matrices are not supported"},
-    {"mat4", "matrices are not supported"},
-    {"ivec2", "integer vectors are not supported"},
-    {"ivec3", "integer vectors are not supported"},
-    {"ivec4", "integer vectors are not supported"},
-    {"bvec2", "bool vectors are not supported"},
-    {"bvec3", "bool vectors are not supported"},
-    {"bvec4", "bool vectors are not supported"},
     {"double", "'double' is not supported"},
     {"sampler2D", "'sampler2D' is not supported; use sampler"},
 };
 
 class Parser {
 public:
-    explicit Parser(std::string_view source) : m_tokens(tokenizeKernel(source)) {}
+    explicit Parser(std::string_view source) : m_tokens(preprocessKernel(tokenizeKernel(source))) {
+        for (const Token& t : m_tokens)
+            if (t.kind == TokenKind::Invalid) {
+                char shown[16];
+                const unsigned char u = static_cast<unsigned char>(t.text[0]);
+                if (u >= 0x20 && u < 0x7f) {
+                    std::snprintf(shown, sizeof shown, "'%c'", u);
+                } else {
+                    std::snprintf(shown, sizeof shown, "'\\x%02X'", u);
+                }
+                fail(t.line, t.column, std::string("unexpected character ") + shown);
+            }
+    }
 
     ast::Unit parseUnit() {
         ast::Unit unit;
         while (peek().kind != TokenKind::End) {
             const Token& start = peek();
+            if (acceptWord("precision")) {  // GLSL ES default precision: nothing to do here
+                while (!peek().is(";") && peek().kind != TokenKind::End)
+                    next();
+                expect(";", "after the precision statement");
+                continue;
+            }
             const bool isKernel = acceptWord("kernel");
             bool isConst = acceptWord("const");
+            skipPrecision();
             DeclaredType declared = parseType("at global scope");
             if (!isConst && acceptWord("const")) isConst = true;
             const Token& nameTok = expectIdentifier("expected a name");
@@ -73,8 +79,6 @@ public:
                 fn->column = nameTok.column;
                 fn->globalsBefore = unit.globals.size();
                 if (isConst) fail(start.line, start.column, "a function cannot be const");
-                if (declared.isInt)
-                    fail(declared.line, declared.column, "functions cannot return int");
                 parseParams(*fn);
                 if (!peek().is("{"))
                     fail(peek().line, peek().column,
@@ -95,7 +99,8 @@ private:
     struct DeclaredType {
         Type type = Type::Void;
         bool isColor = false;
-        bool isInt = false;
+        bool isSample = false;
+        bool isTable = false;
         int line = 1, column = 1;
     };
 
@@ -156,38 +161,37 @@ private:
     }
     static bool isReserved(std::string_view w) {
         return w == "kernel" || w == "const" || w == "if" || w == "else" || w == "for" ||
-               w == "return" || w == "true" || w == "false" || w == "in";
+               w == "while" || w == "do" || w == "break" || w == "continue" || w == "return" ||
+               w == "true" || w == "false" || w == "in" || w == "out" || w == "inout";
     }
+    struct TypeWord {
+        std::string_view word;
+        Type type;
+    };
+    static constexpr TypeWord kTypeWords[] = {
+        {"float", Type::Float},     {"vec2", Type::Vec2},    {"vec3", Type::Vec3},
+        {"vec4", Type::Vec4},       {"__color", Type::Vec4}, {"__sample", Type::Vec4},
+        {"bool", Type::Bool},       {"bvec2", Type::BVec2},  {"bvec3", Type::BVec3},
+        {"bvec4", Type::BVec4},     {"int", Type::Int},      {"ivec2", Type::IVec2},
+        {"ivec3", Type::IVec3},     {"ivec4", Type::IVec4},  {"mat2", Type::Mat2},
+        {"mat3", Type::Mat3},       {"mat4", Type::Mat4},    {"sampler", Type::Sampler},
+        {"__table", Type::Sampler}, {"void", Type::Void},
+    };
     static bool isTypeWord(std::string_view w) {
-        return w == "float" || w == "vec2" || w == "vec3" || w == "vec4" || w == "bool" ||
-               w == "sampler" || w == "__color" || w == "int" || w == "void";
+        DeclaredType declared;
+        return typeFromWord(w, declared);
     }
     static bool typeFromWord(std::string_view w, DeclaredType& declared) {
-        declared.isColor = declared.isInt = false;
-        if (w == "float") {
-            declared.type = Type::Float;
-        } else if (w == "vec2") {
-            declared.type = Type::Vec2;
-        } else if (w == "vec3") {
-            declared.type = Type::Vec3;
-        } else if (w == "vec4") {
-            declared.type = Type::Vec4;
-        } else if (w == "__color") {
-            declared.type = Type::Vec4;
-            declared.isColor = true;
-        } else if (w == "bool") {
-            declared.type = Type::Bool;
-        } else if (w == "sampler") {
-            declared.type = Type::Sampler;
-        } else if (w == "int") {
-            declared.type = Type::Float;
-            declared.isInt = true;
-        } else if (w == "void") {
-            declared.type = Type::Void;
-        } else {
-            return false;
+        for (const TypeWord& t : kTypeWords) {
+            if (t.word == w) {
+                declared.type = t.type;
+                declared.isColor = w == "__color";
+                declared.isSample = w == "__sample";
+                declared.isTable = w == "__table";
+                return true;
+            }
         }
-        return true;
+        return false;
     }
 
     DeclaredType parseType(const char* where) {
@@ -210,17 +214,27 @@ private:
             do {
                 ast::Param param;
                 param.isConst = acceptWord("const");
-                acceptWord("in");
+                if (acceptWord("out")) {
+                    param.qualifier = ast::ParamQualifier::Out;
+                } else if (acceptWord("inout")) {
+                    param.qualifier = ast::ParamQualifier::InOut;
+                } else {
+                    acceptWord("in");
+                }
+                if (!param.isConst) param.isConst = acceptWord("const");
+                // Precision qualifiers of GLSL ES mean nothing here.
+                if (peek().isWord("lowp") || peek().isWord("mediump") || peek().isWord("highp"))
+                    next();
                 DeclaredType declared = parseType("for a parameter");
                 if (declared.type == Type::Void)
                     fail(declared.line, declared.column, "a parameter cannot be void");
-                if (declared.isInt)
-                    fail(declared.line, declared.column, "int parameters are not supported");
-                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                if (peek().is("[")) param.size = parseArraySize();
                 const Token& name = expectIdentifier("expected a parameter name");
-                if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
+                if (peek().is("[")) param.size = parseArraySize();
                 param.type = declared.type;
                 param.isColor = declared.isColor;
+                param.isSample = declared.isSample;
+                param.isTable = declared.isTable;
                 param.name = std::string(name.text);
                 param.line = name.line;
                 param.column = name.column;
@@ -238,21 +252,43 @@ private:
         decl->column = start.column;
         decl->declType = declared.type;
         decl->isColor = declared.isColor;
-        decl->isInt = declared.isInt;
         decl->isConst = isConst;
         const Token* name = &firstName;
         for (;;) {
-            if (peek().is("[")) fail(peek().line, peek().column, "arrays are not supported");
             ast::Declarator d;
             d.name = std::string(name->text);
             d.line = name->line;
             d.column = name->column;
-            if (accept("=")) d.init = parseAssignment();
+            if (peek().is("[")) d.size = parseArraySize();
+            if (accept("=")) d.init = peek().is("{") ? parseInitialiserList() : parseAssignment();
             decl->declarators.push_back(std::move(d));
             if (!accept(",")) break;
             name = &expectIdentifier("expected a variable name");
         }
         return decl;
+    }
+
+    ExprPtr parseArraySize() {
+        const Token& open = expect("[", "");
+        if (peek().is("]")) fail(peek().line, peek().column, "an array needs a size");
+        ExprPtr size = parseExpression();
+        expect("]", "after the array size");
+        (void)open;
+        return size;
+    }
+
+    // { a, b, c }: the elements of an array, sized by the declaration.
+    ExprPtr parseInitialiserList() {
+        const Token& open = expect("{", "");
+        Nest nest(*this, open);
+        auto e = make(Expr::Kind::Call, open);
+        e->arrayCtor = true;
+        do {
+            if (peek().is("}")) break;
+            e->args.push_back(parseAssignment());
+        } while (accept(","));
+        expect("}", "after the elements");
+        return e;
     }
 
     StmtPtr parseBlock() {
@@ -284,7 +320,8 @@ private:
 
     bool startsDeclaration() const {
         const Token& t = peek();
-        if (t.isWord("const")) return true;
+        if (t.isWord("const") || t.isWord("lowp") || t.isWord("mediump") || t.isWord("highp"))
+            return true;
         DeclaredType declared;
         // `vec4(...)` at the start of a statement is a constructor expression.
         return t.kind == TokenKind::Identifier && typeFromWord(t.text, declared) &&
@@ -316,17 +353,48 @@ private:
         if (acceptWord("for")) {
             s->kind = Stmt::Kind::For;
             expect("(", "after 'for'");
-            if (!startsDeclaration()) {
-                fail(peek().line, peek().column,
-                     "a for loop must declare its index: for (int i = 0; i < N; i++)");
+            if (startsDeclaration()) {
+                s->body.push_back(parseDeclaration());
+            } else if (!peek().is(";")) {
+                auto init = std::make_unique<Stmt>();
+                init->kind = Stmt::Kind::Expr;
+                init->line = peek().line;
+                init->column = peek().column;
+                init->expr = parseExpression();
+                s->body.push_back(std::move(init));
+            } else {
+                s->body.push_back(nullptr);
             }
-            s->body.push_back(parseDeclaration());
             expect(";", "after the loop initialisation");
-            s->expr = parseExpression();
+            if (!peek().is(";")) s->expr = parseExpression();
             expect(";", "after the loop condition");
-            s->step = parseExpression();
+            if (!peek().is(")")) s->step = parseExpression();
             expect(")", "after the loop step");
             s->body.push_back(parseNestedStatement());
+            return s;
+        }
+        if (acceptWord("while")) {
+            s->kind = Stmt::Kind::While;
+            expect("(", "after 'while'");
+            s->expr = parseExpression();
+            expect(")", "after the condition");
+            s->body.push_back(parseNestedStatement());
+            return s;
+        }
+        if (acceptWord("do")) {
+            s->kind = Stmt::Kind::DoWhile;
+            s->body.push_back(parseNestedStatement());
+            if (!acceptWord("while"))
+                fail(peek().line, peek().column, "expected 'while' after the body of 'do'");
+            expect("(", "after 'while'");
+            s->expr = parseExpression();
+            expect(")", "after the condition");
+            expect(";", "after 'do ... while (...)'");
+            return s;
+        }
+        if (acceptWord("break") || acceptWord("continue")) {
+            s->kind = t.text == "break" ? Stmt::Kind::Break : Stmt::Kind::Continue;
+            expect(";", "after '" + std::string(t.text) + "'");
             return s;
         }
         if (acceptWord("return")) {
@@ -346,9 +414,14 @@ private:
         return s;
     }
 
+    void skipPrecision() {
+        if (peek().isWord("lowp") || peek().isWord("mediump") || peek().isWord("highp")) next();
+    }
+
     StmtPtr parseDeclaration() {
         const Token& start = peek();
         bool isConst = acceptWord("const");
+        skipPrecision();
         DeclaredType declared = parseType("in a declaration");
         if (!isConst && acceptWord("const")) isConst = true;
         if (declared.type == Type::Void)
@@ -408,14 +481,15 @@ private:
         if (t.kind != TokenKind::Punct) return -1;
         const std::string_view s = t.text;
         if (s == "||") return 0;
-        if (s == "&&") return 1;
-        if (s == "==" || s == "!=") return 2;
-        if (s == "<" || s == ">" || s == "<=" || s == ">=") return 3;
-        if (s == "+" || s == "-") return 4;
-        if (s == "*" || s == "/") return 5;
+        if (s == "^^") return 1;
+        if (s == "&&") return 2;
+        if (s == "==" || s == "!=") return 3;
+        if (s == "<" || s == ">" || s == "<=" || s == ">=") return 4;
+        if (s == "+" || s == "-") return 5;
+        if (s == "*" || s == "/") return 6;
         return -1;
     }
-    static constexpr int kLevels = 6;
+    static constexpr int kLevels = 7;
 
     ExprPtr parseBinary(int level) {
         if (level == kLevels) return parseUnary();
@@ -424,7 +498,7 @@ private:
         int chain = 0;
         for (;;) {
             const Token& t = peek();
-            if (t.is("%") || t.is("&") || t.is("|") || t.is("^") || t.is("^^"))
+            if (t.is("%") || t.is("&") || t.is("|") || t.is("^"))
                 fail(t.line, t.column, "operator '" + std::string(t.text) + "' is not supported");
             if (levelOf(t) != level) return lhs;
             next();
@@ -487,7 +561,15 @@ private:
                 s->args.push_back(std::move(e));
                 e = std::move(s);
             } else if (t.is("[")) {
-                fail(t.line, t.column, "arrays are not supported");
+                next();
+                auto s = make(Expr::Kind::Index, t);
+                s->args.push_back(std::move(e));
+                {
+                    Nest nest(*this, t);
+                    s->args.push_back(parseExpression());
+                }
+                expect("]", "after the index");
+                e = std::move(s);
             } else {
                 return e;
             }
@@ -501,6 +583,7 @@ private:
             next();
             auto e = make(Expr::Kind::Number, t);
             e->number = t.number;
+            e->integer = t.isInteger;
             return e;
         }
         if (t.isWord("true") || t.isWord("false")) {
@@ -519,7 +602,16 @@ private:
         if (t.kind == TokenKind::Identifier && !isReserved(t.text)) {
             next();
             DeclaredType declared;
-            if (typeFromWord(t.text, declared) && !peek().is("("))
+            const bool isType = typeFromWord(t.text, declared);
+            ExprPtr arraySize;
+            bool arrayCtor = false;
+            if (isType && peek().is("[")) {  // float[3](...) or float[](...)
+                next();
+                arrayCtor = true;
+                if (!peek().is("]")) arraySize = parseExpression();
+                expect("]", "after the array size");
+            }
+            if (isType && !peek().is("("))
                 fail(t.line, t.column,
                      "expected '(' after type name '" + std::string(t.text) + "'");
             if (peek().is("(")) {
@@ -527,6 +619,8 @@ private:
                 Nest nest(*this, open);
                 auto e = make(Expr::Kind::Call, t);
                 e->name = std::string(t.text);
+                e->arrayCtor = arrayCtor;
+                e->arraySizeExpr = std::move(arraySize);
                 if (!accept(")")) {
                     do {
                         e->args.push_back(parseAssignment());

@@ -30,6 +30,7 @@ namespace cif::kernel {
     X(Sign, 1)                                                                           \
     X(Floor, 1)                                                                          \
     X(Ceil, 1)                                                                           \
+    X(Trunc, 1) /* towards zero: int conversion and division */                          \
     X(Fract, 1) /* a - floor(a) */                                                       \
     X(Mod, 2)   /* GLSL mod: a - b * floor(a / b) */                                     \
     X(Sqrt, 1)                                                                           \
@@ -81,8 +82,19 @@ struct Instruction {
     int16_t sampler = 0;  // Sample: index into Program::samplers
 };
 
-// The declared type of a kernel parameter.
-enum class ParamType : uint8_t { Float, Vec2, Vec3, Vec4, Color, Sampler };
+// The declared type of a kernel parameter. Sample is a colour kernel's
+// `__sample`: an image, read at each output position by a sampler slot.
+enum class ParamType : uint8_t { Float, Vec2, Vec3, Vec4, Color, Sampler, Sample };
+
+inline bool isImageParam(ParamType t) {
+    return t == ParamType::Sampler || t == ParamType::Sample;
+}
+
+// General kernels read samplers anywhere; colour kernels take `__sample`
+// pixels at the output position; warp kernels return the position in their
+// input image to read, which the program then samples (the input is the
+// last sampler slot, without a parameter).
+enum class KernelKind : uint8_t { General, Color, Warp };
 
 // One kernel parameter, in declaration order. Numeric parameters are
 // uniforms: at run time their registers hold the argument's components for
@@ -90,8 +102,8 @@ enum class ParamType : uint8_t { Float, Vec2, Vec3, Vec4, Color, Sampler };
 struct Parameter {
     std::string name;
     ParamType type = ParamType::Float;
-    std::vector<Reg> registers;  // 1 to 4 components; empty for samplers
-    int sampler = -1;            // index into Program::samplers for Sampler parameters
+    std::vector<Reg> registers;  // 1 to 4 components; empty for images
+    int sampler = -1;            // index into Program::samplers for image parameters
 };
 
 // What the program needs of one sampler at run time. The registers are
@@ -111,7 +123,8 @@ struct SamplerSlot {
 };
 
 struct Program {
-    std::string name;                   // the kernel function's name
+    std::string name;  // the kernel function's name
+    KernelKind kind = KernelKind::General;
     std::vector<Parameter> parameters;  // kernel parameters in order
     std::vector<SamplerSlot> samplers;  // one per sampler parameter, in order
     std::vector<Instruction> code;      // straight-line, in execution order
@@ -123,9 +136,14 @@ struct Program {
 inline constexpr size_t kMaxSourceBytes = 64 * 1024;
 inline constexpr int kMaxNesting = 64;  // expressions and statements
 inline constexpr int kMaxCallDepth = 50;
-inline constexpr long kMaxLoopIterations = 100000;         // per loop, strictly fewer
+inline constexpr long kMaxLoopIterations = 100000;  // per loop, strictly fewer
+// How often a loop whose end depends on the pixel or on arguments may run
+// (inside one such loop a quarter of that, inside two a sixteenth); pixels
+// whose loop would run longer are transparent.
+inline constexpr long kMaxDynamicLoopIterations = 256;
 inline constexpr size_t kMaxInstructions = 200000;         // static bound on work per pixel
 inline constexpr size_t kMaxSourceInstructions = 1000000;  // all kernels of one source together
 inline constexpr int kMaxRegisters = 60000;
+inline constexpr int kMaxArraySize = 1024;  // elements of one array
 
 }  // namespace cif::kernel

@@ -378,6 +378,54 @@ void registerProbe(const QString& name, const QString& inputClass, const QString
         {"inputImage", "inputProbe"});
 }
 
+TEST_F(CIFMainTest, OtherFiltersHoldEveryRegisteredFilterTheFixedCatalogLacks) {
+    const CIFMain main;
+    ASSERT_EQ(main.CIFCategories().value(11), QStringLiteral("Other Filters"));
+    QStringList held;
+    for (int c = 0; c < 11; ++c)
+        for (const QVariant& e : entries(main, c)) {
+            const QVariantMap d = e.toMap();
+            held << (d.contains(DESC_LIST) ? identifiers(d.value(DESC_LIST).toList())
+                                           : QStringList{d.value(CIFFilterIdentifier).toString()});
+        }
+    const QStringList other = identifiers(entries(main, 11));
+    int reductions = 0;
+    for (const QString& name : CIFilter::filterNamesInCategory(QString())) {
+        SCOPED_TRACE(name.toStdString());
+        const QVariantMap attributes = CIFilter::classAttributesForName(name);
+        if (attributes.value(kCIAttributeFilterCategories)
+                .toStringList()
+                .contains(kCICategoryReduction)) {
+            // Reductions make tiny pictures: never offered as effects.
+            EXPECT_FALSE(other.contains(name));
+            EXPECT_FALSE(held.contains(name));
+            ++reductions;
+            continue;
+        }
+        if (held.contains(name)) {
+            EXPECT_FALSE(other.contains(name));
+            continue;
+        }
+        // Inputs of the kinds the editor has controls for (a vector input
+        // only without a filter-wide type), and not one of the two filters
+        // kept out by name.
+        bool editable =
+            name != QLatin1String("CICrop") && name != QLatin1String("CIShadedMaterial");
+        const auto filter = CIFilter::filterWithName(name);
+        ASSERT_TRUE(filter);
+        for (const QString& key : filter->inputKeys()) {
+            const QString cls = attributes.value(key).toMap().value(kCIAttributeClass).toString();
+            editable = editable && (cls == "CIImage" || cls == "CIColor" || cls == "NSNumber" ||
+                                    cls == "NSAffineTransform" ||
+                                    (cls == "CIVector" && !attributes.contains(kCIAttributeType)));
+        }
+        if (editable) {
+            EXPECT_TRUE(other.contains(name));
+        }
+    }
+    EXPECT_GE(reductions, 12);
+}
+
 TEST_F(CIFMainTest, AdmissionRuleAndDiscoveredCategories) {
     struct Case {
         const char* name;

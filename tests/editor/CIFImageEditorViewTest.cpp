@@ -306,7 +306,16 @@ private slots:
         QCOMPARE(shot.pixelColor(edge), QColor(Qt::black));
     }
 
-    void zoomedInPixelsStayVisible() {
+    void zoomedInPixelsStayVisibleAndZoomedOutColoursHold() {
+        // Reduced through successive halvings: flat areas keep their colour.
+        for (const double scale : {0.5, 0.25, 0.1}) {
+            view->setScaleFactor(scale);
+            const QImage shot = view->grab().toImage();
+            const QColor left = shot.pixelColor(at(50, 50)), right = shot.pixelColor(at(150, 50));
+            QVERIFY(std::abs(left.blue() - 200) <= 2 && std::abs(left.red() - 40) <= 2);
+            QVERIFY(std::abs(right.red() - 230) <= 2 && std::abs(right.blue() - 40) <= 2);
+        }
+
         view->setScaleFactor(8);
         const QImage shot = view->grab(QRect(at(0, 8), QSize(64, 64))).toImage();
         // Each picture pixel is an 8 x 8 block of one colour.

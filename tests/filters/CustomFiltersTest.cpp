@@ -81,8 +81,8 @@ TEST_F(CustomFiltersTest, RegistrationAndDescriptionsMergeRegisteredValuesFirst)
     const auto sobel = CIFilter::filterWithName("CIFSobel");
     ASSERT_TRUE(sobel);
     EXPECT_DOUBLE_EQ(sobel->numberForKey("inputIntensity"), 7);
-    sobel->setValueForKey(50, "inputIntensity");  // clamped to the own range
-    EXPECT_DOUBLE_EQ(sobel->numberForKey("inputIntensity"), 20);
+    sobel->setValueForKey(50, "inputIntensity");  // beyond the slider: taken as given
+    EXPECT_DOUBLE_EQ(sobel->numberForKey("inputIntensity"), 50);
     EXPECT_TRUE(sobel->outputImage().isNull());  // no picture yet
 }
 
@@ -139,6 +139,9 @@ TEST_F(CustomFiltersTest, TransparencyFilters) {
     const CIFloatBitmap faded = render(fade->outputImage(), QRectF(0, 0, 2, 1));
     EXPECT_NEAR(faded.at(0, 0)[0], 0.5, 1e-3);
     EXPECT_NEAR(faded.at(0, 0)[3], 0.5, 1e-3);
+    // Below the slider's 0.01: none of the picture fades.
+    const auto none = make("CIFTransparentFilter", two, {{"inputTransparency", 0.0}});
+    EXPECT_EQ(render(none->outputImage(), QRectF(0, 0, 2, 1)).at(0, 0)[3], 1.0f);
 }
 
 TEST_F(CustomFiltersTest, SlideFrameAndNetKeepOrSmearPixels) {
@@ -168,6 +171,15 @@ TEST_F(CustomFiltersTest, TransformsAboutTheCentreAndTilings) {
                      {{"inputAngle", 0.0}, {"inputSqueeze", 0.5}, {"inputSkew", 0.0}});
     // Half as wide, about the centre (3, 2).
     EXPECT_EQ(transform->outputImage().extent(), QRectF(1.5, 0, 3, 4));
+
+    // An infinite picture is transformed too, about the origin: squeezed to
+    // half its width, pixel x shows the input between pixels 2x and 2x + 1.
+    const CIImage endless = g.imageByClampingToExtent();
+    transform = make("CIFAffineTransform2Filter", endless,
+                     {{"inputAngle", 0.0}, {"inputSqueeze", 0.5}, {"inputSkew", 0.0}});
+    ASSERT_TRUE(transform->outputImage().isInfinite());
+    const CIFloatBitmap squeezed = render(transform->outputImage(), QRectF(0, 0, 3, 4));
+    EXPECT_NEAR(squeezed.at(1, 1)[0], (original.at(2, 1)[0] + original.at(3, 1)[0]) / 2, 1e-5);
 
     // Scale 1, stretch 1: the picture repeats, moved by the centre.
     const auto tile = make("CIFAffineTile2Filter", g,

@@ -9,6 +9,7 @@
 #include "generators/GLIFClassRegistry.h"
 #include "generators/GLIFColorFunctions.h"
 #include "generators/GLIF_Plasma.h"
+#include "tests/generators/GeneratorTestSupport.h"
 
 namespace cif {
 namespace {
@@ -87,13 +88,46 @@ TEST(PlasmaTest, ResolutionPaintsBlocksAndSineTypesAgree) {
     EXPECT_NE(two.pixel(0, 0), two.pixel(25, 15));  // a field, not a flat fill
 }
 
+// The subdivision of a 64 x 64 field at resolution 1 splits every cell wider than one
+// pixel: 1 + 4 + ... + 4^5 = 1365 inner cells, each displacing its centre once (type 0)
+// or with two numbers (type 1), after the four corners. The sine method draws three
+// numbers when it computes and none when it only re-colours.
+TEST(PlasmaTest, DrawsTheRandomNumbersOfItsMethod) {
+    const QVariantMap type0{{"GLIFResolution", 1}, {"GLIFShapesType", 0}};
+    const QVariantMap type1{{"GLIFResolution", 1}, {"GLIFShapesType", 1}};
+    const QVariantMap sine{{"GLIFResolution", 1}, {"GLIFShapesType", 2}};
+    GLIF_Plasma plasma;
+    const auto run = [&](const QVariantMap& a) {
+        return [&plasma, a] { plasma.GLIFOutputImageWidthHeightAttributes(nullptr, 64, 64, a); };
+    };
+    EXPECT_EQ(test::randomDraws(3, run(type0)), 4 + 1365);
+    EXPECT_EQ(test::randomDraws(3, run(type0)), 4);  // re-colouring: the corners only
+    EXPECT_EQ(test::randomDraws(3, run(type1)), 4 + 2 * 1365);
+    EXPECT_EQ(test::randomDraws(3, run(sine)), 3);
+    EXPECT_EQ(test::randomDraws(3, run(sine)), 0);
+}
+
+// Keys left out of a call take the generator's own defaults again, whatever an earlier
+// call set: the principal object keeps one instance between calls.
+TEST(PlasmaTest, AbsentKeysTakeTheDefaultsOnEveryCall) {
+    GLIF_Plasma reused, fresh;
+    test::runGenerator(reused, 40, 30,
+                       {{"GLIFSmoothness", 9}, {"GLIFResolution", 1}, {"GLIFShapesType", 2}}, 4);
+    EXPECT_EQ(test::runGenerator(reused, 40, 30, {}, 6), test::runGenerator(fresh, 40, 30, {}, 6));
+}
+
 TEST(PlasmaTest, PublishedDescriptionAndRegistry) {
     registerGeneratorClasses();
     const auto made = instantiateGLIFClass("GLIF_Plasma");
     ASSERT_TRUE(made);
     EXPECT_EQ(made->className(), "GLIF_Plasma");
     const QVariantMap description = made->GLIFQueryAttributes();
-    EXPECT_EQ(made->GLIFQueryInputKeys().size(), 5);
+    EXPECT_EQ(made->GLIFQueryInputKeys(),
+              QStringList({"GLIFSmoothness", "GLIFResolution", "GLIFShapesType",
+                           "GLIFColorRangeMin", "GLIFColorRangeMax"}));
+    const QVariantMap resolution = description.value("GLIFResolution").toMap();
+    EXPECT_EQ(resolution.value("GLIFMinValue"), QVariant(1));
+    EXPECT_EQ(resolution.value("GLIFMaxValue"), QVariant(20));
     EXPECT_EQ(description.value("GLIFSmoothness").toMap().value("GLIFDefValue"), QVariant(5));
     EXPECT_EQ(description.value("GLIFColorRangeMax").toMap().value("GLIFDefValue").typeId(),
               QMetaType::Double);

@@ -174,35 +174,29 @@ TEST(EngineRender, RowsHandedOverBeforeTheTileEndsAreFinal) {
 
 // ---------------------------------------------------------------- cancellation
 
-TEST(EngineRender, CancelledRenderReturnsPromptlyWithNothing) {
-    using Clock = std::chrono::steady_clock;
+TEST(EngineRender, CancelledRenderReturnsWithNothing) {
     // A 512 x 512 picture tiled under a rotation and resampled again: every
     // output pixel costs two bilinear lookups, so 4096 x 4096 takes a while.
+    // (How promptly a cancel is answered is measured by bench_response.)
     const CIImage recipe =
         CIImage::imageWithQImage(gradientPicture(512, 512))
             .imageByAffineTiling(QTransform().rotate(30).scale(1.1, 0.9))
             .imageByApplyingTransform(QTransform().rotate(-7).translate(0.25, 0.5));
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 3; ++round) {
         CIContext context;
         std::atomic<bool> started{false};
-        Clock::time_point cancelledAt;
         std::thread canceller([&] {
             while (!started.load())
                 std::this_thread::yield();
             std::this_thread::sleep_for(50ms);
-            cancelledAt = Clock::now();
             context.cancel();
         });
         started.store(true);
         const QImage out = context.createQImage(recipe, QRectF(0, 0, 4096, 4096));
-        const Clock::time_point returnedAt = Clock::now();
         canceller.join();
         EXPECT_TRUE(out.isNull()) << "round " << round << ": the render finished before the cancel";
         EXPECT_TRUE(context.wasCancelled());
         EXPECT_FALSE(context.lastError().isEmpty());
-        const auto latency =
-            std::chrono::duration_cast<std::chrono::milliseconds>(returnedAt - cancelledAt);
-        EXPECT_LT(latency, 100ms) << "round " << round;
     }
     // A cancel between renders does not reach the next one; a flag owned by
     // the caller cancels every render while it is raised.

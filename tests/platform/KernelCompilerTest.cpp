@@ -115,6 +115,7 @@ Pixel runPixel(const Program& p, float x, float y,
             case Op::Sign: d = a > 0 ? 1.f : a < 0 ? -1.f : 0.f; break;
             case Op::Floor: d = std::floor(a); break;
             case Op::Ceil: d = std::ceil(a); break;
+            case Op::Trunc: d = std::trunc(a); break;
             case Op::Fract: d = a - std::floor(a); break;
             case Op::Mod: d = a - b * std::floor(a / b); break;
             case Op::Sqrt: d = std::sqrt(a); break;
@@ -273,18 +274,28 @@ TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
          "kernel:1:40: cannot assign to swizzle 'xx', which repeats a component"},
         {"kernel vec4 k() { vec2 v = vec2(1.); return v.xyz.xxxx; }",
          "kernel:1:47: swizzle 'xyz' reads past the end of vec2"},
-        {"kernel vec4 k() { int i = 0; return vec4(1.); }",
-         "kernel:1:19: int is only allowed as a loop index"},
-        {"kernel vec4 k() { float s = 0.; while (s < 1.) s += 1.; return vec4(s); }",
-         "kernel:1:33: 'while' loops are not supported; use a bounded for loop"},
-        {"kernel vec4 k() { float a[3]; return vec4(1.); }",
-         "kernel:1:26: arrays are not supported"},
-        {"kernel vec4 k() { for (int i = 0; i < 4; i++) { i += 1; } return vec4(1.); }",
-         "kernel:1:49: the loop index 'i' cannot be changed in the loop"},
-        {"kernel vec4 k(float p) { for (float i = 0.; i < p; i++) {} return vec4(1.); }",
-         "kernel:1:49: the loop bound must be a constant"},
-        {"kernel vec4 k() { for (int i = 0; i < 4; i *= 2) {} return vec4(1.); }",
-         "kernel:1:44: the loop step must be i++, i--, i += C or i -= C"},
+        {"kernel vec4 k() { int i = 0; i = 1.5; return vec4(1.); }",
+         "kernel:1:32: cannot assign float to int"},
+        {"kernel vec4 k() { float s = 0.; while (s) s += 1.; return vec4(s); }",
+         "kernel:1:40: the loop condition must be bool"},
+        {"kernel vec4 k() { break; return vec4(1.); }", "kernel:1:19: 'break' outside a loop"},
+        {"kernel vec4 k() { return vec4(1) * mat3(1.); }",
+         "kernel:1:34: '*' cannot combine vec4 and mat3"},
+        {"kernel vec4 k() { for (int i = 1; i > 0; i *= 2) {} return vec4(1.); }",
+         "kernel:1:19: loop does not end: it runs more than 100000 times"},
+        {"float f(float x) { return x; } float f(float y) { return y; }",
+         "kernel:1:38: function 'f' is already defined"},
+        {"float f(float x) { return x; } float f(vec2 y) { return y.x; }"
+         " kernel vec4 k() { return vec4(f(vec3(1.))); }",
+         "kernel:1:94: no function f(vec3)"},
+        {"void f(out float x) { x = 1.; } kernel vec4 k() { f(2.); return vec4(1.); }",
+         "kernel:1:53: cannot assign to this expression"},
+        {"kernel vec4 k() { float a[2]; return vec4(a); }",
+         "kernel:1:43: array 'a' must be indexed"},
+        {"kernel vec4 k() { float a[2] = {1., 2., 3.}; return vec4(a[0]); }",
+         "kernel:1:32: 'a' has 2 elements, the initialiser 3"},
+        {"kernel vec4 k() { float a[2]; return vec4(a[2]); }",
+         "kernel:1:45: index 2 is out of range for an array of 2"},
         {"kernel vec4 k() { const float c = 1.; c = 2.; return vec4(c); }",
          "kernel:1:39: cannot assign to const 'c'"},
         {"kernel vec4 k() { return vec4(1.) + vec3(1.); }",
@@ -299,7 +310,8 @@ TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
          "kernel:1:23: the condition of 'if' must be bool"},
         {"kernel vec4 k() { float x = 1.; if (x > 0.) return vec4(1.); }",
          "kernel:1:13: function 'k' can reach its end without returning a value"},
-        {"kernel vec3 k() { return vec3(1.); }", "kernel:1:13: kernel 'k' must return vec4"},
+        {"kernel vec3 k() { return vec3(1.); }",
+         "kernel:1:13: kernel 'k' must return vec4 (or vec2 for a warp)"},
         {"float g = destCoord().x; kernel vec4 k() { return vec4(g); }",
          "kernel:1:7: global 'g' must be initialised with a constant expression"},
         {"kernel vec4 k() { return vec4(1.) @ 2; }", "kernel:1:35: unexpected character '@'"},
@@ -504,6 +516,138 @@ TEST(KernelCompilerTest, ControlFlowAndHelpers) {
         2, 4, 0.04f, 0.08f);
 }
 
+TEST(KernelCompilerTest, IntegersBooleansAndVectorsOfThem) {
+    // Integer division rounds towards zero; int() truncates; ints mix with
+    // floats; bool() tests for nonzero; vector equality is all components.
+    EXPECT_PIXEL(eval("",
+                      "int a = 7, b = -7; ivec2 v = ivec2(a / 2, b / 2); a /= 3;"
+                      "return vec4(v, a, int(-p * 1.75));"),
+                 3, -3, 2, -3);
+    EXPECT_PIXEL(
+        eval("",
+             "bvec3 b = bvec3(p, 0., true); bool x = b.x ^^ b.z;"
+             "return vec4(b.x, b.y, x, ivec2(1, 2) == ivec2(1, 2) && vec2(p) != vec2(p, 2.));"),
+        1, 0, 0, 0);
+    EXPECT_PIXEL(eval("",
+                      "int i = 5; i++; ++i; i -= 2 * 2; float f = float(i) + 0.5 * float(i);"
+                      "vec3 c = p > 1. ? vec3(1., 2., 3.) : vec3(0.); c.zy += vec2(10.);"
+                      "return vec4(i, f, c.yz);"),
+                 3, 4.5, 12, 13);
+}
+
+TEST(KernelCompilerTest, LoopsOfEveryForm) {
+    // break and continue; the loop index is a constant in each iteration.
+    EXPECT_PIXEL(eval("",
+                      "float s = 0.; for (int i = 0; i < 10; i++) {"
+                      "  if (i == 2) continue; if (float(i) > p * 2.) break; s += float(i); }"
+                      "float w = 0.; int n = 0; while (w < 10.) { w += p; n++; }"
+                      "float d = 0.; do { d += 1.; } while (d < 0.);"
+                      "return vec4(s, w, n, d);"),
+                 8, 10, 5, 1);
+    // Bounds from a parameter, float counters, nested loops, a break that
+    // depends on the pixel.
+    EXPECT_PIXEL(eval("",
+                      "float s = 0.; for (int i = 0; i < int(p) + 1; i++)"
+                      "  for (float j = 0.; j < p; j += 0.5) s += 1.;"
+                      "float t = 0.; for (int i = 0; ; i++) { if (float(i) >= destCoord().x) break;"
+                      "  t += 10.; }"
+                      "return vec4(s, t, 0, 0);",
+                      2.0f),
+                 12, 30, 0, 0);
+    // A loop that does not end within its budget leaves the pixel
+    // transparent; one that ends just in time does not.
+    EXPECT_PIXEL(eval("", "float s = 0.; while (s < p) s += 1.; return vec4(s);", 256.0f), 256, 256,
+                 256, 256);
+    EXPECT_PIXEL(eval("", "float s = 0.; while (s < p) s += 1.; return vec4(s);", 257.0f), 0, 0, 0,
+                 0);
+}
+
+TEST(KernelCompilerTest, FunctionsOverloadsAndScopes) {
+    // out and inout parameters, void functions, overloads by type (ints
+    // converting to floats when nothing fits exactly), a helper named after
+    // a built-in, a local named after a function, shadowing in blocks.
+    EXPECT_PIXEL(eval("void split(float v, out float a, inout float b) { a = v * 2.; b += v; }"
+                      "float f(float x) { return 1.; } float f(vec2 x) { return 2.; }"
+                      "float f(int x) { return 3.; }"
+                      "float length(vec2 v) { return v.x + v.y; }",
+                      "float a = 0., b = 1.; split(p, a, b); float distance = f(1.) + f(vec2(1.))"
+                      " + f(4) * 10.; float x = 1.; { float x = 5.; a += x; }"
+                      "return vec4(a + x, b, distance, length(vec2(2., 3.)));"),
+                 10, 3, 33, 5);
+    // Arrays: initialisers, indexes from loops and from pixels, array
+    // parameters (copied), writes through an index.
+    EXPECT_PIXEL(eval("float sum3(float w[3]) { w[0] += 100.; return w[0] + w[1] + w[2]; }",
+                      "const float k[3] = float[3](1., 2., 4.); float w[3] = {p, 0., 0.};"
+                      "for (int i = 1; i < 3; i++) w[i] = w[i - 1] * k[i];"
+                      "vec2 v[2]; v[int(destCoord().x) - 2].y = 7.;"
+                      "return vec4(sum3(w), w[0], w[2], v[1].y + v[0].y);"),
+                 122, 2, 16, 7);
+    // Matrices: columns first, products with vectors both ways and with
+    // matrices, a diagonal from a scalar.
+    EXPECT_PIXEL(eval("",
+                      "mat2 m = mat2(1., 2., 3., 4.); vec2 v = vec2(1., 1.);"
+                      "vec2 a = m * v; vec2 b = v * m; mat2 sq = m * mat2(p);"
+                      "return vec4(a, b.y, sq[1][1]);"),
+                 4, 6, 7, 8);
+}
+
+TEST(KernelCompilerTest, PreprocessorMacrosAndConditions) {
+    // Object- and function-like macros, nested uses, a continued line, a
+    // macro that names a built-in, directives inside a body.
+    EXPECT_PIXEL(eval("#define TWO 2.0\n"
+                      "#define SQ(x) ((x) * (x))\n"
+                      "#define ADD3(a, b, c) (a + \\\n   b + c)\n"
+                      "#define LEN length\n",
+                      "float a = SQ(TWO + 1.);\n"
+                      "#ifdef SQ\n"
+                      "a += ADD3(1., SQ(p), TWO);\n"
+                      "#else\n"
+                      "a = -1.;\n"
+                      "#endif\n"
+                      "return vec4(a, LEN(vec2(3., 4.)), __LINE__, GL_ES);"),
+                 16, 5, 12, 1);
+    // #if arithmetic, defined(), #elif chains, #undef, nesting, and
+    // skipped text that would not compile.
+    EXPECT_PIXEL(eval("#define LEVEL 3\n"
+                      "#if LEVEL * 2 > 5 && defined(LEVEL) && !defined NOPE\n"
+                      "#define R 1.\n"
+                      "#elif LEVEL == 3\n"
+                      "#define R 2.\n"
+                      "#else\n"
+                      "#define R 3.\n"
+                      "#endif\n"
+                      "#undef LEVEL\n"
+                      "#ifndef LEVEL\n"
+                      "#  if 0\n"
+                      "this is not kernel code @\n"
+                      "#  elif (0x10 >> 2) == 4 && 010 == 8\n"
+                      "#    define G 4.\n"
+                      "#  endif\n"
+                      "#endif\n",
+                      "return vec4(R, G, 0, 0);"),
+                 1, 4, 0, 0);
+    // A function-like macro's name alone is not a call; a macro is not
+    // expanded inside its own expansion.
+    EXPECT_PIXEL(eval("#define f(x) (x + 1.)\nfloat g(float f) { return f; }\n",
+                      "float y = p;\n#define y (y * 2.)\nreturn vec4(g(f(1.)), y, 0, 0);"),
+                 2, 4, 0, 0);
+
+    const std::pair<const char*, const char*> errors[] = {
+        {"#if 1\nkernel vec4 k() { return vec4(1.); }",
+         "kernel:1:2: '#if' without a matching '#endif'"},
+        {"#endif\n", "kernel:1:2: '#endif' without '#if'"},
+        {"#define F(a, b) a\nkernel vec4 k() { return vec4(F(1.)); }",
+         "kernel:2:31: macro 'F' takes 2 arguments, not 1"},
+        {"#error too old\n", "kernel:1:1: #error too old"},
+        {"#if 1 / 0\n#endif\n", "kernel:1:7: division by zero in '#if'"},
+        {"#foo\n", "kernel:1:2: unknown directive '#foo'"},
+        {"#define A A B\n#define B A\nkernel vec4 k() { return vec4(A); }",
+         "kernel:3:31: expected ')' after arguments"},
+    };
+    for (const auto& [source, expected] : errors)
+        EXPECT_EQ(errorOf(source), expected) << source;
+}
+
 TEST(KernelCompilerTest, BuiltinFunctions) {
     EXPECT_PIXEL(eval("", "return vec4(abs(-p), sign(-p), floor(1.5), ceil(1.5));"), 2, -1, 1, 2);
     EXPECT_PIXEL(eval("", "return vec4(fract(1.25), mod(7., 3.), min(vec2(1., 5.), p));"), .25, 1,
@@ -539,6 +683,33 @@ TEST(KernelCompilerTest, BuiltinFunctions) {
              "samplerSize(image).y) + vec4(samplerTransform(image, vec2(1., 2.)), 0., 0.);"),
         101, 52, 0, 50);
     EXPECT_PIXEL(eval("", "return sample(image, destCoord() * 2.);"), .06f, .16f, 22, .5);
+    // Geometric functions of GLSL.
+    EXPECT_PIXEL(eval("",
+                      "return vec4(reflect(vec2(1., -1.), vec2(0., 1.)), "
+                      "refract(vec2(0., -1.), vec2(0., 1.), 1.));"),
+                 1, 1, 0, -1);
+    EXPECT_PIXEL(eval("",
+                      "return vec4(faceforward(vec2(0., 1.), vec2(0., -1.), vec2(0., 1.)), "
+                      "refract(vec2(1., 0.), vec2(0., 1.), 2.));"),
+                 0, 1, 0, 0);
+    // Vector relations and the boolean reductions.
+    EXPECT_PIXEL(
+        eval("",
+             "bvec2 l = lessThan(vec2(1., 2.), vec2(2., 2.)); "
+             "return vec4(any(l), all(l), not(l).y, "
+             "all(equal(ivec3(1, 2, 3), ivec3(1, 2, 3))) && any(notEqual(l, l)) == "
+             "false && all(greaterThanEqual(vec2(p), vec2(2.))) && "
+             "!any(greaterThan(vec2(p), lessThanEqual(vec2(1.), vec2(0.)) == bvec2(false) ? "
+             "vec2(5.) : vec2(0.))));"),
+        1, 0, 1, 1);
+    EXPECT_PIXEL(eval("",
+                      "mat2 m = matrixCompMult(mat2(1., 2., 3., 4.), mat2(2.)); "
+                      "return vec4(m[0], cossin(0.).x + sin_(0.) + cos_(0.), cossin_(0.).y);"),
+                 2, 0, 2, 0);
+    // A table is read at the centre of the entry a position falls in.
+    const auto table = compileOk("kernel vec4 k(__table t) { return sample(t, vec2(3.7, 4.2)); }");
+    ASSERT_EQ(table.size(), 1u);
+    EXPECT_PIXEL(runPixel(table[0], 0, 0), .035f, .09f, 3.5f + 9.f, .5f);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -189,6 +190,116 @@ void checkRandomPrograms() {
     }
 }
 
+// A random kernel in the language's integer, boolean, vector and matrix
+// types, with loops bounded by arguments and by pixels, breaks, continues
+// and helpers with out parameters; every statement is well typed.
+std::string randomKernelSource(std::mt19937& rng) {
+    auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+    std::vector<std::string> floats = {"p", "q.x", "q.y", "destCoord().x", "destCoord().y"};
+    std::vector<std::string> ints = {"int(p)", "n"};
+    std::string body = "int n = int(destCoord().x) - 3;\n";
+    auto f = [&] { return floats[size_t(pick(int(floats.size())))]; };
+    auto i = [&] { return ints[size_t(pick(int(ints.size())))]; };
+    static const char* const kUnary[] = {"sin", "floor", "fract", "abs", "sqrt", "cos_", "sign"};
+    static const char* const kOps[] = {"+", "-", "*", "/"};
+    for (int k = 0; k < 10; ++k) {
+        const std::string v = "v" + std::to_string(k);
+        switch (pick(8)) {
+            case 0:
+                body += "float " + v + " = " + kUnary[pick(7)] + "(" + f() + ") " + kOps[pick(4)] +
+                        " " + f() + ";\n";
+                floats.push_back(v);
+                break;
+            case 1:
+                body += "int " + v + " = " + i() + " " + kOps[pick(4)] + " (" + i() + " + 7);\n";
+                ints.push_back(v);
+                break;
+            case 2:
+                body += "ivec2 " + v + " = ivec2(" + i() + ", " + f() + ") / 3; float " + v +
+                        "f = float(" + v + ".x * " + v + ".y);\n";
+                floats.push_back(v + "f");
+                break;
+            case 3:
+                body += "mat2 " + v + "m = mat2(" + f() + ", " + f() + ", 1., " + f() + "); vec2 " +
+                        v + " = " + v + "m * q + q * " + v + "m; float " + v + "f = " + v +
+                        ".x - " + v + ".y;\n";
+                floats.push_back(v + "f");
+                break;
+            case 4:
+                body += "float " + v + " = 0.; for (int j = 0; j < " + i() + "; j++) { if (" + f() +
+                        " > float(j) * 0.7) continue; " + v + " += " + f() + "; if (" + v +
+                        " > 9.) break; }\n";
+                floats.push_back(v);
+                break;
+            case 5:
+                body += "bvec2 " + v + "b = lessThan(q, vec2(" + f() + ")); float " + v + " = " +
+                        f() + "; if (any(" + v + "b) ^^ " + v + "b.y) " + v + " = -" + f() +
+                        "; else " + v + " *= 2.;\n";
+                floats.push_back(v);
+                break;
+            case 6:
+                body += "float " + v + " = " + f() + "; int " + v + "c = 0; while (" + v +
+                        " < 20.) { " + v + " += 1. + abs(" + f() + "); " + v + "c++; }\n";
+                floats.push_back(v);
+                ints.push_back(v + "c");
+                break;
+            case 7:
+                body += "float " + v + "a, " + v + "; split(" + f() + ", " + v + "a, " + v + "); " +
+                        v + " += sample(s, q + vec2(" + v + "a, 0.)).g;\n";
+                floats.push_back(v);
+                break;
+        }
+    }
+    return "void split(float x, out float whole, out float part) { whole = floor(x); part = x - "
+           "whole; }\n"
+           "kernel vec4 k(sampler s, float p, vec2 q) {\n" +
+           body + "return vec4(" + f() + ", float(" + i() + "), " + f() + ", " + f() + ");\n}\n";
+}
+
+void checkRandomKernels();
+
+TEST(KernelEvaluator, VectorMatchesScalarOnRandomKernelsOfEveryType) {
+    forEachTarget([] { checkRandomKernels(); });
+}
+
+void checkRandomKernels() {
+    std::mt19937 rng(99);
+    const PixelBuffer image = randomBuffer(rng, IRect{-7, 3, 150, 9});
+    for (int trial = 0; trial < 30; ++trial) {
+        const std::string source = randomKernelSource(rng);
+        const QList<cif::CIKernel> kernels =
+            cif::CIKernel::kernelsWithString(QString::fromStdString(source));
+        ASSERT_EQ(kernels.size(), 1) << source;
+        const PreparedProgram& prepared = kernels.first().prepared();
+        const Program& program = prepared.program;
+        EvalContext context;
+        context.uniforms = prepared.constants;
+        const float values[3] = {float(trial % 7) - 1.5f, 0.75f, float(trial) - 10.25f};
+        int v = 0;
+        for (const Parameter& param : program.parameters)
+            for (const Reg r : param.registers)
+                context.uniforms.push_back({r, values[v++ % 3]});
+        const float extent[4] = {-7, 3, 150, 9}, identity[6] = {1, 0, 0, 1, 0, 0};
+        for (int k = 0; k < 4; ++k)
+            context.uniforms.push_back({program.samplers[0].extent[k], extent[k]});
+        for (int k = 0; k < 6; ++k)
+            context.uniforms.push_back({program.samplers[0].transform[k], identity[k]});
+        context.images = {&image};
+        context.uniformsReadOnly = prepared.uniformsReadOnly;
+        context.sampleChannelMasks = prepared.sampleChannelMasks;
+        context.fusedProducts = prepared.fusedProducts;
+        for (const int n : {1, 7, kSpan, kSpan + 3, 2 * kSpan + 1}) {
+            std::vector<float> vec(size_t(n) * 4), ref(size_t(n) * 4);
+            runProgram(program, context, -5, 4 + trial % 7, n, vec.data());
+            runProgramScalar(program, context, -5, 4 + trial % 7, n, ref.data());
+            for (size_t k = 0; k < vec.size(); ++k)
+                ASSERT_TRUE(sameValue(vec[k], ref[k]))
+                    << "n " << n << " value " << k << ": " << vec[k] << " vs " << ref[k] << "\n"
+                    << source;
+        }
+    }
+}
+
 TEST(KernelEvaluator, ArithmeticIsIeeeAndSamplingIsBilinear) {
     PixelBuffer image(IRect{0, 0, 2, 2});
     const float pixels[16] = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, kInf, 4, 4, 4};
@@ -251,6 +362,7 @@ TEST(KernelEvaluator, ValidationRefusesOutOfRangeRegisters) {
 // ---------------------------------------------------------------- applied kernels
 
 using cif::CIColor;
+using cif::CIColorKernel;
 using cif::CIContext;
 using cif::CIFilter;
 using cif::CIFloatBitmap;
@@ -258,6 +370,7 @@ using cif::CIImage;
 using cif::CIKernel;
 using cif::CISampler;
 using cif::CIVector;
+using cif::CIWarpKernel;
 
 // Collects the warnings logged while it lives.
 class WarningCatcher {
@@ -558,6 +671,146 @@ TEST(KernelApply, PositionsBoundedByTheirArgumentsReadOnlyAroundEachTile) {
         EXPECT_TRUE(c.within.inset(-0.01, -0.01).contains(roi)) << roi.x << " " << roi.w;
         EXPECT_TRUE(roi.contains(c.covers)) << roi.x << " " << roi.w;
     }
+}
+
+// Reads at one fixed column and one fixed row: the bound of each is zero
+// wide, and still every tile reads the pixels there.
+TEST(KernelApply, ReadsAtAFixedRowOrColumnWorkForAnyTile) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 column(sampler s) {"
+                       "  return sample(s, vec2(5.5, samplerCoord(s).y)); }\n"
+                       "kernel vec4 row(sampler s, float y) {"
+                       "  return sample(s, vec2(samplerCoord(s).x, y)); }"));
+    ASSERT_EQ(kernels.size(), 2);
+    const CIImage input = CIImage::imageWithQImage(testPicture(50, 40));
+    const ApplyingFilter filter;
+    const CIImage column = filter.apply(kernels[0], {QVariant::fromValue(input)});
+    const CIImage row = filter.apply(kernels[1], {QVariant::fromValue(input), 30.5});
+    const QRectF rect(0, 0, 50, 40);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+    for (const int tile : {1, 3, 16, 64}) {
+        const CIFloatBitmap c = renderFloat(column, rect, tile, 2);
+        const CIFloatBitmap r = renderFloat(row, rect, tile, 2);
+        for (int y = 0; y < 40; ++y)
+            for (int x = 0; x < 50; ++x)
+                for (int k = 0; k < 4; ++k) {
+                    ASSERT_EQ(c.at(x, y)[k], in.at(5, y)[k]) << tile << ": " << x << "," << y;
+                    ASSERT_EQ(r.at(x, y)[k], in.at(x, 30)[k]) << tile << ": " << x << "," << y;
+                }
+    }
+}
+
+// ---------------------------------------------------------------- kinds of kernel
+
+QString kernelFile(const char* name) {
+    QFile f(QStringLiteral(CIF_TEST_DATA "/kernels/") + QLatin1String(name));
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
+}
+
+TEST(KernelKinds, EachKindCompilesToItsClassAndApplies) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 g(sampler s) { return sample(s, samplerCoord(s)); }\n"
+                       "kernel vec4 c(__sample s) { return s.bgra; }\n"
+                       "kernel vec2 w(float dx) { return destCoord() + vec2(dx, 0.); }\n"));
+    ASSERT_EQ(kernels.size(), 3);
+    EXPECT_EQ(kernels[0].kind(), KernelKind::General);
+    EXPECT_EQ(kernels[1].kind(), KernelKind::Color);
+    EXPECT_EQ(kernels[2].kind(), KernelKind::Warp);
+    EXPECT_TRUE(CIColorKernel(kernels[0]).isNull());
+    EXPECT_FALSE(CIWarpKernel(kernels[2]).isNull());
+
+    const CIImage input = CIImage::imageWithQImage(testPicture(30, 20));
+    const QRectF rect(0, 0, 30, 20);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+
+    // A colour kernel reads its __sample at the output position.
+    const CIImage swapped =
+        CIColorKernel(kernels[1]).applyWithExtent(rect, {QVariant::fromValue(input)});
+    ASSERT_FALSE(swapped.isNull());
+    const CIFloatBitmap s = renderFloat(swapped, rect, 8, 2);
+    EXPECT_EQ(s.at(3, 4)[0], in.at(3, 4)[2]);
+    EXPECT_EQ(s.at(3, 4)[2], in.at(3, 4)[0]);
+
+    // A warp reads its input where it says, with or without a region
+    // callback, the same for every tile size.
+    const CIWarpKernel warp(kernels[2]);
+    const CIImage bounded = warp.applyWithExtent(
+        rect, [](int index, const QRectF& r) { return index == 0 ? r.translated(2, 0) : r; }, input,
+        {2.0});
+    const CIImage unbounded = warp.applyWithExtent(rect, nullptr, input, {2.0});
+    for (const CIImage& image : {bounded, unbounded}) {
+        ASSERT_FALSE(image.isNull());
+        for (const int tile : {1, 5, 64}) {
+            const CIFloatBitmap w = renderFloat(image, rect, tile, 2);
+            for (int y = 0; y < 20; ++y)
+                for (int x = 0; x < 28; ++x)
+                    ASSERT_EQ(w.at(x, y)[1], in.at(x + 2, y)[1]) << tile << ": " << x << "," << y;
+            EXPECT_EQ(w.at(29, 5)[3], 0.0f);  // beyond the input
+        }
+    }
+    // Through CIFilter::apply, a warp reads the definition option's image;
+    // without one it has nothing to read.
+    const ApplyingFilter filter;
+    const CIImage viaApply = filter.apply(
+        kernels[2], {2.0}, {{cif::kCIApplyOptionDefinition, QVariant::fromValue(input)}});
+    EXPECT_EQ(renderFloat(viaApply, rect, 16, 1).at(4, 4)[0], in.at(6, 4)[0]);
+    const WarningCatcher catcher;
+    EXPECT_TRUE(filter.apply(kernels[2], {2.0}).isNull());
+    EXPECT_TRUE(kernels[2].applyWithExtent(rect, nullptr, {2.0}).isNull());
+    EXPECT_EQ(WarningCatcher::lines().size(), 2);
+}
+
+TEST(KernelKinds, WrittenKernelsComputeWhatTheySay) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(24, 16));
+    const QRectF rect(0, 0, 24, 16);
+    const CIFloatBitmap in = renderFloat(input, rect, 256, 1);
+
+    // Sepia: a matrix times the straight colour, premultiplied again.
+    const CIColorKernel sepia = CIColorKernel::kernelWithString(kernelFile("sepia.cikernel"));
+    ASSERT_FALSE(sepia.isNull());
+    const CIFloatBitmap toned =
+        renderFloat(sepia.applyWithExtent(rect, {QVariant::fromValue(input), 1.0}), rect, 16, 2);
+    const float m[3][3] = {
+        {0.393f, 0.769f, 0.189f}, {0.349f, 0.686f, 0.168f}, {0.272f, 0.534f, 0.131f}};
+    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{7, 3}, std::pair{23, 15}}) {
+        const float* p = in.at(x, y);
+        for (int k = 0; k < 3; ++k) {
+            float v = 0.0f;
+            for (int j = 0; j < 3; ++j)
+                v += m[k][j] * (p[j] / p[3]);
+            EXPECT_NEAR(toned.at(x, y)[k], std::clamp(v, 0.0f, 1.0f) * p[3], 1e-5) << x << "," << y;
+        }
+    }
+
+    // The box blur's radius is an argument: the loop runs 2r + 1 times.
+    const QList<CIKernel> blur = CIKernel::kernelsWithString(kernelFile("boxblur.cikernel"));
+    ASSERT_EQ(blur.size(), 1);
+    const ApplyingFilter filter;
+    const CIFloatBitmap blurred =
+        renderFloat(filter.apply(blur.first(), {QVariant::fromValue(input), 2.0}), rect, 7, 2);
+    float sum = 0.0f;
+    for (int i = -2; i <= 2; ++i)
+        sum += in.at(10 + i, 5)[1];
+    EXPECT_NEAR(blurred.at(10, 5)[1], sum / 5.0f, 1e-6);
+
+    // A generator over the extent it is given.
+    const QList<CIKernel> checker = CIKernel::kernelsWithString(kernelFile("checker.cikernel"));
+    ASSERT_EQ(checker.size(), 1);
+    const CIImage board = checker.first().applyWithExtent(
+        QRectF(0, 0, 8, 8), nullptr,
+        {QVariant::fromValue(CIColor(1, 0, 0, 1)), QVariant::fromValue(CIColor(0, 0, 1, 1)), 2.0});
+    ASSERT_FALSE(board.isNull());
+    EXPECT_EQ(board.extent(), QRectF(0, 0, 8, 8));
+    const CIFloatBitmap b = renderFloat(board, QRectF(0, 0, 8, 8), 3, 1);
+    EXPECT_EQ(b.at(1, 1)[0], 1.0f);
+    EXPECT_EQ(b.at(2, 1)[2], 1.0f);
+    EXPECT_EQ(b.at(3, 3)[0], 1.0f);
+
+    // The twirl and the ripples compile as what they are.
+    EXPECT_FALSE(CIWarpKernel::kernelWithString(kernelFile("twirl.cikernel")).isNull());
+    const QList<CIKernel> ripples = CIKernel::kernelsWithString(kernelFile("ripples.cikernel"));
+    ASSERT_EQ(ripples.size(), 1);
+    EXPECT_TRUE(ripples.first().program().samplers.empty());
 }
 
 // ---------------------------------------------------------------- filter files

@@ -271,24 +271,35 @@ TEST_F(Registry, InputValuesAreCheckedAgainstTheirDescription) {
     f->setValueForKey("[1 2", "inputOffset");
     EXPECT_EQ(f->valueForKey("inputOffset").value<CIVector>(), (CIVector{1, 2}));
 
-    // NaN becomes the default; out-of-range values and infinities are clamped.
+    // NaN becomes the default, infinities are refused, and finite values
+    // outside the range are taken as given, keeping their kind.
+    f->setValueForKey(25.0, "inputShift");
+    EXPECT_EQ(f->valueForKey("inputShift"), QVariant(25.0));
     f->setValueForKey(nan, "inputShift");
     EXPECT_EQ(f->valueForKey("inputShift").toDouble(), 2.5);
-    f->setValueForKey(25.0, "inputShift");
-    EXPECT_EQ(f->valueForKey("inputShift").toDouble(), 10.0);
     f->setValueForKey(-inf, "inputShift");
-    EXPECT_EQ(f->valueForKey("inputShift").toDouble(), 0.0);
-    f->setValueForKey(inf, "inputShift");
-    EXPECT_EQ(f->valueForKey("inputShift").toDouble(), 10.0);
+    f->setValueForKey("inf", "inputShift");
+    EXPECT_EQ(f->valueForKey("inputShift").toDouble(), 2.5);
     f->setValueForKey(" 4.25 ", "inputShift");
     EXPECT_EQ(f->valueForKey("inputShift"), QVariant(4.25));
-
-    // Numbers keep their kind, also when clamped to whole-number bounds.
-    f->setValueForKey(5, "inputCount");
-    EXPECT_EQ(f->valueForKey("inputCount"), QVariant(5));
     f->setValueForKey(50, "inputCount");
-    EXPECT_EQ(f->valueForKey("inputCount"), QVariant(8));
+    EXPECT_EQ(f->valueForKey("inputCount"), QVariant(50));
     EXPECT_EQ(f->valueForKey("inputCount").metaType().id(), QMetaType::Int);
+
+    // A vector, colour or transform holding NaN becomes the default; one
+    // holding an infinity is refused.
+    f->setValueForKey(QVariant::fromValue(CIVector{7, 8}), "inputOffset");
+    f->setValueForKey(QVariant::fromValue(CIVector{1, inf}), "inputOffset");
+    EXPECT_EQ(f->valueForKey("inputOffset").value<CIVector>(), (CIVector{7, 8}));
+    f->setValueForKey(QVariant::fromValue(CIVector{nan, 1}), "inputOffset");
+    EXPECT_EQ(f->valueForKey("inputOffset"),
+              f->attributes().value("inputOffset").toMap().value(kCIAttributeDefault));
+    f->setValueForKey(QVariant::fromValue(CIColor(nan, 0, 0, 1)), "inputTint");
+    EXPECT_EQ(f->valueForKey("inputTint"),
+              f->attributes().value("inputTint").toMap().value(kCIAttributeDefault));
+    f->setValueForKey(QTransform(1, 0, 0, 1, 2, 3), "inputTransform");
+    f->setValueForKey(QTransform(1, 0, 0, 1, inf, 3), "inputTransform");
+    EXPECT_EQ(f->valueForKey("inputTransform").value<QTransform>(), QTransform(1, 0, 0, 1, 2, 3));
     f->setValueForKey(true, "inputFlag");
     EXPECT_EQ(f->valueForKey("inputFlag").metaType().id(), QMetaType::Bool);
 

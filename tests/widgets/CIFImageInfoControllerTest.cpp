@@ -147,6 +147,18 @@ private slots:
         QCOMPARE(calls, 1);
         QVERIFY(!window->isVisible());
         QCOMPARE(tool.imageSize(), QSizeF(320, 240));
+
+        // Opening again while a sheet is open ends the open one as closed.
+        int first = -1, second = -1;
+        tool.sheetChangeSizeConstrainProportionsMakeThumbnailDisableFitToSizeModalDelegateDidEndSelector(
+            QSizeF(10, 10), false, false, false, &host, [&](int code) { first = code; });
+        tool.sheetChangeSizeConstrainProportionsMakeThumbnailDisableFitToSizeModalDelegateDidEndSelector(
+            QSizeF(10, 10), false, false, false, &host, [&](int code) { second = code; });
+        QCOMPARE(first, 0);
+        QCOMPARE(second, -1);
+        QTest::mouseClick(child<QPushButton>(*tool.window(), "okButton"), Qt::LeftButton);
+        QCOMPARE(second, 1);
+        QCOMPARE(first, 0);
     }
 
     void missingDescription() {

@@ -38,7 +38,7 @@ inline void store8(float* p, V8 v) {
 typedef int V8i __attribute__((vector_size(32)));
 
 inline V8 splat8(float v) {
-    return __builtin_shuffle(V8{v}, V8i{});
+    return __builtin_shufflevector(V8{v}, V8{v}, 0, 0, 0, 0, 0, 0, 0, 0);
 }
 
 // Multiply-add, contracted into one fused instruction in the AVX2 clones
@@ -437,9 +437,9 @@ void transposeBlock(const float* src, size_t srcStride, float* dst, size_t dstSt
         for (; c + 1 < c1; c += 2) {
             const V8 a = load8(s0 + size_t(c) * 4), b = load8(s1 + size_t(c) * 4);
             store8(dst + size_t(c) * dstStride + size_t(r) * 4,
-                   __builtin_shuffle(a, b, V8i{0, 1, 2, 3, 8, 9, 10, 11}));
+                   __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11));
             store8(dst + size_t(c + 1) * dstStride + size_t(r) * 4,
-                   __builtin_shuffle(a, b, V8i{4, 5, 6, 7, 12, 13, 14, 15}));
+                   __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15));
         }
         for (; c < c1; ++c) {
             std::memcpy(dst + size_t(c) * dstStride + size_t(r) * 4, s0 + size_t(c) * 4, 16);

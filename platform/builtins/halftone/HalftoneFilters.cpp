@@ -162,22 +162,22 @@ inline void store8(float* p, V8 v) {
 // Eight interleaved RGBA pixels (four vectors) into planes, and back.
 inline void deinterleave(const float* p, V8& r, V8& g, V8& b, V8& a) {
     const V8 v0 = load8(p), v1 = load8(p + 8), v2 = load8(p + 16), v3 = load8(p + 24);
-    const V8 rg0 = __builtin_shuffle(v0, v1, V8i{0, 4, 8, 12, 1, 5, 9, 13});
-    const V8 rg1 = __builtin_shuffle(v2, v3, V8i{0, 4, 8, 12, 1, 5, 9, 13});
-    const V8 ba0 = __builtin_shuffle(v0, v1, V8i{2, 6, 10, 14, 3, 7, 11, 15});
-    const V8 ba1 = __builtin_shuffle(v2, v3, V8i{2, 6, 10, 14, 3, 7, 11, 15});
-    r = __builtin_shuffle(rg0, rg1, V8i{0, 1, 2, 3, 8, 9, 10, 11});
-    g = __builtin_shuffle(rg0, rg1, V8i{4, 5, 6, 7, 12, 13, 14, 15});
-    b = __builtin_shuffle(ba0, ba1, V8i{0, 1, 2, 3, 8, 9, 10, 11});
-    a = __builtin_shuffle(ba0, ba1, V8i{4, 5, 6, 7, 12, 13, 14, 15});
+    const V8 rg0 = __builtin_shufflevector(v0, v1, 0, 4, 8, 12, 1, 5, 9, 13);
+    const V8 rg1 = __builtin_shufflevector(v2, v3, 0, 4, 8, 12, 1, 5, 9, 13);
+    const V8 ba0 = __builtin_shufflevector(v0, v1, 2, 6, 10, 14, 3, 7, 11, 15);
+    const V8 ba1 = __builtin_shufflevector(v2, v3, 2, 6, 10, 14, 3, 7, 11, 15);
+    r = __builtin_shufflevector(rg0, rg1, 0, 1, 2, 3, 8, 9, 10, 11);
+    g = __builtin_shufflevector(rg0, rg1, 4, 5, 6, 7, 12, 13, 14, 15);
+    b = __builtin_shufflevector(ba0, ba1, 0, 1, 2, 3, 8, 9, 10, 11);
+    a = __builtin_shufflevector(ba0, ba1, 4, 5, 6, 7, 12, 13, 14, 15);
 }
 
 // Grey g with alpha a for eight pixels, interleaved into p.
 inline void storeGrey(float* p, V8 g, V8 a) {
-    store8(p, __builtin_shuffle(g, a, V8i{0, 0, 0, 8, 1, 1, 1, 9}));
-    store8(p + 8, __builtin_shuffle(g, a, V8i{2, 2, 2, 10, 3, 3, 3, 11}));
-    store8(p + 16, __builtin_shuffle(g, a, V8i{4, 4, 4, 12, 5, 5, 5, 13}));
-    store8(p + 24, __builtin_shuffle(g, a, V8i{6, 6, 6, 14, 7, 7, 7, 15}));
+    store8(p, __builtin_shufflevector(g, a, 0, 0, 0, 8, 1, 1, 1, 9));
+    store8(p + 8, __builtin_shufflevector(g, a, 2, 2, 2, 10, 3, 3, 3, 11));
+    store8(p + 16, __builtin_shufflevector(g, a, 4, 4, 4, 12, 5, 5, 5, 13));
+    store8(p + 24, __builtin_shufflevector(g, a, 6, 6, 6, 14, 7, 7, 7, 15));
 }
 
 template <Screen S>

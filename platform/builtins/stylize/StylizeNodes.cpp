@@ -280,7 +280,7 @@ __attribute__((target_clones("arch=x86-64-v3", "default"))) void sobelRow(
         const V8 gx = (a2 + c2 - a0 - c0) + 2.0f * (b2 - b0);
         const V8 gy = (c0 + c2 - a0 - a2) + 2.0f * (c1 - a1);
         const V8 m = sqrt8(gx * gx + gy * gy) * scale;
-        const V8 alpha = __builtin_shuffle(b1, V8i{3, 3, 3, 3, 7, 7, 7, 7});
+        const V8 alpha = __builtin_shufflevector(b1, b1, 3, 3, 3, 3, 7, 7, 7, 7);
         const V8 colour = m < alpha ? m : alpha;
         store8(out + i, alphaLane ? alpha : colour);
     }

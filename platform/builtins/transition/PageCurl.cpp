@@ -50,18 +50,34 @@ constexpr double kPi = std::numbers::pi;
 // How dark the flap's shadow on the sheet is under a fully opaque flap.
 constexpr float kFlapShadow = 0.35f;
 
+// The shadow the roll casts onto the target: `strength` at most (under an
+// opaque sheet), fading quadratically from the roll's silhouette to
+// `length` pixels beyond it, and only inside `clip`.
+struct RollShadow {
+    float strength = 0.6f;
+    double length = 0;  // 0: one radius
+    Rect clip = Rect::infinite();
+    bool covers(double x, double y) const {
+        return clip.isInfinite() ||
+               (x >= clip.x && x < clip.right() && y >= clip.y && y < clip.top());
+    }
+};
+
 class PageCurlNode final : public engine::Node {
 public:
     // inputs: source, target, backside (may be null), shading (may be null).
     PageCurlNode(NodePtr source, NodePtr target, NodePtr backside, NodePtr shading, double angle,
-                 double line, double radius)
+                 double line, double radius, const RollShadow& shadow = {})
         : Node(inputList(source, target, backside, shading), source->extent()),
           m_backside(backside ? 2 : 0),
           m_shading(shading ? (backside ? 3 : 2) : 0),
           m_nx(std::cos(angle)),
           m_ny(std::sin(angle)),
           m_line(line),
-          m_r(radius) {}
+          m_r(radius),
+          m_shadow(shadow) {
+        if (!(m_shadow.length > 0)) m_shadow.length = radius;
+    }
 
     Rect regionOfInterest(size_t index, const Rect& output) const override {
         if (index == 1) return output;
@@ -125,10 +141,10 @@ public:
                 } else {
                     Pixel4 t = loadPixel(tgt + 4 * i);
                     // The shadow of the roll, as strong as the sheet at its top is opaque.
-                    if (d < 2 * m_r) {
-                        const double fade = d <= m_r ? 1.0 : 1 - (d - m_r) / m_r;
-                        const float s =
-                            float(0.6 * fade * fade) * material(kPi / 2 * m_r, *front)[3];
+                    if (d < m_r + m_shadow.length && m_shadow.covers(px, py)) {
+                        const double fade = d <= m_r ? 1.0 : 1 - (d - m_r) / m_shadow.length;
+                        const float s = m_shadow.strength * float(fade * fade) *
+                                        material(kPi / 2 * m_r, *front)[3];
                         t = t * Pixel4{1 - s, 1 - s, 1 - s, 1};
                     }
                     result = t;
@@ -180,7 +196,7 @@ private:
             targets[count++] = kPi * m_r - std::min(dhi, 0.0) - m_r;
             targets[count++] = kPi * m_r - dlo;
         }
-        if (dhi >= 0 && dlo <= 2 * m_r + 1) {
+        if (dhi >= 0 && dlo <= m_r + m_shadow.length + 1) {
             targets[count++] = 0;
             targets[count++] = kPi * m_r;
         }
@@ -211,11 +227,10 @@ private:
     // Indexes of the optional inputs, 0 when absent.
     size_t m_backside, m_shading;
     double m_nx, m_ny, m_line, m_r;
+    RollShadow m_shadow;
 };
 
-}  // namespace
-
-CIImage pageCurl(const CIFilter& f) {
+CIImage pageCurl(const CIFilter& f, bool withShadow) {
     CIImage s, t;
     if (!sourceAndTarget(f, s, t)) return s;
     const CIImage back = f.imageForKey("inputBacksideImage");
@@ -226,12 +241,34 @@ CIImage pageCurl(const CIFilter& f) {
     // Each tile reads the material within pi radii of it; at most 400 (the
     // largest radius the controls offer) keeps that a few megabytes.
     const double r = clampInput(radius, 0.01, 400);
+    RollShadow shadow;
+    shadow.length = r;
+    if (withShadow) {
+        // The amount is the shadow's darkness, the size its reach beyond
+        // the roll in diameters; a non-empty shadow extent bounds it.
+        shadow.strength = float(clampInput(f.numberForKey("inputShadowAmount"), 0, 1));
+        shadow.length = std::max(2 * r * clampInput(f.numberForKey("inputShadowSize"), 0, 1), 0.5);
+        const CIVector e = f.vectorForKey("inputShadowExtent");
+        const Rect clip{e.X(), e.Y(), e.Z(), e.W()};
+        if (e.count() >= 4 && allFinite(clip.x, clip.y, clip.w, clip.h) && !clip.isEmpty())
+            shadow.clip = clip;
+    }
     const Sweep sweep(angle, motionRect(f, s, t));
-    const double start = sweep.uMax + 1, end = sweep.uMin - 2 * r - 1;
+    const double start = sweep.uMax + 1, end = sweep.uMin - r - shadow.length - 1;
     const double line = start + clampInput(time, 0, 1) * (end - start);
     return CIImage::imageWithNode(std::make_shared<PageCurlNode>(
         s.node(), t.node(), back.isNull() ? nullptr : back.node(),
-        shading.isNull() ? nullptr : shading.node(), angle, line, r));
+        shading.isNull() ? nullptr : shading.node(), angle, line, r, shadow));
+}
+
+}  // namespace
+
+CIImage pageCurl(const CIFilter& f) {
+    return pageCurl(f, false);
+}
+
+CIImage pageCurlWithShadow(const CIFilter& f) {
+    return pageCurl(f, true);
 }
 
 }  // namespace cif::builtins::transitions

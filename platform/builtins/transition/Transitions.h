@@ -16,5 +16,7 @@ CIImage flash(const CIFilter& f);
 CIImage disintegrateWithMask(const CIFilter& f);
 CIImage ripple(const CIFilter& f);
 CIImage pageCurl(const CIFilter& f);
+CIImage pageCurlWithShadow(const CIFilter& f);
+CIImage accordionFold(const CIFilter& f);
 
 }  // namespace cif::builtins::transitions

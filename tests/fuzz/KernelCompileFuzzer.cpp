@@ -1,5 +1,5 @@
-// libFuzzer target: any byte string given to the kernel compiler must give
-// either programs or a diagnostic, never a crash, hang or sanitizer report.
+// Any byte string given to the kernel compiler must give either programs or
+// a diagnostic, never a crash, hang or sanitizer report.
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
