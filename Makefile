@@ -24,9 +24,15 @@ configure: deps
 build: configure
 	@cmake --build $(BUILD) -j $(JOBS)
 
-# Renders the gallery of built-in filters and prints where it is.
+# Opens cifx-host on the sample picture when there is a display; otherwise
+# renders the gallery of built-in filters and says how to see the editor.
 run: build
-	@$(BUILD)/hosts/cli/cifx gallery $(BUILD)/gallery
+	@if [ -n "$$DISPLAY$$WAYLAND_DISPLAY" ]; then \
+	  $(BUILD)/hosts/app/cifx-host; \
+	else \
+	  $(BUILD)/hosts/cli/cifx gallery $(BUILD)/gallery; \
+	  echo "No display: to try the editor, run  xvfb-run -a $(BUILD)/hosts/app/cifx-host  (or open it on a desktop)."; \
+	fi
 
 test: build check-format
 	@cd $(BUILD) && QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j $(JOBS)

@@ -14,6 +14,7 @@
 #include "core/CIFEditorInterface.h"
 #include "core/CIFMain.h"
 #include "editor/CIFFilterControls.h"
+#include "editor/CIFImageEditorController.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
 
@@ -45,6 +46,10 @@ public:
             registerGeneratorClasses();
             CIFBundle::setPath(bundleOfThisLibrary());
             setControlsBuilder(&CIFFilterControls::controlsForFilterNameViewFrame);
+            // The editor needs a widget application; without one (a
+            // command-line host) there is no editor and the dialogs say so.
+            setSharedImageEditorProvider(
+                []() -> CIFImageEditor* { return CIFImageEditorController::sharedImageEditor(); });
         });
     }
 

@@ -12,6 +12,8 @@
 #include <QStringList>
 #include <QVariantList>
 #include <QVariantMap>
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -114,6 +116,13 @@ public:
                                                  const CIVector& old) const override;
     CIVector CIFMergeCIVectorWithComponentNumValueInOldCIVector(int component, float value,
                                                                 const CIVector& old) const override;
+    // Renders of this instance's apply operations stop early, answering the
+    // null picture, while *cancel is set, and report their finished fraction
+    // (0..1) to progress from the render's worker threads. Both are borrowed
+    // and may be null; an editor previewing on a thread of its own uses them
+    // to drop renders made stale by newer parameters.
+    void setRenderControl(const std::atomic<bool>* cancel, std::function<void(double)> progress);
+
     // Turns the editor's parameter dictionary into input values for the
     // filter named by _currFilterName (see cachedFilterInstance).
     QVariantMap prepareAttributes(const QVariantMap& parameters) const;
@@ -275,6 +284,8 @@ private:
     // The picture at its working size, made when the picture or the filter
     // changes and reused while only parameters change.
     CIImage m_workingImage;
+    const std::atomic<bool>* m_renderCancel = nullptr;
+    std::function<void(double)> m_renderProgress;
 };
 
 }  // namespace cif

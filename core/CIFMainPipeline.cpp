@@ -76,6 +76,28 @@ HostImage drawnPicture(const CIImage& image, QSizeF size, const QRectF& target,
     return HostImage::fromQImage(rendered, size);
 }
 
+// Hands one instance's cancellation flag and progress handler to the shared
+// context for the length of one apply operation.
+class RenderControlScope {
+public:
+    RenderControlScope(const std::atomic<bool>* cancel, const std::function<void(double)>& progress)
+        : m_active(cancel || progress) {
+        if (!m_active) return;
+        softwareContext().setCancellationFlag(cancel);
+        softwareContext().setProgressHandler(progress);
+    }
+    ~RenderControlScope() {
+        if (!m_active) return;
+        softwareContext().setCancellationFlag(nullptr);
+        softwareContext().setProgressHandler({});
+    }
+    RenderControlScope(const RenderControlScope&) = delete;
+    RenderControlScope& operator=(const RenderControlScope&) = delete;
+
+private:
+    bool m_active;
+};
+
 CIImage filtered(const char* name, const QVariantMap& inputs) {
     const auto filter = CIFilter::filterWithName(QString::fromLatin1(name));
     if (!filter) return {};
@@ -86,6 +108,12 @@ CIImage filtered(const char* name, const QVariantMap& inputs) {
 }
 
 }  // namespace
+
+void CIFMain::setRenderControl(const std::atomic<bool>* cancel,
+                               std::function<void(double)> progress) {
+    m_renderCancel = cancel;
+    m_renderProgress = std::move(progress);
+}
 
 // ---- the common preparation
 
@@ -124,6 +152,7 @@ HostImage CIFMain::CIFApplyFilterAttributesForImage(const QString& identifier,
                                                     const QVariantMap& parameters,
                                                     const HostImage& image) {
     if (image.isNull()) return {};
+    const RenderControlScope control(m_renderCancel, m_renderProgress);
     CIImage background;
     const CIImage output = prepareFilterOutput(identifier, parameters, image, &background);
     if (!_CIFilterInstance) return {};

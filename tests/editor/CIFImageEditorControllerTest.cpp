@@ -1,0 +1,376 @@
+// The editor window driven as a person drives it: clicks in the catalog
+// lists, slider drags, pop-up choices, the generator buttons, the size sheet
+// and the closing buttons, on the real window description from the bundle.
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QSlider>
+#include <QSpinBox>
+#include <QStackedWidget>
+#include <QTableView>
+#include <QTimer>
+#include <QtTest>
+
+#include "core/CIFBundle.h"
+#include "editor/CIFCatalogListModel.h"
+#include "editor/CIFImageEditorController.h"
+#include "editor/CIFImageEditorView.h"
+#include "generators/GLIFClassRegistry.h"
+#include "platform/CIPlatform.h"
+#include "widgets/CIFImageInfoController.h"
+
+using namespace cif;
+
+namespace {
+
+HostImage testPicture(int width = 320, int height = 240) {
+    QImage image(width, height, QImage::Format_RGBA8888_Premultiplied);
+    QPainter painter(&image);
+    QLinearGradient ramp(0, 0, width, height);
+    ramp.setColorAt(0, QColor(30, 90, 200));
+    ramp.setColorAt(1, QColor(240, 200, 40));
+    painter.fillRect(image.rect(), ramp);
+    painter.setBrush(Qt::white);
+    painter.drawEllipse(QPointF(width / 3.0, height / 2.0), width / 8.0, width / 8.0);
+    painter.end();
+    return HostImage::fromQImage(image);
+}
+
+QImage pixels(const HostImage& picture) {
+    return picture.rasterize(QSize(picture.pixelsWide(), picture.pixelsHigh()));
+}
+
+}  // namespace
+
+class CIFImageEditorControllerTest : public QObject {
+    Q_OBJECT
+
+private:
+    CIFImageEditorController* m_editor = nullptr;
+    HostImage m_picture;
+
+    template <class T>
+    T* child(const char* name) {
+        T* found = m_editor->window()->findChild<T*>(QString::fromLatin1(name));
+        if (!found) qFatal("no %s in the window", name);
+        return found;
+    }
+    // Clicks the row of an identifier in a catalog list.
+    void clickRow(QTableView* table, const QString& identifier) {
+        auto* model = static_cast<CIFCatalogListModel*>(table->model());
+        const int row = model->rowOfIdentifier(identifier);
+        QVERIFY2(row >= 0, qPrintable(identifier));
+        clickRowNumber(table, row);
+    }
+    void clickRowNumber(QTableView* table, int row) {
+        const QModelIndex index = table->model()->index(row, 0);
+        table->scrollTo(index);
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, table->visualRect(index).center());
+    }
+    void startOnFilters(bool useSelection = false, QRectF rect = {}) {
+        QVERIFY(m_editor->prepareEditorUseSelectionWithRect(m_picture, useSelection, rect));
+        QVERIFY(QTest::qWaitForWindowExposed(m_editor->window()));
+        QVERIFY(m_editor->waitForPreview());
+    }
+
+private slots:
+    void initTestCase() {
+        initializePlatform();
+        registerGeneratorClasses();
+        CIFBundle::setPath(QStringLiteral(CIF_BINARY_DIR "/CIFEffects.plugin"));
+        m_editor = new CIFImageEditorController();
+        m_picture = testPicture();
+    }
+    void cleanupTestCase() { delete m_editor; }
+    void cleanup() {
+        if (m_editor->window() && m_editor->window()->isVisible()) m_editor->window()->reject();
+    }
+
+    void catalogListSelectsEntriesAndRefusesCategoryRows() {
+        startOnFilters();
+        auto* table = child<QTableView>("_tableView");
+        clickRow(table, QStringLiteral("CIColorInvert"));
+        QCOMPARE(m_editor->filterName(), QStringLiteral("CIColorInvert"));
+        QCOMPARE(m_editor->editMode(), 1);
+        // A category header row cannot be chosen: the entry stays.
+        auto* model = static_cast<CIFCatalogListModel*>(table->model());
+        int header = -1;
+        for (int row = 1; row < model->rowCount() && header < 0; ++row)
+            if (!model->isSelectableRow(row)) header = row;
+        QVERIFY(header > 0);
+        clickRowNumber(table, header);
+        QCOMPARE(m_editor->filterName(), QStringLiteral("CIColorInvert"));
+        QCOMPARE(table->selectionModel()->selectedRows().first().row(),
+                 model->rowOfIdentifier(QStringLiteral("CIColorInvert")));
+        // The first entry is the selection-mode crop: nothing is rendered.
+        clickRowNumber(table, 0);
+        QCOMPARE(m_editor->editMode(), 0);
+    }
+
+    void sliderDragWritesTheValueAndRenders() {
+        startOnFilters();
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CISepiaTone"));
+        QVERIFY(m_editor->waitForPreview());
+        QCOMPARE(CIFImageEditorController::currentPageName(
+                     child<QStackedWidget>("_filterControlsTabView")),
+                 QStringLiteral("0"));
+        auto* slider = child<QSlider>("_controlsDecimalSlider0_0");
+        QVERIFY(slider->isVisible());
+        QCOMPARE(slider->property("representedObject").toString(),
+                 QStringLiteral("inputIntensity"));
+        QVERIFY(!child<QSlider>("_controlsDecimalSlider0_1")->isVisible());
+        // Drag the knob to the left end: intensity 0 is the picture itself.
+        const int knob = slider->style()->pixelMetric(QStyle::PM_SliderLength, nullptr, slider);
+        const QPoint from(knob / 2 + (slider->width() - knob) * slider->value() / slider->maximum(),
+                          slider->height() / 2);
+        QTest::mousePress(slider, Qt::LeftButton, {}, from);
+        for (int x = from.x(); x >= -10; x -= 12)
+            QTest::mouseMove(slider, QPoint(x, from.y()));
+        QTest::mouseRelease(slider, Qt::LeftButton, {}, QPoint(-10, from.y()));
+        QCOMPARE(m_editor->attributes().value(QStringLiteral("inputIntensity")).toDouble(), 0.0);
+        QCOMPARE(child<QDoubleSpinBox>("_controlsDecimalTextField0_0")->value(), 0.0);
+        QVERIFY(m_editor->waitForPreview());
+        const QImage zero = pixels(m_editor->pictureView()->picture());
+        // Typing into the field stays within the input's range and renders again.
+        auto* field = child<QDoubleSpinBox>("_controlsDecimalTextField0_0");
+        field->selectAll();
+        QTest::keyClicks(field, QStringLiteral("7"));
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(m_editor->attributes().value(QStringLiteral("inputIntensity")).toDouble(), 0.0);
+        field->selectAll();
+        QTest::keyClicks(field, QStringLiteral("0.6"));
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(float(m_editor->attributes().value(QStringLiteral("inputIntensity")).toDouble()),
+                 0.6f);
+        QCOMPARE(slider->value(), 600);
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(pixels(m_editor->pictureView()->picture()) != zero);
+    }
+
+    void groupSelectsItsFirstMemberAndFillsTheSiblingPopUp() {
+        startOnFilters();
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
+        QCOMPARE(m_editor->groupName(), QStringLiteral("BlurFilters"));
+        QCOMPARE(m_editor->filterName(), QStringLiteral("CIGaussianBlur"));
+        QCOMPARE(CIFImageEditorController::currentPageName(
+                     child<QStackedWidget>("_filterControlsTabView")),
+                 QStringLiteral("30"));
+        auto* siblings = child<QComboBox>("_filtersGroupPopUpButton30");
+        QCOMPARE(siblings->count(), 3);
+        QCOMPARE(siblings->currentData().toString(), QStringLiteral("CIGaussianBlur"));
+        // Choosing a sibling switches the effect and keeps the group.
+        siblings->setCurrentIndex(2);
+        emit siblings->activated(2);
+        QCOMPARE(m_editor->filterName(), siblings->itemData(2).toString());
+        QCOMPARE(m_editor->groupName(), QStringLiteral("BlurFilters"));
+        QCOMPARE(siblings->currentIndex(), 2);
+    }
+
+    void rememberedParametersComeBackOnReselection() {
+        startOnFilters();
+        auto* table = child<QTableView>("_tableView");
+        clickRow(table, QStringLiteral("CISepiaTone"));
+        auto* field = child<QDoubleSpinBox>("_controlsDecimalTextField0_0");
+        field->setValue(0.25);
+        QCOMPARE(m_editor->attributes().value(QStringLiteral("inputIntensity")).toDouble(), 0.25);
+        clickRow(table, QStringLiteral("CIColorInvert"));
+        clickRow(table, QStringLiteral("CISepiaTone"));
+        QCOMPARE(m_editor->attributes().value(QStringLiteral("inputIntensity")).toDouble(), 0.25);
+        QCOMPARE(field->value(), 0.25);
+        // ... and across runs of the editor within the process.
+        m_editor->window()->reject();
+        startOnFilters();
+        clickRow(table, QStringLiteral("CISepiaTone"));
+        QCOMPARE(field->value(), 0.25);
+    }
+
+    void zoomSliderMapping() {
+        QCOMPARE(CIFImageEditorController::scaleForSliderValue(-8), 0.5);
+        QCOMPARE(CIFImageEditorController::sliderValueForScale(0.5), -8.0);
+        QCOMPARE(CIFImageEditorController::sliderValueForScale(2.0), 8.0);
+        QCOMPARE(CIFImageEditorController::scaleForSliderValue(8), 2.0);
+        startOnFilters();
+        child<QSlider>("_scaleSlider")->setValue(-8);
+        QCOMPARE(m_editor->pictureView()->getScaleFactor(), 0.5);
+        // The wheel moves the slider back.
+        m_editor->scrollWheelDidChange(2.0);
+        QCOMPARE(child<QSlider>("_scaleSlider")->value(), 8);
+    }
+
+    void generatorPagesAndRunsWithUndoAndRedo() {
+        QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 200, 150)));
+        QCOMPARE(m_editor->pictureView()->picture().size(), QSizeF(200, 150));
+        auto* table = child<QTableView>("_GLIFTableView");
+        auto* pages = child<QStackedWidget>("_GLIFControlsTabView");
+        clickRow(table, QStringLiteral("GLIF_Shapes"));
+        QCOMPARE(CIFImageEditorController::currentPageName(pages), QStringLiteral("dump"));
+        clickRow(table, QStringLiteral("GLIF_Plasma"));
+        QCOMPARE(CIFImageEditorController::currentPageName(pages), QStringLiteral("GLIF_Plasma"));
+        QCOMPARE(CIFImageEditorController::currentPageName(
+                     child<QStackedWidget>("_GLIFColorControlsTabView")),
+                 QStringLiteral("color gradient"));
+        QCOMPARE(
+            child<QSlider>("_plasmaSmoothnessSlider")->property("representedObject").toString(),
+            QStringLiteral("GLIFSmoothness"));
+
+        auto* generate = child<QPushButton>("_generateButton");
+        auto* undo = child<QPushButton>("_undoButton");
+        auto* redo = child<QPushButton>("_redoButton");
+        QTest::mouseClick(generate, Qt::LeftButton);
+        QVERIFY(m_editor->waitForPreview());
+        const quint32 seed1 = m_editor->randomSeed();
+        const QImage first = pixels(m_editor->pictureView()->picture());
+        QTest::qWait(2);
+        QTest::mouseClick(generate, Qt::LeftButton);
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(m_editor->randomSeed() != seed1);
+        const QImage second = pixels(m_editor->pictureView()->picture());
+        QVERIFY(first != second);
+        QVERIFY(undo->isEnabled());
+        QTest::mouseClick(undo, Qt::LeftButton);
+        QVERIFY(m_editor->waitForPreview());
+        QCOMPARE(pixels(m_editor->pictureView()->picture()), first);
+        QVERIFY(redo->isEnabled());
+        QTest::mouseClick(redo, Qt::LeftButton);
+        QVERIFY(m_editor->waitForPreview());
+        QCOMPARE(pixels(m_editor->pictureView()->picture()), second);
+        // A parameter change re-renders with the same seed: same picture again.
+        auto* smooth = child<QDoubleSpinBox>("_plasmaSmoothnessTextField");
+        const double old = smooth->value();
+        smooth->setValue(old + 1);
+        smooth->setValue(old);
+        QVERIFY(m_editor->waitForPreview());
+        QCOMPARE(pixels(m_editor->pictureView()->picture()), second);
+    }
+
+    void sizeSheetsChangeThePicture() {
+        for (const bool generator : {false, true}) {
+            if (generator)
+                QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 200, 150)));
+            else
+                startOnFilters();
+            QTest::mouseClick(child<QPushButton>("_sizeButton"), Qt::LeftButton);
+            QDialog* sheet = CIFImageInfoController::sharedImageInfoTool()->window();
+            QVERIFY(sheet && sheet->isVisible());
+            auto* width = sheet->findChild<QLineEdit*>(QStringLiteral("widthTextField"));
+            auto* height = sheet->findChild<QLineEdit*>(QStringLiteral("heightTextField"));
+            QVERIFY(width && height);
+            // A picture keeps its proportions: only the width is typed.
+            width->selectAll();
+            QTest::keyClicks(width, QStringLiteral("160"));
+            if (generator) {
+                height->selectAll();
+                QTest::keyClicks(height, QStringLiteral("60"));
+            }
+            QPushButton* ok = nullptr;
+            for (QPushButton* b : sheet->findChildren<QPushButton*>())
+                if (b->property("tag").toInt() != 0) ok = b;
+            QVERIFY(ok);
+            QTest::mouseClick(ok, Qt::LeftButton);
+            QVERIFY(m_editor->waitForPreview());
+            QCOMPARE(m_editor->pictureView()->picture().size(),
+                     generator ? QSizeF(160, 60) : QSizeF(160, 120));
+            m_editor->window()->reject();
+        }
+    }
+
+    void setReturnsThePreviewCancelAndCloseKeepThePicture() {
+        const QImage before = pixels(m_picture);
+        // Set: result 1, the preview's pixels, the selection.
+        startOnFilters(true, QRectF(20, 30, 100, 80));
+        QVERIFY(m_editor->isSelected());
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIColorInvert"));
+        QVERIFY(m_editor->isSelected());
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(m_editor->isSelected());
+        const QImage preview = pixels(m_editor->pictureView()->picture());
+        QTest::mouseClick(child<QPushButton>("_buttonSet"), Qt::LeftButton);
+        QCOMPARE(m_editor->modalResult(), 1);
+        QVERIFY(!m_editor->window()->isVisible());
+        QCOMPARE(pixels(m_editor->outputImage()), preview);
+        QVERIFY(pixels(m_editor->outputImage()) != before);
+        QVERIFY(m_editor->isSelected());
+        QCOMPARE(m_editor->getSelectedRect(), QRectF(20, 30, 100, 80));
+
+        // Cancel and the close box: 0, no output, the picture untouched.
+        for (const bool closeBox : {false, true}) {
+            startOnFilters();
+            clickRow(child<QTableView>("_tableView"), QStringLiteral("CIColorInvert"));
+            if (closeBox)
+                m_editor->window()->close();
+            else
+                QTest::mouseClick(child<QPushButton>("_buttonCancel"), Qt::LeftButton);
+            QCOMPARE(m_editor->modalResult(), 0);
+            QVERIFY(m_editor->outputImage().isNull());
+            QCOMPARE(pixels(m_picture), before);
+        }
+    }
+
+    // The window fits a 1280 x 720 screen (1920 x 1080 at 150 %) with room
+    // for a panel, and its parameter area scrolls. Screenshots of three
+    // states go to build/screenshots for people to look at.
+    void windowFitsSmallScreens() {
+        QString error;
+        const HostImage photo = HostImage::load(
+            QStringLiteral(
+                CIF_BINARY_DIR
+                "/CIFEffects.plugin/Resources/SharedContent/Backgrounds/Scenes/Hills.png"),
+            &error);
+        QVERIFY2(!photo.isNull(), qPrintable(error));
+        QVERIFY(m_editor->prepareEditorUseSelectionWithRect(photo, false, {}));
+        QDialog* window = m_editor->window();
+        const QSize least = window->minimumSizeHint().expandedTo(window->minimumSize());
+        QVERIFY2(least.width() <= 1280 && least.height() <= 680,
+                 qPrintable(QStringLiteral("%1 x %2").arg(least.width()).arg(least.height())));
+        QVERIFY(window->findChild<QScrollArea*>(QStringLiteral("_filterControlsScrollView")));
+        QVERIFY(window->findChild<QScrollArea*>(QStringLiteral("_GLIFControlsScrollView")));
+        window->resize(1280, 680);
+        const QString dir = QStringLiteral(CIF_BINARY_DIR "/screenshots");
+        QDir().mkpath(dir);
+        const auto shoot = [&](const char* name) {
+            QVERIFY(m_editor->waitForPreview());
+            QTest::qWait(50);
+            for (const qreal ratio : {1.0, 2.0}) {
+                QPixmap shot(window->size() * ratio);
+                shot.setDevicePixelRatio(ratio);
+                window->render(&shot);
+                shot.save(QStringLiteral("%1/editor-%2@%3x.png")
+                              .arg(dir, QLatin1String(name))
+                              .arg(int(ratio)));
+            }
+        };
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CITwirlDistortion"));
+        shoot("filter");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
+        shoot("group");
+        window->reject();
+        QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 640, 480)));
+        window->resize(1280, 680);
+        clickRow(child<QTableView>("_GLIFTableView"), QStringLiteral("GLIF_Plasma"));
+        QTest::mouseClick(child<QPushButton>("_generateButton"), Qt::LeftButton);
+        shoot("generator");
+    }
+
+    void modalRunThroughThePrincipalObjectsInterface() {
+        QTimer::singleShot(0, this, [this] {
+            QVERIFY(QTest::qWaitForWindowExposed(m_editor->window()));
+            clickRow(child<QTableView>("_tableView"), QStringLiteral("CIColorInvert"));
+            QTest::mouseClick(child<QPushButton>("_buttonSet"), Qt::LeftButton);
+        });
+        CIFImageEditor* editor = m_editor;
+        QCOMPARE(editor->startEditorUseSelectionWithRect(m_picture, false, {}), 1);
+        QCOMPARE(editor->outputImage().size(), m_picture.size());
+        QVERIFY(!editor->isSelected());
+    }
+};
+
+QTEST_MAIN(CIFImageEditorControllerTest)
+#include "CIFImageEditorControllerTest.moc"
