@@ -52,13 +52,23 @@ protected:
 
     // Reads every present key that has a field, by its kind; absent keys leave their
     // fields alone.
+    // Numbers from outside size loops and allocations. Values a little past
+    // the published range keep their meaning (some generators read them on
+    // purpose); absurd ones are held to ten ranges' width beyond either end.
+    static double boundedValue(const GLIFInput<G>& input, double value) {
+        if (input.kind != GLIFKind::Integer && input.kind != GLIFKind::Float) return value;
+        if (std::isnan(value)) return input.published;
+        const double span = 10.0 * std::max(input.maximum - input.minimum, 1.0);
+        return std::clamp(value, input.minimum - span, input.maximum + span);
+    }
+
     void readInputs(const QVariantMap& attributes) {
         G& self = static_cast<G&>(*this);
         for (const GLIFInput<G>& input : G::inputTable()) {
             double value = 0.0;
             if (readInput(attributes, QString::fromLatin1(input.key), input.kind, input.flags,
                           value))
-                input.field.store(self, value);
+                input.field.store(self, boundedValue(input, value));
         }
     }
 };

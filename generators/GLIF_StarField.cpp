@@ -14,6 +14,9 @@ namespace {
 
 // Rings per shape beyond this are finer than a pixel at any picture size.
 constexpr int kMaxRings = 10000;
+// A density from outside sizes the drawing loop; past this many shapes every
+// picture is covered many times over.
+constexpr long kMaxShapes = 100000;
 
 }  // namespace
 
@@ -56,7 +59,7 @@ void drawStarField(QPainter& painter, int w, int h, int density, int size, int t
     const int z = size;
     // The remainders below divide by these; the published minimum of 1 keeps them positive.
     if (z < 1 || w + z < 1 || h + z < 1) return;
-    const long shapes = std::labs(long(density));
+    const long shapes = std::min(std::labs(long(density)), kMaxShapes);
     const int rings = std::min(count, kMaxRings);
     painter.setPen(Qt::NoPen);
     for (long i = 0; i < shapes; ++i) {

@@ -263,7 +263,9 @@ void GuidedFilterNode::render(PixelBuffer& dst, const RenderState& state) const 
     const size_t nOuter = size_t(outer.w) * size_t(outer.h);
     std::vector<float> vi(nOuter), vp(nOuter), vii(nOuter), vip(nOuter), scratch;
     std::vector<float> mi, mp, mii, mip, va, vb, ma, mb;
-    for (int c = 0; c < 4; ++c) {
+    // Colour is smoothed along the guide; alpha stays the input's, so an opaque
+    // picture stays opaque up to its border.
+    for (int c = 0; c < 3; ++c) {
         if (state.cancelled()) return;
         for (int y = 0; y < outer.h; ++y)
             for (int x = 0; x < outer.w; ++x) {
@@ -283,9 +285,11 @@ void GuidedFilterNode::render(PixelBuffer& dst, const RenderState& state) const 
         va.resize(nMid);
         vb.resize(nMid);
         for (size_t k = 0; k < nMid; ++k) {
-            const float var = mii[k] - mi[k] * mi[k];
+            // Rounding can leave a flat window's variance just below zero,
+            // and epsilon may be zero: a flat window keeps its mean.
+            const float var = std::max(mii[k] - mi[k] * mi[k], 0.0f) + m_eps;
             const float cov = mip[k] - mi[k] * mp[k];
-            va[k] = cov / (var + m_eps);
+            va[k] = var > 0.0f ? cov / var : 0.0f;
             vb[k] = mp[k] - va[k] * mi[k];
         }
         boxMean(va, mid.w, mid.h, r, ma, scratch);
@@ -300,8 +304,9 @@ void GuidedFilterNode::render(PixelBuffer& dst, const RenderState& state) const 
     // Colour stays within what alpha can carry.
     for (int y = area.y; y < area.top(); ++y) {
         float* o = dst.at(area.x, y);
-        for (int i = 0; i < area.w; ++i, o += 4) {
-            o[3] = std::min(std::max(o[3], 0.0f), 1.0f);
+        const float* a = p->at(area.x, y);
+        for (int i = 0; i < area.w; ++i, o += 4, a += 4) {
+            o[3] = std::min(std::max(a[3], 0.0f), 1.0f);
             for (int c = 0; c < 3; ++c)
                 o[c] = std::min(std::max(o[c], 0.0f), o[3]);
         }
