@@ -161,7 +161,7 @@ bool takeFieldValue(QLineEdit* edit, const QString& format) {
     return changed;
 }
 
-struct NumberSpec {
+struct NumberRow {
     double min = 0;
     double max = 1;
     double value = 0;
@@ -173,10 +173,10 @@ struct NumberSpec {
 
 // The stepper's reach and increment for a slider range: at least
 // -1000..1000, a tenth of the range per step.
-void setStepperFromSlider(NumberSpec& spec) {
-    spec.stepperMin = std::min(spec.min, -kStepperReach);
-    spec.stepperMax = std::max(spec.max, kStepperReach);
-    spec.increment = (spec.max - spec.min) / 10;
+void setStepperFromSlider(NumberRow& numeric) {
+    numeric.stepperMin = std::min(numeric.min, -kStepperReach);
+    numeric.stepperMax = std::max(numeric.max, kStepperReach);
+    numeric.increment = (numeric.max - numeric.min) / 10;
 }
 
 // Lays out rows of controls from the top of the frame.
@@ -200,7 +200,7 @@ public:
     void menuRow(const QString& key, const QStringList& items, int selected, const QString& title);
     void vectorRow(const QString& key, const CIVector& vector, bool position, const QString& title);
     void offsetRows(const QString& key, double radius, double angle, const QString& title);
-    void numberRow(const QVariant& represented, const NumberSpec& spec, const QString& title,
+    void numberRow(const QVariant& represented, const NumberRow& numeric, const QString& title,
                    const QString& action);
     void transformRows(const QString& key, const QTransform& transform);
 
@@ -263,7 +263,7 @@ QLineEdit* Panel::field(const QVariant& represented, double value, const QString
     return edit;
 }
 
-void Panel::numberRow(const QVariant& represented, const NumberSpec& spec, const QString& title,
+void Panel::numberRow(const QVariant& represented, const NumberRow& numeric, const QString& title,
                       const QString& action) {
     const double y = m_y;
     m_y += kLineHeight;
@@ -273,30 +273,30 @@ void Panel::numberRow(const QVariant& represented, const NumberSpec& spec, const
     auto* slider = add(new QSlider(Qt::Horizontal),
                        QRectF(sliderX, y + 5, std::max(20.0, fieldX - kGap - sliderX), 17));
     label(title, QRectF(left(), y, m_labelWidth, kLineHeight));
-    QLineEdit* edit = field(represented, spec.value, spec.format,
+    QLineEdit* edit = field(represented, numeric.value, numeric.format,
                             QRectF(fieldX, y + 3, kFieldWidth, kLineHeight - 6));
     auto* stepper = add(new QDoubleSpinBox,
                         QRectF(right() - kStepperWidth, y + 3, kStepperWidth, kLineHeight - 6));
 
     slider->setRange(0, kSliderSteps);
-    const double span = spec.max - spec.min;
+    const double span = numeric.max - numeric.min;
     const auto toSlider = [=](double v) {
-        return span > 0 ? qRound(std::clamp((v - spec.min) / span, 0.0, 1.0) * kSliderSteps) : 0;
+        return span > 0 ? qRound(std::clamp((v - numeric.min) / span, 0.0, 1.0) * kSliderSteps) : 0;
     };
-    slider->setValue(toSlider(spec.value));
+    slider->setValue(toSlider(numeric.value));
     slider->setProperty(kRepresentedObject, represented);
-    slider->setProperty(kFloatValue, spec.value);
-    slider->setProperty("minValue", spec.min);
-    slider->setProperty("maxValue", spec.max);
+    slider->setProperty(kFloatValue, numeric.value);
+    slider->setProperty("minValue", numeric.min);
+    slider->setProperty("maxValue", numeric.max);
 
     stepper->setButtonSymbols(QAbstractSpinBox::UpDownArrows);
     stepper->setDecimals(6);
-    stepper->setRange(spec.stepperMin, spec.stepperMax);
-    stepper->setSingleStep(spec.increment > 0 ? spec.increment : 0.1);
+    stepper->setRange(numeric.stepperMin, numeric.stepperMax);
+    stepper->setSingleStep(numeric.increment > 0 ? numeric.increment : 0.1);
     stepper->setWrapping(false);
-    stepper->setValue(spec.value);
+    stepper->setValue(numeric.value);
     stepper->setProperty(kRepresentedObject, represented);
-    stepper->setProperty(kFloatValue, spec.value);
+    stepper->setProperty(kFloatValue, numeric.value);
 
     // The three show one value: whichever the user changes sets the others
     // quietly and sends the action once.
@@ -307,10 +307,10 @@ void Panel::numberRow(const QVariant& represented, const NumberSpec& spec, const
         const QSignalBlocker a(slider), b(stepper);
         if (from != slider) slider->setValue(toSlider(v));
         if (from != stepper) stepper->setValue(v);
-        if (from != edit) edit->setText(CIFFilterControls::formatNumber(v, spec.format));
+        if (from != edit) edit->setText(CIFFilterControls::formatNumber(v, numeric.format));
     };
     onChange(slider, &QSlider::valueChanged, [=, main = &m_main](int position) {
-        show(spec.min + span * position / kSliderSteps, slider);
+        show(numeric.min + span * position / kSliderSteps, slider);
         main->sendControlAction(action, slider);
     });
     onChange(stepper, &QDoubleSpinBox::valueChanged, [=, main = &m_main](double v) {
@@ -322,23 +322,23 @@ void Panel::numberRow(const QVariant& represented, const NumberSpec& spec, const
         const double v = QLocale::c().toDouble(edit->text().trimmed(), &ok);
         if (!ok || !std::isfinite(v)) {
             edit->setText(CIFFilterControls::formatNumber(edit->property(kFloatValue).toDouble(),
-                                                          spec.format));
+                                                          numeric.format));
             return;
         }
         const bool changed = v != edit->property(kFloatValue).toDouble();
         show(v, edit);
-        edit->setText(CIFFilterControls::formatNumber(v, spec.format));
+        edit->setText(CIFFilterControls::formatNumber(v, numeric.format));
         if (changed) main->sendControlAction(action, edit);
     });
 }
 
 void Panel::timeRow(double value) {
-    NumberSpec spec;
-    spec.value = value;
-    spec.format = kFormatTime;
-    setStepperFromSlider(spec);
-    spec.increment = 0.01;
-    numberRow(QStringLiteral("time"), spec, localized(QStringLiteral("Time")), kDecimalAction);
+    NumberRow numeric;
+    numeric.value = value;
+    numeric.format = kFormatTime;
+    setStepperFromSlider(numeric);
+    numeric.increment = 0.01;
+    numberRow(QStringLiteral("time"), numeric, localized(QStringLiteral("Time")), kDecimalAction);
 }
 
 void Panel::colorRow(int index, const QString& key, const QColor& color, const QString& title) {
@@ -481,23 +481,23 @@ void Panel::vectorRow(const QString& key, const CIVector& vector, bool position,
 }
 
 void Panel::offsetRows(const QString& key, double radius, double angle, const QString& title) {
-    NumberSpec angleSpec;
-    angleSpec.min = -std::numbers::pi;
-    angleSpec.max = std::numbers::pi;
-    angleSpec.value = angle;
-    angleSpec.format = kFormatTime;
-    setStepperFromSlider(angleSpec);
-    angleSpec.increment = 0.1;
-    numberRow(QVariantList{key, QStringLiteral("angle")}, angleSpec,
+    NumberRow angleRow;
+    angleRow.min = -std::numbers::pi;
+    angleRow.max = std::numbers::pi;
+    angleRow.value = angle;
+    angleRow.format = kFormatTime;
+    setStepperFromSlider(angleRow);
+    angleRow.increment = 0.1;
+    numberRow(QVariantList{key, QStringLiteral("angle")}, angleRow,
               title + QStringLiteral(" Angle"), kOffsetAction);
-    NumberSpec radiusSpec;
-    radiusSpec.min = 0;
-    radiusSpec.max = std::max(200.0, 2 * radius);
-    radiusSpec.value = radius;
-    radiusSpec.format = kFormatRadius;
-    setStepperFromSlider(radiusSpec);
-    radiusSpec.increment = 5;
-    numberRow(QVariantList{key, QStringLiteral("radius")}, radiusSpec,
+    NumberRow radiusRow;
+    radiusRow.min = 0;
+    radiusRow.max = std::max(200.0, 2 * radius);
+    radiusRow.value = radius;
+    radiusRow.format = kFormatRadius;
+    setStepperFromSlider(radiusRow);
+    radiusRow.increment = 5;
+    numberRow(QVariantList{key, QStringLiteral("radius")}, radiusRow,
               title + QStringLiteral(" Radius"), kOffsetAction);
 }
 
@@ -531,54 +531,55 @@ void Panel::transformRows(const QString& key, const QTransform& transform) {
         {"scale", "Scale", 0.1, 4, parts.scale, kFormatAngle},
     };
     for (const Row& row : rows) {
-        NumberSpec spec;
-        spec.min = std::min(row.min, row.value);
-        spec.max = std::max(row.max, row.value);
-        spec.value = row.value;
-        spec.format = row.format;
-        setStepperFromSlider(spec);
-        spec.increment = 0.1;
-        numberRow(QVariantList{key, QLatin1String(row.name)}, spec,
+        NumberRow numeric;
+        numeric.min = std::min(row.min, row.value);
+        numeric.max = std::max(row.max, row.value);
+        numeric.value = row.value;
+        numeric.format = row.format;
+        setStepperFromSlider(numeric);
+        numeric.increment = 0.1;
+        numberRow(QVariantList{key, QLatin1String(row.name)}, numeric,
                   localized(QLatin1String(row.title)), kTransformAction);
     }
 }
 
 // The slider range, value, stepper and format of a filter's number input.
-NumberSpec filterNumberSpec(const QVariantMap& attribute, const QVariant& preferred) {
-    NumberSpec spec;
-    spec.min = number(attribute.value(kCIAttributeSliderMin, attribute.value(kCIAttributeMin)), 0);
-    spec.max = number(attribute.value(kCIAttributeSliderMax, attribute.value(kCIAttributeMax)),
-                      std::max(1.0, spec.min + 1));
-    spec.value = number(preferred, number(attribute.value(kCIAttributeDefault), spec.min));
-    setStepperFromSlider(spec);
+NumberRow filterNumberRow(const QVariantMap& attribute, const QVariant& preferred) {
+    NumberRow numeric;
+    numeric.min =
+        number(attribute.value(kCIAttributeSliderMin, attribute.value(kCIAttributeMin)), 0);
+    numeric.max = number(attribute.value(kCIAttributeSliderMax, attribute.value(kCIAttributeMax)),
+                         std::max(1.0, numeric.min + 1));
+    numeric.value = number(preferred, number(attribute.value(kCIAttributeDefault), numeric.min));
+    setStepperFromSlider(numeric);
     const QString type = attribute.value(kCIAttributeType).toString();
     if (type == kCIAttributeTypeTime) {
-        spec.increment = 0.01;
-        spec.format = kFormatTime;
+        numeric.increment = 0.01;
+        numeric.format = kFormatTime;
     } else if (type == kCIAttributeTypeAngle) {
-        spec.increment = 0.05;
-        spec.format = kFormatAngle;
+        numeric.increment = 0.05;
+        numeric.format = kFormatAngle;
     } else if (type == kCIAttributeTypeInteger || type == kCIAttributeTypeCount) {
-        spec.increment = 1;
-        spec.format = kFormatInteger;
+        numeric.increment = 1;
+        numeric.format = kFormatInteger;
     }
-    return spec;
+    return numeric;
 }
 
 // The same for a composition's number or index port with its current value.
-NumberSpec portNumberSpec(const QVariantMap& port, double current) {
-    NumberSpec spec;
-    spec.value = current;
-    spec.min = number(port.value(QStringLiteral("QCPortAttributeMinimumValueKey")),
-                      std::min(0.0, current));
-    spec.max = number(port.value(QStringLiteral("QCPortAttributeMaximumValueKey")),
-                      std::max({1.0, current, 2 * current}));
-    setStepperFromSlider(spec);
+NumberRow portNumberRow(const QVariantMap& port, double current) {
+    NumberRow numeric;
+    numeric.value = current;
+    numeric.min = number(port.value(QStringLiteral("QCPortAttributeMinimumValueKey")),
+                         std::min(0.0, current));
+    numeric.max = number(port.value(QStringLiteral("QCPortAttributeMaximumValueKey")),
+                         std::max({1.0, current, 2 * current}));
+    setStepperFromSlider(numeric);
     if (port.value(QStringLiteral("QCPortAttributeTypeKey")) == QLatin1String("QCPortTypeIndex")) {
-        spec.increment = 1;
-        spec.format = kFormatInteger;
+        numeric.increment = 1;
+        numeric.format = kFormatInteger;
     }
-    return spec;
+    return numeric;
 }
 
 QColor toQColor(const QVariant& value) {
@@ -757,8 +758,8 @@ QList<QWidget*> CIFFilterControls::controlsForFilterNameViewFrame(CIFMain& main,
                 }
                 case CIFControlKind::Number:
                     panel.numberRow(key,
-                                    isFilter ? filterNumberSpec(attribute, defaults.value(key))
-                                             : portNumberSpec(attribute, number(current(key), 0)),
+                                    isFilter ? filterNumberRow(attribute, defaults.value(key))
+                                             : portNumberRow(attribute, number(current(key), 0)),
                                     title(key), kDecimalAction);
                     break;
                 case CIFControlKind::Transform: {
