@@ -9,7 +9,7 @@ SAN_BUILD ?= build-san
 FUZZ_SECONDS ?= 60
 
 .PHONY: all deps configure build run test bench format check-format clean \
-	san-deps san-configure test-asan fuzz
+	san-deps san-configure test-asan fuzz install-gimp
 
 all: build
 
@@ -60,6 +60,10 @@ test-asan: san-configure
 fuzz: san-configure
 	@cmake --build $(SAN_BUILD) --target fuzz_targets -j $(JOBS)
 	@scripts/run-fuzzers $(SAN_BUILD) $(FUZZ_SECONDS)
+
+# Installs the GIMP 2.10 plug-in for this user, pointing at this build's bundle.
+install-gimp: configure
+	@cmake --build $(BUILD) -j $(JOBS) --target install-gimp
 
 bench: build
 	@scripts/run-benchmarks $(BUILD)
