@@ -30,6 +30,14 @@ QString withWarning(const QString& message) {
     return why.isEmpty() ? message : message + QStringLiteral(" (") + why + u')';
 }
 
+// Keeps the run for Repeat Last; a settings file that cannot be written
+// costs only that.
+void remember(LastValues::Kind kind, const LastValues::Run& run) {
+    QString why;
+    if (!LastValues().write(kind, run, &why))
+        std::fprintf(stderr, "cif-effects-gimp: %s\n", qUtf8Printable(why));
+}
+
 bool hasDisplay() {
     return QGuiApplication::platformName() != QLatin1String("offscreen") &&
            QGuiApplication::platformName() != QLatin1String("minimal");
@@ -52,7 +60,12 @@ QRect selectionBounds(gint32 drawable) {
 
 GimpBridge::GimpBridge(const QString& bundlePath) {
     g_previousHandler = qInstallMessageHandler(recordWarning);
-    m_plugIn = cif::CIFLoadedPlugIn::load(cif::findCIFBundle(bundlePath), &m_loadError);
+    const QString bundle = cif::findCIFBundle(bundlePath);
+    if (bundle.isEmpty() && !bundlePath.isEmpty()) {
+        m_loadError = QStringLiteral("there is no CIF Effects bundle at %1").arg(bundlePath);
+        return;
+    }
+    m_plugIn = cif::CIFLoadedPlugIn::load(bundle, &m_loadError);
     if (m_plugIn) m_main = m_plugIn.factory()->createMain();
 }
 
@@ -91,26 +104,21 @@ GimpPDBStatusType GimpBridge::runEffect(GimpRunMode mode, gint32 image, gint32 d
                               "a side and 256 megapixels)."));
         return GIMP_PDB_EXECUTION_ERROR;
     }
-    switch (mode) {
-        case GIMP_RUN_INTERACTIVE:
-            return editEffect(image, drawable, error);
-        case GIMP_RUN_WITH_LAST_VALS: {
-            LastValues::Run last;
-            if (!LastValues().read(LastValues::Kind::Effect, last)) {
-                *error = tr(QStringLiteral("There is no CIF effect to repeat yet."));
-                return GIMP_PDB_EXECUTION_ERROR;
-            }
-            return applyEffect(image, drawable, last.identifier, last.parameters, error);
+    LastValues::Run run{identifier, json};
+    if (mode == GIMP_RUN_WITH_LAST_VALS) {
+        if (!LastValues().read(LastValues::Kind::Effect, run)) {
+            *error = tr(QStringLiteral("There is no CIF effect to repeat yet."));
+            return GIMP_PDB_EXECUTION_ERROR;
         }
-        case GIMP_RUN_NONINTERACTIVE:
-            break;
+    } else if (mode == GIMP_RUN_INTERACTIVE) {
+        run = {};
     }
-    const GimpPDBStatusType status = applyEffect(image, drawable, identifier, json, error);
-    if (status == GIMP_PDB_SUCCESS) {
-        QString why;
-        if (!LastValues().write(LastValues::Kind::Effect, {identifier, json}, &why))
-            std::fprintf(stderr, "cif-effects-gimp: %s\n", qUtf8Printable(why));
-    }
+    // A run made in the editor is repeated by opening the editor again.
+    const GimpPDBStatusType status =
+        run.identifier.isEmpty()
+            ? editEffect(image, drawable, error)
+            : applyEffect(image, drawable, run.identifier, run.parameters, error);
+    if (status == GIMP_PDB_SUCCESS) remember(LastValues::Kind::Effect, run);
     return status;
 }
 
@@ -228,27 +236,20 @@ GimpPDBStatusType GimpBridge::runGenerator(GimpRunMode mode, gint32 image,
         return GIMP_PDB_CALLING_ERROR;
     }
     m_main->CIFSetEffectsSet(1);
-    switch (mode) {
-        case GIMP_RUN_INTERACTIVE:
-            return editGenerator(image, width, height, created, error);
-        case GIMP_RUN_WITH_LAST_VALS: {
-            LastValues::Run last;
-            if (!LastValues().read(LastValues::Kind::Generator, last)) {
-                *error = tr(QStringLiteral("There is no CIF generator to repeat yet."));
-                return GIMP_PDB_EXECUTION_ERROR;
-            }
-            return generate(image, last.identifier, last.parameters, width, height, created, error);
+    LastValues::Run run{identifier, json};
+    if (mode == GIMP_RUN_WITH_LAST_VALS) {
+        if (!LastValues().read(LastValues::Kind::Generator, run)) {
+            *error = tr(QStringLiteral("There is no CIF generator to repeat yet."));
+            return GIMP_PDB_EXECUTION_ERROR;
         }
-        case GIMP_RUN_NONINTERACTIVE:
-            break;
+    } else if (mode == GIMP_RUN_INTERACTIVE) {
+        run = {};
     }
     const GimpPDBStatusType status =
-        generate(image, identifier, json, width, height, created, error);
-    if (status == GIMP_PDB_SUCCESS) {
-        QString why;
-        if (!LastValues().write(LastValues::Kind::Generator, {identifier, json}, &why))
-            std::fprintf(stderr, "cif-effects-gimp: %s\n", qUtf8Printable(why));
-    }
+        run.identifier.isEmpty()
+            ? editGenerator(image, width, height, created, error)
+            : generate(image, run.identifier, run.parameters, width, height, created, error);
+    if (status == GIMP_PDB_SUCCESS) remember(LastValues::Kind::Generator, run);
     return status;
 }
 

@@ -8,7 +8,8 @@
 //                     in the image changes;
 //   non-interactive   the identifier and JSON parameters (ParameterJson), no
 //                     window;
-//   with last values  the last scripted run, from LastValues.
+//   with last values  the last run, from LastValues: a scripted run again,
+//                     or the editor again after a run made in it.
 // Every failure answers GIMP_PDB_EXECUTION_ERROR (or CALLING_ERROR for bad
 // arguments) with a message for GIMP's error console; nothing throws.
 // A QGuiApplication (QApplication for interactive runs) must exist.

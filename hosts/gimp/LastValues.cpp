@@ -5,6 +5,7 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QJsonValue>
 #include <QSaveFile>
 #include <QStandardPaths>
 
@@ -34,10 +35,10 @@ QString LastValues::defaultPath() {
 }
 
 bool LastValues::read(Kind kind, Run& out) const {
-    const QJsonObject run = readObject(m_path).value(keyOf(kind)).toObject();
-    const QString identifier = run.value(QStringLiteral("identifier")).toString();
-    if (identifier.isEmpty()) return false;
-    out.identifier = identifier;
+    const QJsonValue value = readObject(m_path).value(keyOf(kind));
+    if (!value.isObject()) return false;
+    const QJsonObject run = value.toObject();
+    out.identifier = run.value(QStringLiteral("identifier")).toString();
     out.parameters = run.value(QStringLiteral("parameters")).toString();
     return true;
 }

@@ -2,16 +2,18 @@
 // LastValues: the last run of each procedure (identifier and JSON
 // parameters, the seed included for generators), kept in the plug-in's own
 // settings file so that GIMP's Repeat Last repeats it, in this GIMP session
-// and the next. The file is cif-effects/gimp-last-values.json under the XDG
-// config folder ($XDG_CONFIG_HOME, else ~/.config). A missing or unreadable
-// file reads as "no last run".
+// and the next. A run made in the editor is kept with an empty identifier:
+// the editor does not tell its host what was chosen, so Repeat Last opens
+// the editor again rather than repeat an older scripted run. The file is
+// cif-effects/gimp-last-values.json under the XDG config folder ($XDG_CONFIG_HOME, else ~/.config).
+// A missing or unreadable file reads as "no last run".
 
 #include <QString>
 
 class LastValues {
 public:
     struct Run {
-        QString identifier;
+        QString identifier;  // empty: the run was made in the editor
         QString parameters;  // a JSON object as text
     };
 

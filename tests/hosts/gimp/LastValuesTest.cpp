@@ -27,6 +27,12 @@ TEST(LastValuesTest, KeepsEachKindApartAndSurvivesABrokenFile) {
     ASSERT_TRUE(LastValues(path).read(LastValues::Kind::Generator, run));
     EXPECT_EQ(run.identifier, QStringLiteral("GLIF_Plasma"));
 
+    // A run in the editor replaces the scripted one: it is repeated by the
+    // editor, never by an older script's effect.
+    ASSERT_TRUE(values.write(LastValues::Kind::Effect, {}, nullptr));
+    ASSERT_TRUE(values.read(LastValues::Kind::Effect, run));
+    EXPECT_TRUE(run.identifier.isEmpty());
+
     // A damaged file reads as no last run, and the next write replaces it.
     QFile file(path);
     ASSERT_TRUE(file.open(QIODevice::WriteOnly));
