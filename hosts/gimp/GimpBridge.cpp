@@ -115,7 +115,7 @@ GimpPDBStatusType GimpBridge::runEffect(GimpRunMode mode, gint32 image, gint32 d
     }
     // A run made in the editor is repeated by opening the editor again.
     const GimpPDBStatusType status =
-        run.identifier.isEmpty()
+        mode != GIMP_RUN_NONINTERACTIVE && run.identifier.isEmpty()
             ? editEffect(image, drawable, error)
             : applyEffect(image, drawable, run.identifier, run.parameters, error);
     if (status == GIMP_PDB_SUCCESS) remember(LastValues::Kind::Effect, run);
@@ -246,7 +246,7 @@ GimpPDBStatusType GimpBridge::runGenerator(GimpRunMode mode, gint32 image,
         run = {};
     }
     const GimpPDBStatusType status =
-        run.identifier.isEmpty()
+        mode != GIMP_RUN_NONINTERACTIVE && run.identifier.isEmpty()
             ? editGenerator(image, width, height, created, error)
             : generate(image, run.identifier, run.parameters, width, height, created, error);
     if (status == GIMP_PDB_SUCCESS) remember(LastValues::Kind::Generator, run);

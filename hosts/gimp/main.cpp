@@ -105,13 +105,14 @@ void run(const gchar* name, gint nparams, const GimpParam* params, gint* nreturn
     const auto mode = GimpRunMode(params[0].data.d_int32);
 
     gegl_init(nullptr, nullptr);
-    // The editor needs a windowing system; scripted runs draw offscreen.
+    // The editor needs a windowing system (Repeat Last may open it too);
+    // scripted runs draw offscreen.
     static int argc = 1;
     static char programName[] = "cif-effects-gimp";
     static char* argv[] = {programName, nullptr};
     std::unique_ptr<QGuiApplication> app;
     const bool display =
-        mode == GIMP_RUN_INTERACTIVE &&
+        mode != GIMP_RUN_NONINTERACTIVE &&
         !(qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
     if (display) {
         app = std::make_unique<QApplication>(argc, argv);

@@ -1281,5 +1281,129 @@
         <source>Open...</source>
         <translation>Öffnen …</translation>
     </message>
+    <message>
+        <source>CIF Effects needs an image and one of its layers.</source>
+        <translation>CIF Effects braucht ein Bild und eine seiner Ebenen.</translation>
+    </message>
+    <message>
+        <source>CIF Effects works on RGB and greyscale images; turn an indexed image into RGB first (Image &gt; Mode &gt; RGB).</source>
+        <translation>CIF Effects arbeitet mit RGB- und Graustufenbildern; wandeln Sie ein indiziertes Bild zuerst in RGB um (Bild &gt; Modus &gt; RGB).</translation>
+    </message>
+    <message>
+        <source>The layer is too large for CIF Effects (at most 30000 pixels a side and 256 megapixels).</source>
+        <translation>Die Ebene ist zu groß für CIF Effects (höchstens 30000 Pixel je Seite und 256 Megapixel).</translation>
+    </message>
+    <message>
+        <source>There is no CIF effect to repeat yet.</source>
+        <translation>Es gibt noch keinen CIF-Effekt zum Wiederholen.</translation>
+    </message>
+    <message>
+        <source>'%1' is a generator; use File &gt; Create &gt; CIF Generator.</source>
+        <translation>„%1“ ist ein Generator; verwenden Sie Datei &gt; Erstellen &gt; CIF Generator.</translation>
+    </message>
+    <message>
+        <source>Unknown effect '%1'.</source>
+        <translation>Unbekannter Effekt „%1“.</translation>
+    </message>
+    <message>
+        <source>The layer's pixels cannot be read.</source>
+        <translation>Die Pixel der Ebene lassen sich nicht lesen.</translation>
+    </message>
+    <message>
+        <source>'%1' gave no picture.</source>
+        <translation>„%1“ hat kein Bild geliefert.</translation>
+    </message>
+    <message>
+        <source>The CIF Effects editor needs a display.</source>
+        <translation>Der Editor von CIF Effects braucht eine Anzeige.</translation>
+    </message>
+    <message>
+        <source>A generated picture needs a size from 1 x 1 to 30000 x 30000 pixels (256 megapixels at most).</source>
+        <translation>Ein erzeugtes Bild braucht eine Größe von 1 x 1 bis 30000 x 30000 Pixel (höchstens 256 Megapixel).</translation>
+    </message>
+    <message>
+        <source>There is no CIF generator to repeat yet.</source>
+        <translation>Es gibt noch keinen CIF-Generator zum Wiederholen.</translation>
+    </message>
+    <message>
+        <source>Unknown generator '%1'.</source>
+        <translation>Unbekannter Generator „%1“.</translation>
+    </message>
+    <message>
+        <source>CIF Generator</source>
+        <translation>CIF Generator</translation>
+    </message>
+    <message>
+        <source>The generated picture cannot be drawn.</source>
+        <translation>Das erzeugte Bild lässt sich nicht zeichnen.</translation>
+    </message>
+    <message>
+        <source>GIMP cannot make a new image.</source>
+        <translation>GIMP kann kein neues Bild anlegen.</translation>
+    </message>
+    <message>
+        <source>GIMP cannot make a new layer.</source>
+        <translation>GIMP kann keine neue Ebene anlegen.</translation>
+    </message>
+    <message>
+        <source>The parameters are not valid JSON: %1</source>
+        <translation>Die Parameter sind kein gültiges JSON: %1</translation>
+    </message>
+    <message>
+        <source>The parameters must be a JSON object.</source>
+        <translation>Die Parameter müssen ein JSON-Objekt sein.</translation>
+    </message>
+    <message>
+        <source>The parameter '%1' needs %2.</source>
+        <translation>Der Parameter „%1“ braucht %2.</translation>
+    </message>
+    <message>
+        <source>the path of a picture file</source>
+        <translation>den Pfad einer Bilddatei</translation>
+    </message>
+    <message>
+        <source>The parameter '%1': %2</source>
+        <translation>Der Parameter „%1“: %2</translation>
+    </message>
+    <message>
+        <source>a number</source>
+        <translation>eine Zahl</translation>
+    </message>
+    <message>
+        <source>a colour: [r, g, b, a] from 0 to 1 or "#rrggbb"</source>
+        <translation>eine Farbe: [r, g, b, a] von 0 bis 1 oder "#rrggbb"</translation>
+    </message>
+    <message>
+        <source>an array of numbers</source>
+        <translation>eine Liste von Zahlen</translation>
+    </message>
+    <message>
+        <source>six numbers [m11, m12, m21, m22, dx, dy]</source>
+        <translation>sechs Zahlen [m11, m12, m21, m22, dx, dy]</translation>
+    </message>
+    <message>
+        <source>a value of the input's kind</source>
+        <translation>einen Wert von der Art der Eingabe</translation>
+    </message>
+    <message>
+        <source>true or false</source>
+        <translation>true oder false</translation>
+    </message>
+    <message>
+        <source>a whole number</source>
+        <translation>eine ganze Zahl</translation>
+    </message>
+    <message>
+        <source>an object</source>
+        <translation>ein Objekt</translation>
+    </message>
+    <message>
+        <source>'%1' has no parameter '%2'.</source>
+        <translation>„%1“ hat keinen Parameter „%2“.</translation>
+    </message>
+    <message>
+        <source>a whole number from 0 to 2147483647</source>
+        <translation>eine ganze Zahl von 0 bis 2147483647</translation>
+    </message>
 </context>
 </TS>
