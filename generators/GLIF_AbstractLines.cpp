@@ -109,10 +109,12 @@ std::vector<QPolygonF> GLIF_AbstractLines::divide(const QRectF& rect, int count)
         const QPolygonF& region = shards[chosen];
         const QRectF box = region.boundingRect();
         // Through a point within the middle half of the region's box, so cuts rarely graze
-        // an edge; along any direction.
+        // an edge, and across the region's longer side, within 45 degrees either way, so
+        // shards do not thin into needles.
         const QPointF through = centroid(region) + QPointF((u - 0.5) * 0.5 * box.width(),
                                                            (v - 0.5) * 0.5 * box.height());
-        const double angle = turn * std::numbers::pi;
+        const double across = box.width() >= box.height() ? std::numbers::pi / 2 : 0.0;
+        const double angle = across + (turn - 0.5) * std::numbers::pi / 2;
         const QPointF normal(-std::sin(angle), std::cos(angle));
         QPolygonF one = clipHalfPlane(region, through, normal, 0.0);
         QPolygonF other = clipHalfPlane(region, through, -normal, 0.0);

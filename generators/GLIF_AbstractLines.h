@@ -1,7 +1,8 @@
 #pragma once
 // GLIF_AbstractLines: the picture cut by straight lines into shards. Starting from the whole
 // picture, each line cuts one region in two, the region chosen at random in proportion to
-// its area, along a random direction through a point near the region's middle. Every shard
+// its area, through a point near the region's middle and across its longer side at a
+// random slant. Every shard
 // is filled with a scheme colour and drawn inset by half the line width, so the lines are
 // the gaps between shards: the line colour (the background colour, when used) shows
 // through them, or nothing does. A vector generator; all its numbers come from the
