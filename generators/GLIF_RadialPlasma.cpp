@@ -85,7 +85,7 @@ std::span<const GLIFInput<GLIF_RadialPlasma>> GLIF_RadialPlasma::inputTable() {
     using G = GLIF_RadialPlasma;
     static constexpr GLIFInput<G> table[] = {
         {"GLIFRoughness", GLIFKind::Integer, 0, 10, 5, &G::_roughness, 5},
-        {"GLIFFadeOut", GLIFKind::Float, 0.0, 1.0, 0.25, &G::_fadeOut, 0.0},
+        {"GLIFFadeOut", GLIFKind::Float, 0.0, 1.0, 0.0, &G::_fadeOut, 0.0},
         {"GLIFColorRangeMin", GLIFKind::Float, 0.0, 1.0, 0.0},
         {"GLIFColorRangeMax", GLIFKind::Float, 0.0, 1.0, 0.75},
         {"GLIFUseBackgroundColor", GLIFKind::Boolean, 0, 1, 0},
