@@ -12,8 +12,9 @@ namespace cif {
 
 namespace {
 
-// Past this many shapes every picture is covered many times over.
-constexpr int kMaxShapes = 20000;
+// Past this many shapes every picture is covered many times over; each large shape costs
+// a fill of most of the picture.
+constexpr int kMaxShapes = 1000;
 
 // A regular outline of n vertices on the unit circle, or a star of n points when inner
 // is below 1 (its notches at that radius).
@@ -86,7 +87,9 @@ void GLIF_Shapes::drawRect(QPainter& painter, const QRectF& rect) {
     GLIFCoreObject::drawRect(painter, rect);
     const QRectF b = bounds();
     const int count = std::clamp(_count, 0, kMaxShapes);
-    const double largest = std::min(b.width(), b.height()) * std::max(_size, 1) / 100.0 * 0.5;
+    // Beyond the whole shorter side a shape only covers more of what lies outside.
+    const double largest =
+        std::min(b.width(), b.height()) * std::clamp(_size, 1, 100) / 100.0 * 0.5;
     for (int i = 0; i < count; ++i) {
         const double x = randomFraction() * b.width();
         const double y = randomFraction() * b.height();
