@@ -3,7 +3,9 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_AbstractLines.h"
 #include "generators/GLIF_Cafel.h"
+#include "generators/GLIF_CircleRipples.h"
 #include "generators/GLIF_ColourBars.h"
 #include "generators/GLIF_Dabs.h"
 #include "generators/GLIF_FlashLines.h"
@@ -11,6 +13,8 @@
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_Plasma.h"
+#include "generators/GLIF_RadialPlasma.h"
+#include "generators/GLIF_Shapes.h"
 #include "generators/GLIF_StarField.h"
 #include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
@@ -68,6 +72,10 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Dabs>();
         registerClass<GLIF_Triangles>();
         registerClass<GLIF_Parquet>();
+        registerClass<GLIF_CircleRipples>();
+        registerClass<GLIF_AbstractLines>();
+        registerClass<GLIF_RadialPlasma>();
+        registerClass<GLIF_Shapes>();
     });
 }
 
