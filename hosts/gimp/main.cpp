@@ -115,6 +115,12 @@ void run(const gchar* name, gint nparams, const GimpParam* params, gint* nreturn
         mode != GIMP_RUN_NONINTERACTIVE &&
         !(qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"));
     if (display) {
+        // A display that cannot be reached falls back to offscreen, where the
+        // editor refuses to open with a message, instead of ending the process.
+        if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+                                           ? "xcb;offscreen"
+                                           : "wayland;xcb;offscreen");
         app = std::make_unique<QApplication>(argc, argv);
     } else {
         qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -83,6 +83,8 @@ protected:
         bundlePath.write(kBundle.toUtf8() + '\n');
         bundlePath.close();
         ASSERT_TRUE(testPicture().save(path("in.png")));
+        ASSERT_TRUE(
+            testPicture().convertToFormat(QImage::Format_Grayscale8).save(path("grey-in.png")));
 
         const QString in = path("in.png");
         const auto effect = [&](const QString& id, const QString& json) {
@@ -104,6 +106,9 @@ protected:
                                       "20 16) (plug-in-cif-effects RUN-WITH-LAST-VALS image d "
                                       "\"\" \"\")")),
             effectCase(in, path("unknown.png"), failing(effect("CINoSuchEffect", "{}"))),
+            // A greyscale image is read as RGBA and written back as grey.
+            effectCase(path("grey-in.png"), path("grey.png"),
+                       effect("CIGaussianBlur", QStringLiteral("{\"inputRadius\": 3}"))),
             QStringLiteral("(let* ((r (plug-in-cif-generator RUN-NONINTERACTIVE -1 -1 "
                            "\"GLIF_Plasma\" \"%1\" 80 60))) (gimp-file-save RUN-NONINTERACTIVE "
                            "(car r) (cadr r) \"%2\" \"%2\"))")
@@ -178,6 +183,18 @@ TEST_F(GimpBridgeTest, EffectsMatchTheCommandLineHost) {
     EXPECT_LE(maxDifference(picture("blur.png"), blurRef), 1) << log();
     // The blur really changed the picture.
     EXPECT_GT(maxDifference(blurRef, testPicture()), 8);
+}
+
+TEST_F(GimpBridgeTest, GreyscaleImagesStayGreyWithTheEffectApplied) {
+    const QImage grey = picture("grey.png");
+    ASSERT_FALSE(grey.isNull()) << log();
+    EXPECT_TRUE(grey.isGrayscale());
+    EXPECT_LE(
+        maxDifference(grey, reference({QStringLiteral("apply"), QStringLiteral("CIGaussianBlur"),
+                                       QStringLiteral("--set"), QStringLiteral("inputRadius=3"),
+                                       path("grey-in.png")},
+                                      "grey-ref.png")),
+        1);
 }
 
 TEST_F(GimpBridgeTest, RepeatLastRunsTheLastEffectWithinTheSelection) {
