@@ -92,6 +92,11 @@ GimpPDBStatusType GimpBridge::runEffect(GimpRunMode mode, gint32 image, gint32 d
         *error = tr(QStringLiteral("CIF Effects needs an image and one of its layers."));
         return GIMP_PDB_CALLING_ERROR;
     }
+    if (gimp_item_is_group(drawable)) {
+        *error =
+            tr(QStringLiteral("CIF Effects works on one layer; pick a layer inside the group."));
+        return GIMP_PDB_EXECUTION_ERROR;
+    }
     if (gimp_drawable_is_indexed(drawable)) {
         *error =
             tr(QStringLiteral("CIF Effects works on RGB and greyscale images; turn an indexed "

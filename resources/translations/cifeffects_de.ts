@@ -1405,5 +1405,9 @@
         <source>a whole number from 0 to 2147483647</source>
         <translation>eine ganze Zahl von 0 bis 2147483647</translation>
     </message>
+    <message>
+        <source>CIF Effects works on one layer; pick a layer inside the group.</source>
+        <translation>CIF Effects arbeitet mit einer Ebene; wählen Sie eine Ebene in der Gruppe.</translation>
+    </message>
 </context>
 </TS>
