@@ -3,6 +3,7 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_Biomorph.h"
 #include "generators/GLIF_Cafel.h"
 #include "generators/GLIF_ColourBars.h"
 #include "generators/GLIF_Dabs.h"
@@ -11,7 +12,10 @@
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_Plasma.h"
+#include "generators/GLIF_SandGlass.h"
+#include "generators/GLIF_Spiral.h"
 #include "generators/GLIF_StarField.h"
+#include "generators/GLIF_Texture.h"
 #include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
 #include "generators/GLIF_TwistedSquares.h"
@@ -68,6 +72,10 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Dabs>();
         registerClass<GLIF_Triangles>();
         registerClass<GLIF_Parquet>();
+        registerClass<GLIF_Texture>();
+        registerClass<GLIF_Biomorph>();
+        registerClass<GLIF_SandGlass>();
+        registerClass<GLIF_Spiral>();
     });
 }
 

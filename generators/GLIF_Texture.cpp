@@ -1,0 +1,214 @@
+#include "generators/GLIF_Texture.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "generators/GLIFColorFunctions.h"
+#include "generators/GLIFRandomSequence.h"
+#include "generators/GLIFTopDownRows.h"
+
+namespace cif {
+
+namespace {
+
+constexpr int kMaxTiles = 9;
+// Weights up to this are coloured through a table, one colour function call per weight.
+constexpr int kColourTableLimit = 1 << 20;
+
+// v + 1 - 1 .. v + 1 + 1 wrapped into 0 .. n - 1, for v already in 0 .. 2n.
+inline int wrapOnce(int v, int n) {
+    if (v >= n) v -= n;
+    if (v >= n) v -= n;
+    return v;
+}
+
+// v modulo n in 0 .. n - 1, also for negative v.
+inline int wrap(long long v, int n) {
+    const long long r = v % n;
+    return int(r < 0 ? r + n : r);
+}
+
+void storeColour(unsigned char* out, const std::array<unsigned char, 4>& c) {
+    std::memcpy(out, c.data(), 4);
+}
+
+// The first colouring sets each pixel to the scheme colour as the platform converts a colour
+// to 8-bit samples (rounded).
+std::array<unsigned char, 4> roundedBytes(const QColor& c) {
+    return {static_cast<unsigned char>(c.red()), static_cast<unsigned char>(c.green()),
+            static_cast<unsigned char>(c.blue()), 255};
+}
+
+// A re-colouring pass writes each component as the integer part of component x 255, low 8
+// bits (so a component can end one step below the first colouring's).
+std::array<unsigned char, 4> truncatedBytes(const QColor& c) {
+    const auto byte = [](float f) { return static_cast<unsigned char>(truncateToInt(f * 255.0f)); };
+    return {byte(c.redF()), byte(c.greenF()), byte(c.blueF()), 255};
+}
+
+}  // namespace
+
+std::span<const GLIFInput<GLIF_Texture>> GLIF_Texture::inputTable() {
+    using G = GLIF_Texture;
+    static constexpr GLIFInput<G> table[] = {
+        {"GLIFIter", GLIFKind::Integer, 1, 100, 73, &G::_nIter},
+        {"GLIFTile", GLIFKind::Integer, 1, 10, 1, &G::_iTile},
+        {"GLIFShapesType", GLIFKind::Integer, 0, 2, 0, &G::_shapesType},
+        {"GLIFColorScheme", GLIFKind::Integer, 0, 20, 4},
+        {"GLIFSchemeKeyColor", GLIFKind::Float, 0.0, 1.0, 0.52},
+    };
+    return table;
+}
+
+int GLIF_Texture::tilesPerSide(int tile) {
+    return tile == 0 ? 1 : std::min(std::abs(std::max(tile, -kMaxTiles)), kMaxTiles);
+}
+
+HostImage GLIF_Texture::GLIFOutputImageWidthHeightAttributes(const HostImage* image, int width,
+                                                             int height,
+                                                             const QVariantMap& attributes) {
+    GLIFCoreObject::GLIFOutputImageWidthHeightAttributes(image, width, height, attributes);
+    takeSizeFromImage(image, width, height);
+    readInputs(attributes);
+    GLIFUpdateCasheWidthHeight(attributes, width, height);
+    return textureGenerator(width, height);
+}
+
+HostImage GLIF_Texture::textureGenerator(int width, int height) {
+    const int tiles = tilesPerSide(_iTile);
+    const int tw = width / tiles, th = height / tiles;
+    const std::int64_t cells = std::int64_t(tw) * th;
+    if (cells <= 0) return generateBitmapImage(width, height, {});
+    if (!_bNeedUpdateCashe && prefetchBufferCells() != cells) _bNeedUpdateCashe = true;
+    if (_bNeedUpdateCashe && !allocatePrefetchBuffer(cells, PrefetchFill::Zero)) {
+        qWarning("%s", qUtf8Printable(cantGenerateMessage()));
+        return {};
+    }
+    std::vector<unsigned char> tile(size_t(cells) * 4);
+    {
+        GLIFRandomSequence random;
+        // The start is drawn on every call, also when only re-colouring.
+        const int x = random.next() % tw;
+        const int y = random.next() % th;
+        if (_bNeedUpdateCashe)
+            walk(random, x, y, tw, th, tile.data());
+        else
+            recolour(tw, th, tile.data());
+    }
+    // The tile repeats from the bottom-left corner up and to the right; tiles at the top and
+    // right edges are cut.
+    return generateBitmapImage(width, height, [&](RGBABitmap& bitmap) {
+        const GLIFTopDownRows rows(bitmap);
+        for (int y = 0; y < height; ++y) {
+            const int fromBottom = height - 1 - y;
+            const unsigned char* source = tile.data() + size_t(th - 1 - fromBottom % th) * tw * 4;
+            unsigned char* out = rows.row(y);
+            for (int x = 0; x < width; x += tw)
+                std::memcpy(out + size_t(x) * 4, source, size_t(std::min(tw, width - x)) * 4);
+        }
+    });
+}
+
+void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th,
+                        unsigned char* tile) {
+    const std::int64_t cells = std::int64_t(tw) * th;
+    std::vector<int> weights(size_t(cells), 0);
+    const double length = std::floor(double(tw) * double(th) * double(_nIter) / 5.0);
+    const std::int64_t steps = length > 0 ? std::int64_t(std::min(length, 9.0e18)) : 0;
+    // The wave rule's sideways swing depends on the row only.
+    std::vector<double> swing;
+    if (_shapesType == 2 || _shapesType < 0 || _shapesType > 3) {
+        swing.resize(size_t(th));
+        const int rowsPerRadian = th / 20;
+        for (int row = 0; row < th; ++row) {
+            // Tiles under 20 rows high would divide by zero: no swing there.
+            const float s = rowsPerRadian == 0 ? 0.0f : float(row) / float(rowsPerRadian);
+            swing[size_t(row)] = std::sin(double(s)) * 3.0;
+        }
+    }
+    int largest = 0;
+    for (std::int64_t step = 0; step < steps; ++step) {
+        int& weight = weights[size_t(std::int64_t(x) * th + y)];
+        weight += random.next() % 5;
+        largest = std::max(largest, weight);
+        switch (_shapesType) {
+            case 0:
+                x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
+                y = wrapOnce(th + random.next() % 3 + y - 1, th);
+                break;
+            case 1:
+                x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
+                y = wrapOnce(y + th + 1, th);
+                break;
+            case 3:
+                // The new column comes from the old row, and the new row from the new column.
+                x = wrap(tw + random.next() % 3 + y - 1, tw);
+                y = wrap(th + random.next() % 3 + x - 1, th);
+                break;
+            default: {
+                const double moved = x + swing[size_t(y)] + random.next() % 3 - 1.0 + tw;
+                // A swing past the left edge of a tile under 4 columns wraps round as well.
+                x = wrap(truncateToInt(moved), tw);
+                y = wrapOnce(th + random.next() % 3 + y - 1, th);
+                break;
+            }
+        }
+    }
+
+    double* field = GLIFPrefetchBuffer();
+    std::vector<std::array<unsigned char, 4>> colours;
+    std::vector<bool> known;
+    if (largest < kColourTableLimit) {
+        colours.resize(size_t(largest) + 1);
+        known.resize(size_t(largest) + 1, false);
+    }
+    for (int cx = 0; cx < tw; ++cx)
+        for (int cy = 0; cy < th; ++cy) {
+            const size_t i = size_t(std::int64_t(cx) * th + cy);
+            const int weight = weights[i];
+            // With no step taken every weight is 0: the field is 0 throughout.
+            const float v = largest == 0 ? 0.0f : float(weight) / float(largest);
+            field[i] = v;
+            unsigned char* out = tile + (size_t(cy) * tw + cx) * 4;
+            if (colours.empty()) {
+                storeColour(out,
+                            roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)));
+                continue;
+            }
+            if (!known[size_t(weight)]) {
+                colours[size_t(weight)] =
+                    roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
+                known[size_t(weight)] = true;
+            }
+            storeColour(out, colours[size_t(weight)]);
+        }
+}
+
+void GLIF_Texture::recolour(int tw, int th, unsigned char* tile) const {
+    // The field holds few distinct values (one per weight), so their colours are remembered
+    // in a small table indexed by the value's bits.
+    struct Entry {
+        double value;
+        std::array<unsigned char, 4> colour;
+        bool used = false;
+    };
+    std::vector<Entry> cache(4096);
+    const double* field = _prefetchBuffer.get();
+    for (int cx = 0; cx < tw; ++cx)
+        for (int cy = 0; cy < th; ++cy) {
+            const double v = field[std::int64_t(cx) * th + cy];
+            std::uint64_t bits = 0;
+            std::memcpy(&bits, &v, sizeof bits);
+            Entry& e = cache[size_t((bits ^ (bits >> 29) ^ (bits >> 41)) & 4095u)];
+            if (!e.used || std::memcmp(&e.value, &v, sizeof v) != 0) {
+                e = {v, truncatedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)),
+                     true};
+            }
+            storeColour(tile + (size_t(cy) * tw + cx) * 4, e.colour);
+        }
+}
+
+}  // namespace cif
