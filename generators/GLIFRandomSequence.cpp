@@ -1,5 +1,6 @@
 #include "generators/GLIFRandomSequence.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace cif {
@@ -75,17 +76,24 @@ GLIFRandomSequence::GLIFRandomSequence() {
     std::int32_t words[kWords];
     m_library = takeLibraryState(words);
     if (!m_library) return;
-    std::memcpy(m_state.data(), words + 1, sizeof(std::uint32_t) * kDegree);
-    m_rear = words[0] / kMaxTypes;
-    m_front = (m_rear + kSeparation) % kDegree;
+    // The library's ring of words, oldest first: the oldest is the front word, three places
+    // after the rear one.
+    const int front = (words[0] / kMaxTypes + kSeparation) % kDegree;
+    for (int k = 0; k < kDegree; ++k)
+        m_words[size_t(kBlock + k)] = std::uint32_t(words[1 + (front + k) % kDegree]);
+    m_blockSize = kBlock;
+    m_used = kBlock;  // as at the end of a block: the first number fills a new one
     m_taken = true;
 }
 
 GLIFRandomSequence::~GLIFRandomSequence() {
     if (!m_taken) return;
+    // The ring written from index 0, oldest first; the front word is then 0 and the rear
+    // word three places before it.
     std::int32_t words[kWords];
-    words[0] = kMaxTypes * m_rear + kType3;
-    std::memcpy(words + 1, m_state.data(), sizeof(std::uint32_t) * kDegree);
+    words[0] = kMaxTypes * (kDegree - kSeparation) + kType3;
+    for (int k = 0; k < kDegree; ++k)
+        words[1 + k] = std::int32_t(m_words[size_t(m_used + k)]);
     giveLibraryState(m_library, words);
 }
 
@@ -95,5 +103,29 @@ GLIFRandomSequence::GLIFRandomSequence() = default;
 GLIFRandomSequence::~GLIFRandomSequence() = default;
 
 #endif
+
+void GLIFRandomSequence::refill() {
+    m_used = 0;
+    if (!m_taken) {
+        m_words[kDegree] = std::uint32_t(std::rand()) << 1;
+        return;
+    }
+    std::copy(m_words.end() - kDegree, m_words.end(), m_words.begin());
+    // The three newest words ride in registers: each new word depends on the one three
+    // places back.
+    std::uint32_t* w = m_words.data();
+    std::uint32_t a = w[kDegree - 3], b = w[kDegree - 2], c = w[kDegree - 1];
+    int n = kDegree;
+    for (; n + 3 <= kDegree + kBlock; n += 3) {
+        a += w[n - kDegree];
+        w[n] = a;
+        b += w[n + 1 - kDegree];
+        w[n + 1] = b;
+        c += w[n + 2 - kDegree];
+        w[n + 2] = c;
+    }
+    for (; n < kDegree + kBlock; ++n)
+        w[n] = w[n - kDegree] + w[n - kSeparation];
+}
 
 }  // namespace cif

@@ -27,15 +27,8 @@ public:
 
     // The next number of the sequence, 0 .. RAND_MAX, as rand() would answer it.
     int next() {
-        if (!m_taken) return std::rand();
-        // The additive feedback generator behind rand(): each word becomes the sum of itself
-        // and the word three places behind it, and the number is that sum without its
-        // lowest bit.
-        const std::uint32_t sum = m_state[m_front] + m_state[m_rear];
-        m_state[m_front] = sum;
-        m_front = m_front + 1 == kDegree ? 0 : m_front + 1;
-        m_rear = m_rear + 1 == kDegree ? 0 : m_rear + 1;
-        return int(sum >> 1);
+        if (m_used == m_blockSize) refill();
+        return int(m_words[size_t(kDegree + m_used++)] >> 1);
     }
 
     // Whether the numbers come from the private copy (false: from rand() one by one).
@@ -45,9 +38,16 @@ public:
     static constexpr int kSeparation = 3;
 
 private:
-    std::array<std::uint32_t, kDegree> m_state{};
-    int m_front = 0;
-    int m_rear = 0;
+    // The generator behind rand() is additive: word n is word n - 31 plus word n - 3, and
+    // each number is a word without its lowest bit. m_words holds the 31 words before the
+    // current block, then the block; after m_used numbers of the block the generator's state
+    // is m_words[m_used .. m_used + 30]. Without the copy a block is one number from rand().
+    static constexpr int kBlock = 4096;
+    void refill();
+
+    std::array<std::uint32_t, kDegree + kBlock> m_words{};
+    int m_blockSize = 1;
+    int m_used = 1;
     char* m_library = nullptr;  // the C library's state array, handed back on destruction
     bool m_taken = false;
 };

@@ -87,35 +87,40 @@ HostImage GLIF_Texture::textureGenerator(int width, int height) {
         qWarning("%s", qUtf8Printable(cantGenerateMessage()));
         return {};
     }
-    std::vector<unsigned char> tile(size_t(cells) * 4);
-    {
-        GLIFRandomSequence random;
-        // The start is drawn on every call, also when only re-colouring.
-        const int x = random.next() % tw;
-        const int y = random.next() % th;
-        if (_bNeedUpdateCashe)
-            walk(random, x, y, tw, th, tile.data());
-        else
-            recolour(tw, th, tile.data());
-    }
-    // The tile repeats from the bottom-left corner up and to the right; tiles at the top and
-    // right edges are cut.
     return generateBitmapImage(width, height, [&](RGBABitmap& bitmap) {
         const GLIFTopDownRows rows(bitmap);
+        // The tile repeats from the bottom-left corner up and to the right, the tiles at the
+        // top and right edges cut; it is made in place at the bottom-left corner.
+        const Tile tile{rows.row(height - th), rows.stride};
+        {
+            GLIFRandomSequence random;
+            // The start is drawn on every call, also when only re-colouring.
+            const int x = random.next() % tw;
+            const int y = random.next() % th;
+            if (_bNeedUpdateCashe)
+                walk(random, x, y, tw, th, tile);
+            else
+                recolour(tw, th, tile);
+        }
         for (int y = 0; y < height; ++y) {
             const int fromBottom = height - 1 - y;
-            const unsigned char* source = tile.data() + size_t(th - 1 - fromBottom % th) * tw * 4;
+            const unsigned char* source = tile.pixel(0, th - 1 - fromBottom % th);
             unsigned char* out = rows.row(y);
-            for (int x = 0; x < width; x += tw)
+            for (int x = out == source ? tw : 0; x < width; x += tw)
                 std::memcpy(out + size_t(x) * 4, source, size_t(std::min(tw, width - x)) * 4);
         }
     });
 }
 
 void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th,
-                        unsigned char* tile) {
-    const std::int64_t cells = std::int64_t(tw) * th;
-    std::vector<int> weights(size_t(cells), 0);
+                        const Tile& tile) {
+    // The weights are kept in blocks of 8 x 8 cells, so the cells around the walker share a
+    // few cache lines whichever way it moves.
+    const int blockRows = (th + 7) / 8;
+    const auto at = [blockRows](int cx, int cy) {
+        return (size_t((cx >> 3) * blockRows + (cy >> 3)) << 6) | size_t((cx & 7) << 3 | (cy & 7));
+    };
+    std::vector<int> weights(size_t((tw + 7) / 8) * size_t(blockRows) * 64, 0);
     const double length = std::floor(double(tw) * double(th) * double(_nIter) / 5.0);
     const std::int64_t steps = length > 0 ? std::int64_t(std::min(length, 9.0e18)) : 0;
     // The wave rule's sideways swing depends on the row only.
@@ -129,34 +134,44 @@ void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th
             swing[size_t(row)] = std::sin(double(s)) * 3.0;
         }
     }
-    int largest = 0;
-    for (std::int64_t step = 0; step < steps; ++step) {
-        int& weight = weights[size_t(std::int64_t(x) * th + y)];
-        weight += random.next() % 5;
-        largest = std::max(largest, weight);
-        switch (_shapesType) {
-            case 0:
+    // Each rule in its own loop, so the step has no branch on the rule.
+    const auto run = [&](auto move) {
+        for (std::int64_t step = 0; step < steps; ++step) {
+            weights[at(x, y)] += random.next() % 5;
+            move();
+        }
+    };
+    switch (_shapesType) {
+        case 0:
+            run([&] {
                 x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
                 y = wrapOnce(th + random.next() % 3 + y - 1, th);
-                break;
-            case 1:
+            });
+            break;
+        case 1:
+            run([&] {
                 x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
                 y = wrapOnce(y + th + 1, th);
-                break;
-            case 3:
-                // The new column comes from the old row, and the new row from the new column.
+            });
+            break;
+        case 3:
+            // The new column comes from the old row, and the new row from the new column.
+            run([&] {
                 x = wrap(tw + random.next() % 3 + y - 1, tw);
                 y = wrap(th + random.next() % 3 + x - 1, th);
-                break;
-            default: {
+            });
+            break;
+        default:
+            run([&] {
                 const double moved = x + swing[size_t(y)] + random.next() % 3 - 1.0 + tw;
                 // A swing past the left edge of a tile under 4 columns wraps round as well.
                 x = wrap(truncateToInt(moved), tw);
                 y = wrapOnce(th + random.next() % 3 + y - 1, th);
-                break;
-            }
-        }
+            });
+            break;
     }
+    // Weights only grow, so the largest seen during the walk is the largest at its end.
+    const int largest = *std::max_element(weights.begin(), weights.end());
 
     double* field = GLIFPrefetchBuffer();
     std::vector<std::array<unsigned char, 4>> colours;
@@ -168,11 +183,11 @@ void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th
     for (int cx = 0; cx < tw; ++cx)
         for (int cy = 0; cy < th; ++cy) {
             const size_t i = size_t(std::int64_t(cx) * th + cy);
-            const int weight = weights[i];
+            const int weight = weights[at(cx, cy)];
             // With no step taken every weight is 0: the field is 0 throughout.
             const float v = largest == 0 ? 0.0f : float(weight) / float(largest);
             field[i] = v;
-            unsigned char* out = tile + (size_t(cy) * tw + cx) * 4;
+            unsigned char* out = tile.pixel(cx, cy);
             if (colours.empty()) {
                 storeColour(out,
                             roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)));
@@ -187,28 +202,35 @@ void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th
         }
 }
 
-void GLIF_Texture::recolour(int tw, int th, unsigned char* tile) const {
+void GLIF_Texture::recolour(int tw, int th, const Tile& tile) const {
     // The field holds few distinct values (one per weight), so their colours are remembered
-    // in a small table indexed by the value's bits.
+    // in a small open-addressed table keyed by the value's bits.
     struct Entry {
-        double value;
-        std::array<unsigned char, 4> colour;
+        std::uint64_t bits = 0;
+        std::array<unsigned char, 4> colour{};
         bool used = false;
     };
-    std::vector<Entry> cache(4096);
+    constexpr size_t kSlots = 8192, kProbes = 16;
+    std::vector<Entry> table(kSlots);
+    const auto colourOf = [&](double v) {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &v, sizeof bits);
+        size_t slot = size_t((bits * 0x9E3779B97F4A7C15ull) >> 51);
+        for (size_t probe = 0; probe < kProbes; ++probe, slot = (slot + 1) % kSlots) {
+            Entry& e = table[slot];
+            if (e.used && e.bits == bits) return e.colour;
+            if (!e.used) {
+                e = {bits, truncatedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)),
+                     true};
+                return e.colour;
+            }
+        }
+        return truncatedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
+    };
     const double* field = _prefetchBuffer.get();
     for (int cx = 0; cx < tw; ++cx)
-        for (int cy = 0; cy < th; ++cy) {
-            const double v = field[std::int64_t(cx) * th + cy];
-            std::uint64_t bits = 0;
-            std::memcpy(&bits, &v, sizeof bits);
-            Entry& e = cache[size_t((bits ^ (bits >> 29) ^ (bits >> 41)) & 4095u)];
-            if (!e.used || std::memcmp(&e.value, &v, sizeof v) != 0) {
-                e = {v, truncatedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)),
-                     true};
-            }
-            storeColour(tile + (size_t(cy) * tw + cx) * 4, e.colour);
-        }
+        for (int cy = 0; cy < th; ++cy)
+            storeColour(tile.pixel(cx, cy), colourOf(field[std::int64_t(cx) * th + cy]));
 }
 
 }  // namespace cif

@@ -5,6 +5,7 @@
 // picture. The weights stay in the prefetch buffer (cell (x, y) at x * tile height + y), so
 // a change of colours alone re-colours the same texture without walking again.
 
+#include <cstddef>
 #include <cstdint>
 
 #include "generators/GLIFGenerator.h"
@@ -25,12 +26,19 @@ public:
     static int tilesPerSide(int tile);
 
 private:
+    // Where the tile's pixels go: 4 bytes each, rows top-down stride bytes apart.
+    struct Tile {
+        unsigned char* origin;
+        std::ptrdiff_t stride;
+        unsigned char* pixel(int x, int y) const { return origin + y * stride + 4 * x; }
+    };
+
     HostImage textureGenerator(int width, int height);
-    // Walks from (x, y) and leaves the normalised weights in the prefetch buffer and the
-    // tile's pixels (4 bytes each, rows top-down) in tile.
-    void walk(GLIFRandomSequence& random, int x, int y, int tw, int th, unsigned char* tile);
+    // Walks from (x, y) and leaves the normalised weights in the prefetch buffer and their
+    // colours in the tile.
+    void walk(GLIFRandomSequence& random, int x, int y, int tw, int th, const Tile& tile);
     // Colours the tile from the weights kept in the prefetch buffer.
-    void recolour(int tw, int th, unsigned char* tile) const;
+    void recolour(int tw, int th, const Tile& tile) const;
 
     // No defaults of its own: each field keeps the value of the last call that had its key.
     int _shapesType = 0;  // walk rule 0..3
