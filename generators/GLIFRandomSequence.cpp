@@ -80,9 +80,9 @@ GLIFRandomSequence::GLIFRandomSequence() {
     // after the rear one.
     const int front = (words[0] / kMaxTypes + kSeparation) % kDegree;
     for (int k = 0; k < kDegree; ++k)
-        m_words[size_t(kBlock + k)] = std::uint32_t(words[1 + (front + k) % kDegree]);
-    m_blockSize = kBlock;
-    m_used = kBlock;  // as at the end of a block: the first number fills a new one
+        m_words[size_t(k)] = std::uint32_t(words[1 + (front + k) % kDegree]);
+    m_blockSize = 0;
+    m_used = 0;  // an empty block: the first number fills a new one
     m_taken = true;
 }
 
@@ -104,19 +104,28 @@ GLIFRandomSequence::~GLIFRandomSequence() = default;
 
 #endif
 
-void GLIFRandomSequence::refill() {
-    m_used = 0;
+void GLIFRandomSequence::refill(std::size_t count) {
     if (!m_taken) {
-        m_words[kDegree] = std::uint32_t(std::rand()) << 1;
+        // One number at a time from rand(), never more than asked for.
+        for (std::size_t i = 0; i < count; ++i)
+            m_words[kDegree + i] = std::uint32_t(std::rand()) << 1;
+        m_used = 0;
+        m_blockSize = count;
         return;
     }
-    std::copy(m_words.end() - kDegree, m_words.end(), m_words.begin());
+    // The 31 words before the next number, and the numbers not handed out yet, move to the
+    // front; the rest of the block is generated after them.
+    const std::size_t kept = kDegree + (m_blockSize - m_used);
+    std::memmove(m_words.data(), m_words.data() + m_used, kept * sizeof(std::uint32_t));
+    m_used = 0;
+    m_blockSize = kBlock;
     // The three newest words ride in registers: each new word depends on the one three
     // places back.
     std::uint32_t* w = m_words.data();
-    std::uint32_t a = w[kDegree - 3], b = w[kDegree - 2], c = w[kDegree - 1];
-    int n = kDegree;
-    for (; n + 3 <= kDegree + kBlock; n += 3) {
+    std::uint32_t a = w[kept - 3], b = w[kept - 2], c = w[kept - 1];
+    std::size_t n = kept;
+    const std::size_t end = kDegree + kBlock;
+    for (; n + 3 <= end; n += 3) {
         a += w[n - kDegree];
         w[n] = a;
         b += w[n + 1 - kDegree];
@@ -124,7 +133,7 @@ void GLIFRandomSequence::refill() {
         c += w[n + 2 - kDegree];
         w[n + 2] = c;
     }
-    for (; n < kDegree + kBlock; ++n)
+    for (; n < end; ++n)
         w[n] = w[n - kDegree] + w[n - kSeparation];
 }
 

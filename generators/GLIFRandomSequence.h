@@ -13,6 +13,7 @@
 // same either way.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
@@ -27,8 +28,17 @@ public:
 
     // The next number of the sequence, 0 .. RAND_MAX, as rand() would answer it.
     int next() {
-        if (m_used == m_blockSize) refill();
-        return int(m_words[size_t(kDegree + m_used++)] >> 1);
+        if (m_used == m_blockSize) refill(1);
+        return int(m_words[kDegree + m_used++] >> 1);
+    }
+
+    // The next count numbers (count at most kBlock) as the generator's words: number i is
+    // words[i] >> 1. The words stay valid until the next call.
+    const std::uint32_t* nextWords(std::size_t count) {
+        if (m_blockSize - m_used < count) refill(count);
+        const std::uint32_t* words = m_words.data() + kDegree + m_used;
+        m_used += count;
+        return words;
     }
 
     // Whether the numbers come from the private copy (false: from rand() one by one).
@@ -42,12 +52,19 @@ private:
     // each number is a word without its lowest bit. m_words holds the 31 words before the
     // current block, then the block; after m_used numbers of the block the generator's state
     // is m_words[m_used .. m_used + 30]. Without the copy a block is one number from rand().
-    static constexpr int kBlock = 4096;
-    void refill();
+public:
+    static constexpr std::size_t kBlock = 4096;
+
+private:
+    // Starts a new block that begins with the numbers not yet handed out and holds at least
+    // count numbers.
+    void refill(std::size_t count);
 
     std::array<std::uint32_t, kDegree + kBlock> m_words{};
-    int m_blockSize = 1;
-    int m_used = 1;
+    // Counters of a type no caller's int data can alias, so that a loop drawing numbers and
+    // adding to an int table keeps them in registers.
+    std::size_t m_blockSize = 1;
+    std::size_t m_used = 1;
     char* m_library = nullptr;  // the C library's state array, handed back on destruction
     bool m_taken = false;
 };

@@ -31,6 +31,20 @@ inline int wrap(long long v, int n) {
     return int(r < 0 ? r + n : r);
 }
 
+// Calls visit(x, y) for every cell of a tw x th grid, in squares of 64 x 64 cells so that
+// both the column-major field and the row-major pixels stay within the cache.
+template <class Visit>
+void forEachCell(int tw, int th, Visit&& visit) {
+    constexpr int kSquare = 64;
+    for (int y0 = 0; y0 < th; y0 += kSquare)
+        for (int x0 = 0; x0 < tw; x0 += kSquare) {
+            const int y1 = std::min(y0 + kSquare, th), x1 = std::min(x0 + kSquare, tw);
+            for (int y = y0; y < y1; ++y)
+                for (int x = x0; x < x1; ++x)
+                    visit(x, y);
+        }
+}
+
 void storeColour(unsigned char* out, const std::array<unsigned char, 4>& c) {
     std::memcpy(out, c.data(), 4);
 }
@@ -134,39 +148,48 @@ void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th
             swing[size_t(row)] = std::sin(double(s)) * 3.0;
         }
     }
-    // Each rule in its own loop, so the step has no branch on the rule.
-    const auto run = [&](auto move) {
-        for (std::int64_t step = 0; step < steps; ++step) {
-            weights[at(x, y)] += random.next() % 5;
-            move();
+    // Each rule in its own loop, so the step has no branch on the rule. A step draws its
+    // numbers (the weight's, then the move's) from a run of the sequence taken at once.
+    int* const table = weights.data();
+    const auto run = [&](std::size_t perStep, auto move) {
+        const std::int64_t chunk = std::int64_t(GLIFRandomSequence::kBlock / perStep);
+        for (std::int64_t done = 0; done < steps; done += chunk) {
+            const int count = int(std::min(chunk, steps - done));
+            const std::uint32_t* r = random.nextWords(size_t(count) * perStep);
+            for (int i = 0; i < count; ++i, r += perStep) {
+                table[at(x, y)] += int((r[0] >> 1) % 5u);
+                move(r);
+            }
         }
     };
+    // The step -1, 0 or +1 of a number.
+    const auto delta = [](std::uint32_t word) { return int((word >> 1) % 3u); };
     switch (_shapesType) {
         case 0:
-            run([&] {
-                x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
-                y = wrapOnce(th + random.next() % 3 + y - 1, th);
+            run(3, [&](const std::uint32_t* r) {
+                x = wrapOnce(tw + delta(r[1]) + x - 1, tw);
+                y = wrapOnce(th + delta(r[2]) + y - 1, th);
             });
             break;
         case 1:
-            run([&] {
-                x = wrapOnce(tw + random.next() % 3 + x - 1, tw);
+            run(2, [&](const std::uint32_t* r) {
+                x = wrapOnce(tw + delta(r[1]) + x - 1, tw);
                 y = wrapOnce(y + th + 1, th);
             });
             break;
         case 3:
             // The new column comes from the old row, and the new row from the new column.
-            run([&] {
-                x = wrap(tw + random.next() % 3 + y - 1, tw);
-                y = wrap(th + random.next() % 3 + x - 1, th);
+            run(3, [&](const std::uint32_t* r) {
+                x = wrap(tw + delta(r[1]) + y - 1, tw);
+                y = wrap(th + delta(r[2]) + x - 1, th);
             });
             break;
         default:
-            run([&] {
-                const double moved = x + swing[size_t(y)] + random.next() % 3 - 1.0 + tw;
+            run(3, [&](const std::uint32_t* r) {
+                const double moved = x + swing[size_t(y)] + delta(r[1]) - 1.0 + tw;
                 // A swing past the left edge of a tile under 4 columns wraps round as well.
                 x = wrap(truncateToInt(moved), tw);
-                y = wrapOnce(th + random.next() % 3 + y - 1, th);
+                y = wrapOnce(th + delta(r[2]) + y - 1, th);
             });
             break;
     }
@@ -180,26 +203,23 @@ void GLIF_Texture::walk(GLIFRandomSequence& random, int x, int y, int tw, int th
         colours.resize(size_t(largest) + 1);
         known.resize(size_t(largest) + 1, false);
     }
-    for (int cx = 0; cx < tw; ++cx)
-        for (int cy = 0; cy < th; ++cy) {
-            const size_t i = size_t(std::int64_t(cx) * th + cy);
-            const int weight = weights[at(cx, cy)];
-            // With no step taken every weight is 0: the field is 0 throughout.
-            const float v = largest == 0 ? 0.0f : float(weight) / float(largest);
-            field[i] = v;
-            unsigned char* out = tile.pixel(cx, cy);
-            if (colours.empty()) {
-                storeColour(out,
-                            roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme)));
-                continue;
-            }
-            if (!known[size_t(weight)]) {
-                colours[size_t(weight)] =
-                    roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
-                known[size_t(weight)] = true;
-            }
-            storeColour(out, colours[size_t(weight)]);
+    const auto colourOf = [&](int weight, float v) {
+        if (colours.empty())
+            return roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
+        if (!known[size_t(weight)]) {
+            colours[size_t(weight)] =
+                roundedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
+            known[size_t(weight)] = true;
         }
+        return colours[size_t(weight)];
+    };
+    forEachCell(tw, th, [&](int cx, int cy) {
+        const int weight = weights[at(cx, cy)];
+        // With no step taken every weight is 0: the field is 0 throughout.
+        const float v = largest == 0 ? 0.0f : float(weight) / float(largest);
+        field[std::int64_t(cx) * th + cy] = v;
+        storeColour(tile.pixel(cx, cy), colourOf(weight, v));
+    });
 }
 
 void GLIF_Texture::recolour(int tw, int th, const Tile& tile) const {
@@ -228,9 +248,9 @@ void GLIF_Texture::recolour(int tw, int th, const Tile& tile) const {
         return truncatedBytes(computeSchemeColor(v, _schemeKeyColor, _iColorScheme));
     };
     const double* field = _prefetchBuffer.get();
-    for (int cx = 0; cx < tw; ++cx)
-        for (int cy = 0; cy < th; ++cy)
-            storeColour(tile.pixel(cx, cy), colourOf(field[std::int64_t(cx) * th + cy]));
+    forEachCell(tw, th, [&](int cx, int cy) {
+        storeColour(tile.pixel(cx, cy), colourOf(field[std::int64_t(cx) * th + cy]));
+    });
 }
 
 }  // namespace cif
