@@ -3,8 +3,10 @@
 #include <QHash>
 #include <mutex>
 
+#include "generators/GLIF_AbstractLines.h"
 #include "generators/GLIF_Biomorph.h"
 #include "generators/GLIF_Cafel.h"
+#include "generators/GLIF_CircleRipples.h"
 #include "generators/GLIF_ColourBars.h"
 #include "generators/GLIF_Dabs.h"
 #include "generators/GLIF_FlashLines.h"
@@ -12,7 +14,9 @@
 #include "generators/GLIF_HilbertCurve.h"
 #include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_Plasma.h"
+#include "generators/GLIF_RadialPlasma.h"
 #include "generators/GLIF_SandGlass.h"
+#include "generators/GLIF_Shapes.h"
 #include "generators/GLIF_Spiral.h"
 #include "generators/GLIF_StarField.h"
 #include "generators/GLIF_Texture.h"
@@ -76,6 +80,10 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Biomorph>();
         registerClass<GLIF_SandGlass>();
         registerClass<GLIF_Spiral>();
+        registerClass<GLIF_CircleRipples>();
+        registerClass<GLIF_AbstractLines>();
+        registerClass<GLIF_RadialPlasma>();
+        registerClass<GLIF_Shapes>();
     });
 }
 

@@ -466,6 +466,9 @@ void addCatalogCells(const QDir& dir, const QImage& sample, QList<Cell>& cells, 
             // Two seeds show what the random numbers change.
             for (const int seed : {1, 2}) {
                 main->seedRandom(unsigned(seed));
+                // The seed rides along as the editor's does, so generators that keep their
+                // field recompute it for the second seed instead of re-colouring the first.
+                parameters.insert(QStringLiteral("GLIFRandomSeed"), seed);
                 const cif::HostImage out =
                     main->CIFGenerateLayerAttributesSize(id, parameters, QSizeF(sample.size()));
                 Cell cell;
