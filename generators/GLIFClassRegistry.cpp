@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "generators/GLIF_AbstractLines.h"
+#include "generators/GLIF_Biomorph.h"
 #include "generators/GLIF_Cafel.h"
 #include "generators/GLIF_CircleRipples.h"
 #include "generators/GLIF_ColourBars.h"
@@ -14,8 +15,11 @@
 #include "generators/GLIF_Parquet.h"
 #include "generators/GLIF_Plasma.h"
 #include "generators/GLIF_RadialPlasma.h"
+#include "generators/GLIF_SandGlass.h"
 #include "generators/GLIF_Shapes.h"
+#include "generators/GLIF_Spiral.h"
 #include "generators/GLIF_StarField.h"
+#include "generators/GLIF_Texture.h"
 #include "generators/GLIF_Triangles.h"
 #include "generators/GLIF_TwistPolygons.h"
 #include "generators/GLIF_TwistedSquares.h"
@@ -72,6 +76,10 @@ void registerGeneratorClasses() {
         registerClass<GLIF_Dabs>();
         registerClass<GLIF_Triangles>();
         registerClass<GLIF_Parquet>();
+        registerClass<GLIF_Texture>();
+        registerClass<GLIF_Biomorph>();
+        registerClass<GLIF_SandGlass>();
+        registerClass<GLIF_Spiral>();
         registerClass<GLIF_CircleRipples>();
         registerClass<GLIF_AbstractLines>();
         registerClass<GLIF_RadialPlasma>();

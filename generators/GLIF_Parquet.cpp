@@ -58,10 +58,12 @@ void GLIF_Parquet::drawRect(QPainter& painter, const QRectF& rect) {
     const float sx = ch >= cw ? float(cw) / float(ch) : 1.0f;
     const float sy = ch >= cw ? 1.0f : float(ch) / float(cw);
     painter.setPen(Qt::NoPen);
+    // One path, cleared for every band, so its storage is allocated once.
+    QPainterPath path;
     for (float x = 0; x <= w; x += float(cw))
         for (float y = 0; y <= h; y += float(ch))
             for (int k = -1; k <= n; ++k) {
-                QPainterPath path;
+                path.clear();
                 path.setFillRule(Qt::WindingFill);
                 if (_idFigure == 0) {
                     path.addRect(QRectF(x + sx * k, y + sy * k, cw - 2 * k * sx + 1.0f,

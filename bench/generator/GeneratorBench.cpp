@@ -128,8 +128,11 @@ void BM_GLIFRecolour(benchmark::State& state, const QString& name) {
 }
 
 // Generators whose field survives a change of colours.
-const QStringList kCachedGenerators{QStringLiteral("GLIF_Plasma"),
-                                    QStringLiteral("GLIF_RadialPlasma")};
+const QStringList kCachedGenerators{
+    QStringLiteral("GLIF_Plasma"),    QStringLiteral("GLIF_RadialPlasma"),
+    QStringLiteral("GLIF_Texture"),   QStringLiteral("GLIF_Biomorph"),
+    QStringLiteral("GLIF_SandGlass"), QStringLiteral("GLIF_Spiral"),
+};
 
 }  // namespace
 

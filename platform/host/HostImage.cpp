@@ -590,7 +590,13 @@ QImage HostImage::rasterize(QSize pixelSize, QString* error) const {
         return {};
     }
     if (!checkPictureSize(pixelSize.width(), pixelSize.height(), error)) return {};
-    QImage out(pixelSize, QImage::Format_RGBA8888_Premultiplied);
+    // A recording is replayed in the raster engine's native format, where a solid fill is a
+    // plain fill of 32-bit pixels; filling an RGBA picture converts every span on the way in
+    // and out (and hands large fills to a thread pool). The arithmetic is the same, and so
+    // are the pixels. Bitmaps and PDF pages are drawn into RGBA directly.
+    const bool native = m_data->kind == Representation::Drawing;
+    QImage out(pixelSize, native ? QImage::Format_ARGB32_Premultiplied
+                                 : QImage::Format_RGBA8888_Premultiplied);
     if (out.isNull()) {
         setError(error, QCoreApplication::translate("HostImage",
                                                     "Not enough memory for a "
@@ -603,6 +609,7 @@ QImage HostImage::rasterize(QSize pixelSize, QString* error) const {
     QPainter painter(&out);
     drawInRect(painter, QRectF(QPointF(0, 0), QSizeF(pixelSize)));
     painter.end();
+    if (native) out.convertTo(QImage::Format_RGBA8888_Premultiplied);
     return out;
 }
 

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <QPainter>
+
 #include "generators/GLIFColorFunctions.h"
 #include "generators/GLIF_ColourBars.h"
 #include "generators/GLIF_FlashLines.h"
@@ -174,6 +176,28 @@ TEST(ParquetTest, BandsNestInwardsAndLaterCellsPaintOverTheRim) {
     EXPECT_TRUE(near(at(picture, 49, 25), Qt::black));
     EXPECT_FALSE(near(at(picture, 47, 25), Qt::black));
     EXPECT_TRUE(parquet.GLIFQueryAttributes().value("GLIFBackgroundColor").toMap().isEmpty());
+}
+
+// A recording comes out of the rasteriser with the pixels it gets when replayed straight
+// into an RGBA picture: lozenge bands (whose two triangles share an antialiased diagonal)
+// over a translucent background, at a size that cuts cells at the edges.
+TEST(ParquetTest, RasterisedRecordingMatchesAPlainReplay) {
+    GLIF_Parquet parquet;
+    const HostImage recording = parquet.GLIFOutputImageWidthHeightAttributes(
+        nullptr, 213, 157,
+        {{"GLIFCellWidth", 37},
+         {"GLIFCellHeight", 29},
+         {"GLIFIdFigure", 1},
+         {"GLIFColorScheme", 0},
+         {"GLIFUseBackgroundColor", true},
+         {"GLIFBackgroundColor", QColor(40, 90, 200, 120)}});
+    ASSERT_TRUE(recording.isVector());
+    QImage plain(213, 157, QImage::Format_RGBA8888_Premultiplied);
+    plain.fill(Qt::transparent);
+    QPainter painter(&plain);
+    recording.drawInRect(painter, QRectF(0, 0, 213, 157));
+    painter.end();
+    EXPECT_EQ(recording.rasterize(QSize(213, 157)), plain);
 }
 
 }  // namespace
