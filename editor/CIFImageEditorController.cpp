@@ -54,6 +54,8 @@ const QString kFiltersPage = QStringLiteral("filters");
 const QString kGeneratorsPage = QStringLiteral("generators");
 constexpr int kOtherTag = 100;
 constexpr int kTagRole = Qt::UserRole + 1;
+// Pictures of at least this many pixels get a quick preview first.
+constexpr qint64 kQuickPreviewArea = 800 * 600;
 
 QImage loadResourcePicture(const QString& relative) {
     QImageReader reader(CIFBundle::resourcePath(relative));
@@ -441,6 +443,7 @@ bool CIFImageEditorController::prepareEditorUseSelectionWithRect(const HostImage
     _CIFPlugInInstance->CIFSetEffectsSet(0);
     _point1 = QPointF(image.size().width() / 2, image.size().height() / 2);
     m_window->show();
+    zoomToFit();
     if (_filtersTabView->currentIndex() != 0) {
         mainTabWillSelect(0);
         _filtersTabView->setCurrentIndex(0);
@@ -473,6 +476,7 @@ bool CIFImageEditorController::prepareGeneratorWithRect(const QVariant& object,
     _CIFPlugInInstance->CIFSetEffectsSet(1);
     _point1 = QPointF(picture.size().width() / 2, picture.size().height() / 2);
     m_window->show();
+    zoomToFit();
     if (_filtersTabView->currentIndex() != 1) {
         mainTabWillSelect(1);
         _filtersTabView->setCurrentIndex(1);
@@ -764,7 +768,20 @@ void CIFImageEditorController::applyFilterWithAttributes(const QString& name,
     if (name == _CIFFilterName) _CIFAttributes = attributes;
 
     if (!_picture.isNull() && _editMode == 1) {
-        m_renderer->request({name, attributes, _picture, _randomSeed});
+        CIFPreviewRenderer::Request request{name, attributes, _picture, _randomSeed, {}, {}};
+        // Large pictures show a quick picture at the view's resolution
+        // first; the full-size one follows once the changes pause.
+        if (_pictureView &&
+            qint64(_picture.pixelsWide()) * _picture.pixelsHigh() >= kQuickPreviewArea) {
+            const QSizeF shown = _picture.size() * _pictureView->getScaleFactor() *
+                                 _pictureView->devicePixelRatioF();
+            request.previewPixels =
+                QSize(std::max(1, qRound(shown.width())), std::max(1, qRound(shown.height())));
+            request.previewAttributes = CIFPreviewRenderer::scaledAttributes(
+                attributes, description,
+                double(request.previewPixels.width()) / std::max(1, _picture.pixelsWide()));
+        }
+        m_renderer->request(std::move(request));
     } else {
         m_renderer->cancelAll();
         if (_pictureView && !_picture.isNull() && !_pictureView->picture().isSameObject(_picture))
@@ -790,6 +807,10 @@ void CIFImageEditorController::showPreview(quint64, const HostImage& rendered) {
 
 bool CIFImageEditorController::waitForPreview(int timeoutMs) {
     return !m_renderer || m_renderer->waitUntilIdle(timeoutMs);
+}
+
+bool CIFImageEditorController::waitForFirstPreview(int timeoutMs) {
+    return !m_renderer || m_renderer->waitUntilShown(timeoutMs);
 }
 
 void CIFImageEditorController::applyPicture(CIFImageEditorView*) {

@@ -125,9 +125,12 @@ public:
     void selectFilterWithIdentifierGroupIdentifier(const QString& identifier, const QString& group);
     void selectFilterWithIdentifier(const QString& identifier);
     void applyCurrentFilter();
-    // Runs the event loop until the newest preview is on screen; false
-    // after timeoutMs.
+    // Runs the event loop until the newest preview is on screen at full
+    // size (the picture Set accepts); false after timeoutMs.
     bool waitForPreview(int timeoutMs = 60000);
+    // The same until the newest preview's first picture is on screen: on a
+    // large picture, the quick one at the view's resolution.
+    bool waitForFirstPreview(int timeoutMs = 60000);
 
     // ---- control pages
 

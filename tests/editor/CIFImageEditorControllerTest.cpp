@@ -20,11 +20,14 @@
 #include <QtTest>
 
 #include "core/CIFBundle.h"
+#include "core/CIFMain.h"
 #include "editor/CIFCatalogListModel.h"
 #include "editor/CIFImageEditorController.h"
 #include "editor/CIFImageEditorView.h"
+#include "editor/CIFPreviewRenderer.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
+#include "platform/image/CIVector.h"
 #include "widgets/CIFImageInfoController.h"
 
 using namespace cif;
@@ -312,6 +315,101 @@ private slots:
             QVERIFY(m_editor->outputImage().isNull());
             QCOMPARE(pixels(m_picture), before);
         }
+    }
+
+    // A large picture shows a quick preview at the view's resolution first;
+    // once the changes pause the full-size render replaces it, and Set
+    // hands back exactly those pixels: the effect of the same parameters
+    // rendered by a principal object of its own.
+    void largePicturesPreviewQuicklyThenAcceptTheFullRender() {
+        const HostImage large = testPicture(1200, 900);
+        QVERIFY(m_editor->prepareEditorUseSelectionWithRect(large, false, {}));
+        QVERIFY(QTest::qWaitForWindowExposed(m_editor->window()));
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CITwirlDistortion"));
+        QVERIFY(m_editor->waitForPreview());
+        auto* field = child<QDoubleSpinBox>("_controlsDecimalTextField0_0");
+        const QString key = field->property("representedObject").toString();
+        field->selectAll();
+        QTest::keyClicks(field, QString::number(field->value() * 0.5 + field->minimum() * 0.5));
+        QTest::keyClick(field, Qt::Key_Return);
+        QVERIFY(m_editor->waitForFirstPreview());
+        const HostImage quick = m_editor->pictureView()->picture();
+        QCOMPARE(quick.size(), large.size());
+        QVERIFY(quick.pixelsWide() < 1200);
+        QVERIFY(m_editor->waitForPreview());
+        const HostImage full = m_editor->pictureView()->picture();
+        QCOMPARE(full.pixelsWide(), 1200);
+
+        CIFMain reference;
+        const QImage expected = pixels(reference.CIFApplyFilterAttributesForImage(
+            QStringLiteral("CITwirlDistortion"), m_editor->attributes(), large));
+        QCOMPARE(pixels(full), expected);
+        // The quick picture is the same effect, only smaller: its centre
+        // and radius were scaled with the picture.
+        const QImage reduced = expected.scaled(quick.pixelsWide(), quick.pixelsHigh(),
+                                               Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        const QImage small = pixels(quick).convertToFormat(reduced.format());
+        double difference = 0;
+        for (int y = 0; y < small.height(); ++y)
+            for (int x = 0; x < small.width(); ++x) {
+                const QRgb a = small.pixel(x, y), b = reduced.pixel(x, y);
+                difference += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
+                              std::abs(qBlue(a) - qBlue(b));
+            }
+        QVERIFY2(difference / (3.0 * small.width() * small.height()) < 6.0,
+                 qPrintable(QString::number(difference / (3.0 * small.width() * small.height()))));
+        QTest::mouseClick(child<QPushButton>("_buttonSet"), Qt::LeftButton);
+        QCOMPARE(m_editor->modalResult(), 1);
+        QCOMPARE(pixels(m_editor->outputImage()), expected);
+        QVERIFY(!key.isEmpty());
+    }
+
+    void quickPreviewsScaleLengthsOnly() {
+        const QVariantMap description{
+            {QStringLiteral("inputRadius"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypeDistance")}}},
+            {QStringLiteral("inputAngle"), QVariantMap{{QStringLiteral("CIAttributeType"),
+                                                        QStringLiteral("CIAttributeTypeAngle")}}},
+            {QStringLiteral("inputPoint0"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypePosition")}}},
+            {QStringLiteral("inputOffset"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypeOffset")}}}};
+        const QVariantMap given{
+            {QStringLiteral("inputRadius"), 40.0},
+            {QStringLiteral("inputAngle"), 2.0},
+            {QStringLiteral("inputCenter"), QPointF(100, 60)},
+            {QStringLiteral("inputPoint0"), QVariant::fromValue(CIVector{10, 20})},
+            {QStringLiteral("CIFVectors"), QVariantMap{{QStringLiteral("inputPoint0"),
+                                                        QVariantMap{{QStringLiteral("1"), 30.0}}}}},
+            {QStringLiteral("CIFOffsets"),
+             QVariantMap{
+                 {QStringLiteral("inputOffset"),
+                  QVariantMap{{QStringLiteral("radius"), 8.0}, {QStringLiteral("angle"), 1.0}}}}},
+            {QStringLiteral("GLIFRandomSeed"), 77u}};
+        const QVariantMap s = CIFPreviewRenderer::scaledAttributes(given, description, 0.25);
+        QCOMPARE(s.value(QStringLiteral("inputRadius")).toDouble(), 10.0);
+        QCOMPARE(s.value(QStringLiteral("inputAngle")).toDouble(), 2.0);
+        QCOMPARE(s.value(QStringLiteral("inputCenter")).toPointF(), QPointF(25, 15));
+        QCOMPARE(s.value(QStringLiteral("inputPoint0")).value<CIVector>().values(),
+                 (std::vector<double>{2.5, 5}));
+        QCOMPARE(s.value(QStringLiteral("CIFVectors"))
+                     .toMap()
+                     .value(QStringLiteral("inputPoint0"))
+                     .toMap()
+                     .value(QStringLiteral("1"))
+                     .toDouble(),
+                 7.5);
+        const QVariantMap polar = s.value(QStringLiteral("CIFOffsets"))
+                                      .toMap()
+                                      .value(QStringLiteral("inputOffset"))
+                                      .toMap();
+        QCOMPARE(polar.value(QStringLiteral("radius")).toDouble(), 2.0);
+        QCOMPARE(polar.value(QStringLiteral("angle")).toDouble(), 1.0);
+        QCOMPARE(s.value(QStringLiteral("GLIFRandomSeed")),
+                 given.value(QStringLiteral("GLIFRandomSeed")));
     }
 
     // The window fits a 1280 x 720 screen (1920 x 1080 at 150 %) with room
