@@ -1,6 +1,7 @@
 #include "editor/CIFImageEditorController.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -11,10 +12,12 @@
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QHeaderView>
+#include <QIcon>
 #include <QImageReader>
 #include <QItemSelectionModel>
 #include <QLabel>
 #include <QLayout>
+#include <QMenu>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
@@ -26,6 +29,7 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTableView>
+#include <QToolBar>
 #include <QUndoStack>
 #include <chrono>
 #include <cmath>
@@ -240,6 +244,7 @@ void CIFImageEditorController::awakeFromNib() {
     _colorsRepObjects = QStringList(_controlsColorWell.size(), QString(""));
 
     buildResourceMenus();
+    createToolbar();
 
     // The picture view reports to this controller.
     if (_pictureView) {
@@ -324,6 +329,75 @@ void CIFImageEditorController::awakeFromNib() {
             splitter->setStretchFactor(1, 2);
         }
     connectControls();
+}
+
+void CIFImageEditorController::createToolbar() {
+    QWidget* area = m_window->findChild<QWidget*>(QStringLiteral("_toolbarView"));
+    if (!area || !area->layout() || m_toolbar) return;
+    m_toolbar = new QToolBar(area);
+    m_toolbar->setObjectName(QStringLiteral("Properties toolbar"));
+    m_toolbar->setIconSize(QSize(16, 16));
+    m_toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_toolbar->setMovable(false);
+    m_toolbar->setFloatable(false);
+    area->layout()->addWidget(m_toolbar);
+    for (const QString& identifier : _CIFPlugInInstance->CIFAllFilterIdentifiers()) {
+        if (identifier == NSToolbarSeparatorItemIdentifier)
+            m_toolbar->addSeparator();
+        else if (QAction* item = toolbarItemForItemIdentifier(identifier))
+            m_toolbar->addAction(item);
+    }
+    connect(m_toolbar, &QToolBar::actionTriggered, this,
+            &CIFImageEditorController::propertiesTabChange);
+    // Customising: the context menu shows or hides each item. The choice
+    // lasts while the process does; it is not saved.
+    m_toolbar->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_toolbar, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        QMenu menu(m_toolbar);
+        for (QAction* item : m_toolbar->actions()) {
+            if (item->isSeparator()) continue;
+            QAction* shown = menu.addAction(item->text());
+            shown->setCheckable(true);
+            shown->setChecked(item->isVisible());
+            connect(shown, &QAction::toggled, item, &QAction::setVisible);
+        }
+        menu.exec(m_toolbar->mapToGlobal(at));
+    });
+}
+
+QAction* CIFImageEditorController::toolbarItemForItemIdentifier(const QString& identifier) {
+    QAction* item = nullptr;
+    if (identifier == QLatin1String("id")) {
+        item = new QAction(_CIFPlugInInstance->localizedString(QStringLiteral("Wrap")), m_toolbar);
+        item->setIcon(QIcon(
+            QPixmap::fromImage(loadResourcePicture(QStringLiteral("marks/inspector_wrap.tif")))));
+    } else {
+        const QString name = _CIFPlugInInstance->CIFFilterNameForID(identifier);
+        if (name.isEmpty()) return nullptr;
+        const QString title = CIFMain::localizedStringForClass(name);
+        item = new QAction(title, m_toolbar);
+        item->setToolTip(title);
+        if (m_toolbarIcon.isNull())
+            m_toolbarIcon =
+                QIcon(QPixmap::fromImage(loadResourcePicture(QStringLiteral("marks/shapes.tif"))));
+        item->setIcon(m_toolbarIcon);
+    }
+    item->setData(identifier);
+    item->setObjectName(identifier);
+    return item;
+}
+
+void CIFImageEditorController::propertiesTabChange(QAction* sender) {
+    if (!sender || !_tableView) return;
+    const int row = m_filterList->rowOfIdentifier(sender->data().toString());
+    if (row < 0) return;
+    if (currentMainPage() != kFiltersPage) {
+        mainTabWillSelect(0);
+        _filtersTabView->setCurrentIndex(0);
+    }
+    // Choosing the row makes the effect current and fills its page.
+    _tableView->selectRow(row);
+    _tableView->scrollTo(m_filterList->index(row, 0));
 }
 
 void CIFImageEditorController::buildResourceMenus() {

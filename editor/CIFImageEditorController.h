@@ -21,6 +21,7 @@
 #include <QColor>
 #include <QCursor>
 #include <QHash>
+#include <QIcon>
 #include <QImage>
 #include <QList>
 #include <QObject>
@@ -37,6 +38,8 @@
 #include "platform/host/HostImage.h"
 
 class QAbstractButton;
+class QAction;
+class QToolBar;
 class QCheckBox;
 class QComboBox;
 class QDialog;
@@ -142,6 +145,18 @@ public:
                                               const QVariantMap& attributes);
     void updateControls();
 
+    // ---- toolbar
+
+    // The toolbar "Properties toolbar" above the window's panes: one item
+    // per effect of the catalog (separators between categories), each
+    // titled with the effect's name and sending propertiesTabChange; its
+    // context menu shows and hides items for this run of the process.
+    void createToolbar();
+    QToolBar* toolbar() const { return m_toolbar; }
+    // The item of an effect identifier, or "id" for the wrap item; null for
+    // an identifier the catalog does not hold.
+    QAction* toolbarItemForItemIdentifier(const QString& identifier);
+
     // ---- zoom: slider value s <-> scale
 
     static double scaleForSliderValue(double s);
@@ -183,6 +198,7 @@ public slots:
     void texturePopUpButton(QComboBox* sender);
     void brushPopup();
     void shadedMaterialsPopUpButton();
+    void propertiesTabChange(QAction* sender);
 
     // ---- change handlers
     void changeFilterDecimalControl(QObject* sender);
@@ -257,6 +273,8 @@ private:
     QComboBox* _shadedMaterialsMenu = nullptr;
     QComboBox* _filtersGroupPopUpButton30 = nullptr;
     QProgressBar* m_progressBar = nullptr;
+    QToolBar* m_toolbar = nullptr;
+    QIcon m_toolbarIcon;  // the picture of every effect's item
 
     // Control pages: the rows of pages "0", "10", "20", "30", and the
     // current page's rows.

@@ -17,6 +17,7 @@
 #include <QStackedWidget>
 #include <QTableView>
 #include <QTimer>
+#include <QToolBar>
 #include <QtTest>
 
 #include "core/CIFBundle.h"
@@ -193,6 +194,39 @@ private slots:
         startOnFilters();
         clickRow(table, QStringLiteral("CISepiaTone"));
         QCOMPARE(field->value(), 0.25);
+    }
+
+    void toolbarItemsChooseTheirEffect() {
+        startOnFilters();
+        QToolBar* toolbar = m_editor->toolbar();
+        QVERIFY(toolbar);
+        QCOMPARE(toolbar->objectName(), QStringLiteral("Properties toolbar"));
+        QCOMPARE(toolbar->iconSize(), QSize(16, 16));
+        // One item per catalog entry, separators between categories.
+        QStringList items;
+        for (QAction* a : toolbar->actions())
+            items << (a->isSeparator() ? QStringLiteral("NSToolbarSeparatorItem")
+                                       : a->data().toString());
+        CIFMain catalog;
+        QCOMPARE(items, catalog.CIFAllFilterIdentifiers());
+        // Clicking an item makes its effect current, on its page.
+        auto* table = child<QTableView>("_tableView");
+        clickRow(table, QStringLiteral("CIColorInvert"));
+        QAction* second = nullptr;
+        for (QAction* a : toolbar->actions())
+            if (!a->isSeparator() && a->data().toString() != m_editor->filterName() &&
+                toolbar->widgetForAction(a) && toolbar->widgetForAction(a)->isVisible() &&
+                !catalog.CIFFiltersDescriptorForGroup(a->data().toString())) {
+                second = a;
+                break;
+            }
+        QVERIFY(second);
+        QTest::mouseClick(toolbar->widgetForAction(second), Qt::LeftButton);
+        QCOMPARE(m_editor->filterName(), second->data().toString());
+        QCOMPARE(second->text(), catalog.CIFFilterNameForID(second->data().toString()));
+        auto* model = static_cast<CIFCatalogListModel*>(table->model());
+        QCOMPARE(table->selectionModel()->selectedRows().first().row(),
+                 model->rowOfIdentifier(second->data().toString()));
     }
 
     void zoomSliderMapping() {
