@@ -242,6 +242,37 @@ void CIFImageEditorController::awakeFromNib() {
         _controlsBooleanCheckBox << box;
     }
     _colorsRepObjects = QStringList(_controlsColorWell.size(), QString(""));
+    m_componentView = outlet<QWidget>(QStringLiteral("_filterVectorControlsView"));
+    for (int i = 0;; ++i) {
+        auto* label =
+            m_window->findChild<QLabel*>(QStringLiteral("_controlsVectorLabel_%1").arg(i));
+        if (!label) break;
+        m_vectorLabels << label;
+        QList<QDoubleSpinBox*> fields;
+        for (int j = 0;; ++j) {
+            auto* f = m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controlsVectorField_%1_%2").arg(i).arg(j));
+            if (!f) break;
+            fields << f;
+        }
+        m_vectorFields << fields;
+    }
+    const auto numberRow = [this](const QString& stem, int k) {
+        return ControlRow{
+            m_window->findChild<QLabel*>(QStringLiteral("_controls%1Label_%2").arg(stem).arg(k)),
+            m_window->findChild<QSlider*>(QStringLiteral("_controls%1Slider_%2").arg(stem).arg(k)),
+            m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controls%1TextField_%2").arg(stem).arg(k)),
+            m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controls%1Stepper_%2").arg(stem).arg(k))};
+    };
+    for (int k = 0; k < 2; ++k)
+        m_offsetRows << numberRow(QStringLiteral("Offset"), k);
+    for (int k = 0; k < 4; ++k)
+        m_transformRows << numberRow(QStringLiteral("Transform"), k);
+    m_transformCenter = {
+        m_window->findChild<QDoubleSpinBox*>(QStringLiteral("_controlsTransformTX")),
+        m_window->findChild<QDoubleSpinBox*>(QStringLiteral("_controlsTransformTY"))};
 
     buildResourceMenus();
     createToolbar();

@@ -225,8 +225,13 @@ private:
     void pictureSizeSheetDidEnd(QSize size, bool generator);
     void selectColorPage(const QString& name);
     void configureColorPage();
-    void fillRow(const ControlRow& row, const QString& key, double minimum, double maximum,
-                 double value, bool integer);
+    void fillRow(const ControlRow& row, const QVariant& representedObject, double minimum,
+                 double maximum, double value, bool integer);
+    void fillComponentRows(const QStringList& keys, const QVariantMap& attributes);
+    void updateComponentControls();
+    // A control of a vector, offset or transform row (represented object:
+    // the input key and the component) writes that component back.
+    void changeFilterComponentControl(QObject* sender);
     void setRowValue(const ControlRow& row, double value);
     void writeBack(const QString& key, const QVariant& value);
     void rerender();
@@ -284,6 +289,13 @@ private:
     QList<CIFColorWell*> _controlsColorWell;
     QList<QLabel*> m_colorLabels;
     QStringList _colorsRepObjects;
+    // Rows of the vector, offset and transform inputs, below every page.
+    QWidget* m_componentView = nullptr;
+    QList<QLabel*> m_vectorLabels;
+    QList<QList<QDoubleSpinBox*>> m_vectorFields;
+    QList<ControlRow> m_offsetRows;            // angle, radius
+    QList<QDoubleSpinBox*> m_transformCenter;  // tX, tY
+    QList<ControlRow> m_transformRows;         // skew, stretch, angle, scale
 
     // State.
     HostImage _picture;

@@ -223,7 +223,8 @@ QVariantMap CIFPreviewRenderer::scaledAttributes(const QVariantMap& attributes,
     };
     const auto isLength = [](const QString& type) {
         return type == kCIAttributeTypeDistance || type == kCIAttributeTypePosition ||
-               type == kCIAttributeTypeOffset || type == kCIAttributeTypeRectangle;
+               type == kCIAttributeTypePosition3 || type == kCIAttributeTypeOffset ||
+               type == kCIAttributeTypeRectangle;
     };
     QVariantMap scaled = attributes;
     for (auto it = scaled.begin(); it != scaled.end(); ++it) {
@@ -249,6 +250,11 @@ QVariantMap CIFPreviewRenderer::scaledAttributes(const QVariantMap& attributes,
                 o.value() = polar;
             }
             value = offsets;
+        } else if (value.typeId() == QMetaType::QTransform) {
+            // The same mapping on the reduced picture: only its shift shrinks.
+            const QTransform t = value.value<QTransform>();
+            value = QVariant::fromValue(
+                QTransform(t.m11(), t.m12(), t.m21(), t.m22(), t.dx() * scale, t.dy() * scale));
         } else if (key == QLatin1String("inputCenter") || isLength(typeOf(key))) {
             if (value.typeId() == QMetaType::QPointF)
                 value = value.toPointF() * scale;

@@ -83,7 +83,8 @@ public:
     bool waitUntilShown(int timeoutMs = 60000);
 
     // `attributes` for a picture reduced by `scale` (0 < scale <= 1): the
-    // values typed as distances, positions, offsets and rectangles in the
+    // shifts of transforms, the values typed as distances, positions,
+    // offsets and rectangles in the
     // effect's attribute `description`, and the radii and position
     // components held under "CIFOffsets" and "CIFVectors", multiplied by it.
     static QVariantMap scaledAttributes(const QVariantMap& attributes,

@@ -8,6 +8,7 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
@@ -23,6 +24,7 @@
 #include "core/CIFBundle.h"
 #include "core/CIFMain.h"
 #include "editor/CIFCatalogListModel.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageEditorController.h"
 #include "editor/CIFImageEditorView.h"
 #include "editor/CIFPreviewRenderer.h"
@@ -157,6 +159,60 @@ private slots:
         QCOMPARE(slider->value(), 600);
         QVERIFY(m_editor->waitForPreview());
         QVERIFY(pixels(m_editor->pictureView()->picture()) != zero);
+    }
+
+    // Vector inputs get one field per component, transforms their centre,
+    // skew, stretch, angle and scale; typing writes the whole value back.
+    void vectorAndTransformRowsEditTheirComponents() {
+        startOnFilters();
+        const auto type = [](QDoubleSpinBox* field, const QString& text) {
+            field->selectAll();
+            QTest::keyClicks(field, text);
+            QTest::keyClick(field, Qt::Key_Return);
+        };
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIPerspectiveTransform"));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(child<QWidget>("_filterVectorControlsView")->isVisible());
+        const QStringList corners = {"inputBottomLeft", "inputBottomRight", "inputTopLeft",
+                                     "inputTopRight"};
+        auto* x = child<QDoubleSpinBox>("_controlsVectorField_1_0");
+        auto* y = child<QDoubleSpinBox>("_controlsVectorField_1_1");
+        QVERIFY(x->isVisible() && y->isVisible());
+        QVERIFY(!child<QDoubleSpinBox>("_controlsVectorField_1_2")->isVisible());
+        QVERIFY(!child<QLabel>("_controlsVectorLabel_4")->isVisible());
+        const QString key = x->property("representedObject").toList().value(0).toString();
+        QVERIFY(corners.contains(key));
+        const QImage before = pixels(m_editor->pictureView()->picture());
+        type(x, QStringLiteral("250"));
+        type(y, QStringLiteral("17"));
+        QCOMPARE(m_editor->attributes().value(key).value<CIVector>().values(),
+                 (std::vector<double>{250, 17}));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(pixels(m_editor->pictureView()->picture()) != before);
+
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIAffineTransform"));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(!child<QWidget>("_controlsVector_0")->isVisible());
+        QCOMPARE(child<QLabel>("_controlsTransformLabel_3")->text(), QStringLiteral("Scale:"));
+        type(child<QDoubleSpinBox>("_controlsTransformTextField_3"), QStringLiteral("2"));
+        type(child<QDoubleSpinBox>("_controlsTransformTX"), QStringLiteral("30"));
+        const QTransform t =
+            m_editor->attributes().value(QStringLiteral("inputTransform")).value<QTransform>();
+        const CIFFilterControls::TransformParts parts = CIFFilterControls::decompose(t);
+        QCOMPARE(parts.scale, 2.0);
+        QCOMPARE(parts.tX, 30.0);
+        QCOMPARE(child<QSlider>("_controlsTransformSlider_3")->value(),
+                 int(std::lround((2.0 - 0.1) / (4 - 0.1) * 1000)));
+        // The slider moves the same component.
+        child<QSlider>("_controlsTransformSlider_3")->setValue(0);
+        QCOMPARE(
+            CIFFilterControls::decompose(
+                m_editor->attributes().value(QStringLiteral("inputTransform")).value<QTransform>())
+                .scale,
+            0.1);
+        // A filter without such inputs hides the rows.
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIColorInvert"));
+        QVERIFY(!child<QWidget>("_filterVectorControlsView")->isVisible());
     }
 
     void groupSelectsItsFirstMemberAndFillsTheSiblingPopUp() {
@@ -483,6 +539,10 @@ private slots:
         shoot("filter");
         clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
         shoot("group");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIAffineTransform"));
+        shoot("transform");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIPerspectiveTransform"));
+        shoot("vectors");
         window->reject();
         QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 640, 480)));
         window->resize(1280, 680);
