@@ -22,6 +22,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QSettings>
 #include <QSlider>
 #include <QSpinBox>
 #include <QSplitter>
@@ -60,6 +61,14 @@ constexpr int kOtherTag = 100;
 constexpr int kTagRole = Qt::UserRole + 1;
 // Pictures of at least this many pixels get a quick preview first.
 constexpr qint64 kQuickPreviewArea = 800 * 600;
+
+// The window's frame is remembered under the editor's autosave name.
+const QString kFrameKey = QStringLiteral("CIFImageEditor/frame");
+
+QSettings frameSettings() {
+    return QSettings(QSettings::UserScope, QStringLiteral("CIF Effects"),
+                     QStringLiteral("CIFEffects"));
+}
 
 QImage loadResourcePicture(const QString& relative) {
     QImageReader reader(CIFBundle::resourcePath(relative));
@@ -164,6 +173,11 @@ bool CIFImageEditorController::loadWindow() {
         return false;
     }
     awakeFromNib();
+    // The window opens where the user last left it.
+    const QByteArray frame = frameSettings().value(kFrameKey).toByteArray();
+    if (!frame.isEmpty()) m_window->restoreGeometry(frame);
+    connect(m_window, &QDialog::finished, this,
+            [this] { frameSettings().setValue(kFrameKey, m_window->saveGeometry()); });
     return true;
 }
 
@@ -1069,35 +1083,55 @@ void CIFImageEditorController::texturePopUpButton(QComboBox* sender) {
             popUp->setCurrentIndex(sender->currentIndex());
         }
     if (sender->currentData(kTagRole).toInt() == kOtherTag) {
-        const QString path = QFileDialog::getOpenFileName(
-            m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
-            QStringLiteral("Images (*.%1)")
-                .arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
-        if (!path.isEmpty()) {
-            QString error;
-            const HostImage loaded = HostImage::load(path, &error);
-            if (loaded.isNull())
-                qWarning("%s", qUtf8Printable(error));
-            else
-                _customTextureImage = loaded;
-        }
+        openImageSheet([this](const QString& path) {
+            if (!path.isEmpty()) {
+                QString error;
+                const HostImage loaded = HostImage::load(path, &error);
+                if (loaded.isNull())
+                    qWarning("%s", qUtf8Printable(error));
+                else
+                    _customTextureImage = loaded;
+            }
+            rerender();
+        });
+        return;
     }
     rerender();
 }
 
+QFileDialog* CIFImageEditorController::openImageSheet(
+    const std::function<void(const QString&)>& done) {
+    // A sheet: modal to the editor window only, answering when it closes.
+    auto* panel = new QFileDialog(
+        m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
+        QStringLiteral("Images (*.%1)").arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
+    panel->setObjectName(QStringLiteral("CIFOpenPanel"));
+    panel->setWindowModality(Qt::WindowModal);
+    panel->setFileMode(QFileDialog::ExistingFile);
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    connect(panel, &QFileDialog::finished, this, [panel, done](int result) {
+        const QStringList chosen = panel->selectedFiles();
+        done(result == QDialog::Accepted && !chosen.isEmpty() ? chosen.first() : QString());
+    });
+    panel->open();
+    return panel;
+}
+
 void CIFImageEditorController::brushPopup() {
     if (_brushesMenu->currentData(kTagRole).toInt() == kOtherTag) {
-        const QString path = QFileDialog::getOpenFileName(
-            m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
-            QStringLiteral("Images (*.%1)")
-                .arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
-        QString error;
-        const HostImage loaded = path.isEmpty() ? HostImage() : HostImage::load(path, &error);
-        if (loaded.isNull()) {
-            _brushesMenu->setCurrentIndex(0);
-        } else {
-            _customBrushImage = convertMaskImage(loaded);
-        }
+        openImageSheet([this](const QString& path) {
+            QString error;
+            const HostImage loaded = path.isEmpty() ? HostImage() : HostImage::load(path, &error);
+            if (loaded.isNull()) {
+                // No brush came: the first one is used again.
+                if (!error.isEmpty()) qWarning("%s", qUtf8Printable(error));
+                _brushesMenu->setCurrentIndex(0);
+            } else {
+                _customBrushImage = convertMaskImage(loaded);
+            }
+            rerender();
+        });
+        return;
     }
     rerender();
 }

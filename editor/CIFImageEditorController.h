@@ -31,6 +31,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+#include <functional>
 #include <memory>
 
 #include "core/CIFEditorInterface.h"
@@ -43,6 +44,7 @@ class QToolBar;
 class QCheckBox;
 class QComboBox;
 class QDialog;
+class QFileDialog;
 class QDoubleSpinBox;
 class QLabel;
 class QProgressBar;
@@ -211,6 +213,9 @@ public slots:
 
 private:
     bool loadWindow();
+    // Opens an open panel for pictures as a sheet on the window; done gets
+    // the chosen file, or an empty path when the panel was cancelled.
+    QFileDialog* openImageSheet(const std::function<void(const QString&)>& done);
     void awakeFromNib();
     void connectControls();
     void buildResourceMenus();

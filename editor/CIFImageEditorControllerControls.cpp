@@ -142,6 +142,15 @@ void CIFImageEditorController::selectFilterControlsWithTag(int tag) {
         page = QStringLiteral("30");
     if (QWidget* w = _filterControlsTabView->findChild<QWidget*>(page, Qt::FindDirectChildrenOnly))
         _filterControlsTabView->setCurrentWidget(w);
+    // The pages take the height of the shown one, so the rows below follow
+    // it closely.
+    for (int i = 0; i < _filterControlsTabView->count(); ++i) {
+        QWidget* w = _filterControlsTabView->widget(i);
+        const bool shown = w == _filterControlsTabView->currentWidget();
+        w->setSizePolicy(QSizePolicy::Preferred,
+                         shown ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    }
+    _filterControlsTabView->updateGeometry();
     _controlsRows = m_pageRows.value(page);
     if (page != u"30" || !_filtersGroupPopUpButton30) return;
     const auto descriptor = _CIFPlugInInstance->CIFDescriptorForFilterName(_CIFGroupName);

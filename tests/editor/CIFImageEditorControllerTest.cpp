@@ -8,6 +8,7 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
+#include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
@@ -16,7 +17,9 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStackedWidget>
+#include <QStandardPaths>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <QToolBar>
 #include <QtTest>
@@ -89,6 +92,7 @@ private:
 
 private slots:
     void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);  // settings go to a test folder
         initializePlatform();
         registerGeneratorClasses();
         CIFBundle::setPath(QStringLiteral(CIF_BINARY_DIR "/CIFEffects.plugin"));
@@ -283,6 +287,61 @@ private slots:
         auto* model = static_cast<CIFCatalogListModel*>(table->model());
         QCOMPARE(table->selectionModel()->selectedRows().first().row(),
                  model->rowOfIdentifier(second->data().toString()));
+    }
+
+    // "Other..." opens a sheet on the editor window (the editor stays
+    // responsive); the chosen picture becomes the texture.
+    void otherTextureOpensASheet() {
+        startOnFilters();
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIGlassDistortion"));
+        QVERIFY(m_editor->waitForPreview());
+        QComboBox* popUp = nullptr;
+        for (const char* name :
+             {"_glassTextureMenu", "_texturePopUpButton20", "_texturePopUpButton0"})
+            if (child<QComboBox>(name)->isVisible()) popUp = child<QComboBox>(name);
+        QVERIFY(popUp);
+        QTemporaryDir dir;
+        QImage texture(48, 32, QImage::Format_RGB32);
+        texture.fill(Qt::darkCyan);
+        const QString file = dir.filePath(QStringLiteral("mine.png"));
+        QVERIFY(texture.save(file));
+        popUp->setFocus();
+        QTest::keyClick(popUp, Qt::Key_End);
+        auto* panel = m_editor->window()->findChild<QFileDialog*>(QStringLiteral("CIFOpenPanel"));
+        QVERIFY(panel);
+        QVERIFY(panel->isVisible());
+        QCOMPARE(panel->windowModality(), Qt::WindowModal);
+        QCOMPARE(panel->parentWidget(), m_editor->window());
+        panel->selectFile(file);
+        static_cast<QDialog*>(panel)->accept();
+        QCOMPARE(m_editor->textureImage().size(), QSizeF(48, 32));
+        QVERIFY(m_editor->waitForPreview());
+    }
+
+    // Without its window description the editor says so and answers 0.
+    void missingWindowDescriptionAnswersZero() {
+        QTemporaryDir bundle;
+        QVERIFY(QDir(bundle.path()).mkpath(QStringLiteral("Resources/ui")));
+        CIFBundle::setPath(bundle.path());
+        CIFImageEditorController editor;
+        QTest::ignoreMessage(QtWarningMsg, "Failed to load ImageEditor.nib");
+        QCOMPARE(editor.startEditorUseSelectionWithRect(m_picture, false, {}), 0);
+        QTest::ignoreMessage(QtWarningMsg, "Failed to load ImageEditor.nib");
+        QCOMPARE(editor.startGeneratorWithRect(QVariant(), QRectF(0, 0, 64, 64)), 0);
+        QVERIFY(!editor.window());
+        QVERIFY(editor.outputImage().isNull());
+        CIFBundle::setPath(QStringLiteral(CIF_BINARY_DIR "/CIFEffects.plugin"));
+    }
+
+    // The window opens with the frame it was last closed with.
+    void windowFrameIsRemembered() {
+        startOnFilters();
+        m_editor->window()->resize(1111, 655);
+        m_editor->window()->reject();
+        CIFImageEditorController another;
+        QVERIFY(another.prepareEditorUseSelectionWithRect(m_picture, false, {}));
+        QCOMPARE(another.window()->size(), QSize(1111, 655));
+        another.window()->reject();
     }
 
     void zoomSliderMapping() {
