@@ -42,6 +42,7 @@
 #include "editor/CIFCatalogListModel.h"
 #include "editor/CIFCategoryCell.h"
 #include "editor/CIFColorWell.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageCategoryCell.h"
 #include "editor/CIFImageEditorView.h"
 #include "editor/CIFPreviewRenderer.h"
@@ -373,6 +374,10 @@ void CIFImageEditorController::awakeFromNib() {
             splitter->setStretchFactor(0, 3);
             splitter->setStretchFactor(1, 2);
         }
+    // Steppers show their arrows only; the field beside each shows the value.
+    for (QDoubleSpinBox* box : m_window->findChildren<QDoubleSpinBox*>())
+        if (box->objectName().contains(QLatin1String("Stepper")))
+            CIFFilterControls::makeStepper(box);
     connectControls();
 }
 
@@ -549,30 +554,7 @@ void CIFImageEditorController::startCommon(const HostImage& picture) {
 bool CIFImageEditorController::prepareEditorUseSelectionWithRect(const HostImage& image,
                                                                  bool useSelection,
                                                                  const QRectF& rect) {
-    if (!loadWindow()) {
-        qWarning("Failed to load ImageEditor.nib");
-        QApplication::beep();
-        return false;
-    }
-    m_window->setResult(0);
-    startCommon(image);
-    if (_generateButton) _generateButton->hide();
-    if (_undoButton) _undoButton->hide();
-    if (_redoButton) _redoButton->hide();
-    _CIFPlugInInstance->CIFSetEffectsSet(0);
-    _point1 = QPointF(image.size().width() / 2, image.size().height() / 2);
-    m_window->show();
-    zoomToFit();
-    if (_filtersTabView->currentIndex() != 0) {
-        mainTabWillSelect(0);
-        _filtersTabView->setCurrentIndex(0);
-    } else {
-        mainTabDidSelect(0);
-    }
-    _tableView->clearSelection();
-    _tableView->selectRow(0);
-    if (_helpTabView) _helpTabView->setCurrentIndex(0);
-    zoomToFit();
+    if (!prepareRun(image, 0)) return false;
     if (useSelection && _pictureView) _pictureView->setSelection(rect);
     updateFilterControlsWithKeysAttrDesc({}, {});
     updateControls();
@@ -581,32 +563,40 @@ bool CIFImageEditorController::prepareEditorUseSelectionWithRect(const HostImage
 
 bool CIFImageEditorController::prepareGeneratorWithRect(const QVariant& object,
                                                         const QRectF& rect) {
+    HostImage picture = object.value<HostImage>();
+    if (picture.isNull()) picture = blankPicture(rect.size());
+    if (!prepareRun(picture, 1)) return false;
+    updateControls();
+    return true;
+}
+
+bool CIFImageEditorController::prepareRun(const HostImage& picture, int effectsSet) {
     if (!loadWindow()) {
         qWarning("Failed to load ImageEditor.nib");
         QApplication::beep();
         return false;
     }
     m_window->setResult(0);
-    HostImage picture = object.value<HostImage>();
-    if (picture.isNull()) picture = blankPicture(rect.size());
     startCommon(picture);
+    // Effects set 0 is the "filters" page, 1 the "generators" page, each
+    // with its catalog list and help page.
     for (QPushButton* b : {_generateButton, _undoButton, _redoButton})
-        if (b) b->show();
-    _CIFPlugInInstance->CIFSetEffectsSet(1);
+        if (b) b->setVisible(effectsSet == 1);
+    _CIFPlugInInstance->CIFSetEffectsSet(effectsSet);
     _point1 = QPointF(picture.size().width() / 2, picture.size().height() / 2);
     m_window->show();
     zoomToFit();
-    if (_filtersTabView->currentIndex() != 1) {
-        mainTabWillSelect(1);
-        _filtersTabView->setCurrentIndex(1);
+    if (_filtersTabView->currentIndex() != effectsSet) {
+        mainTabWillSelect(effectsSet);
+        _filtersTabView->setCurrentIndex(effectsSet);
     } else {
-        mainTabDidSelect(1);
+        mainTabDidSelect(effectsSet);
     }
-    _GLIFTableView->clearSelection();
-    _GLIFTableView->selectRow(0);
-    if (_helpTabView) _helpTabView->setCurrentIndex(1);
+    QTableView* list = effectsSet == 1 ? _GLIFTableView : _tableView;
+    list->clearSelection();
+    list->selectRow(0);
+    if (_helpTabView) _helpTabView->setCurrentIndex(effectsSet);
     zoomToFit();
-    updateControls();
     return true;
 }
 

@@ -221,6 +221,8 @@ private:
     void buildResourceMenus();
     void zoomToFit();
     void startCommon(const HostImage& picture);
+    // The start steps both runs share, on effects set 0 or 1.
+    bool prepareRun(const HostImage& picture, int effectsSet);
     void mainTabWillSelect(int index);
     void mainTabDidSelect(int index);
     void tableViewSelectionDidChange(QTableView* table);
