@@ -1281,5 +1281,25 @@
         <source>Open...</source>
         <translation>Öffnen …</translation>
     </message>
+    <message>
+        <source>Wrap</source>
+        <translation>Umbruch</translation>
+    </message>
+    <message>
+        <source>Skew:</source>
+        <translation>Scherung:</translation>
+    </message>
+    <message>
+        <source>Stretch:</source>
+        <translation>Streckung:</translation>
+    </message>
+    <message>
+        <source>Angle:</source>
+        <translation>Winkel:</translation>
+    </message>
+    <message>
+        <source>Scale:</source>
+        <translation>Skalierung:</translation>
+    </message>
 </context>
 </TS>
