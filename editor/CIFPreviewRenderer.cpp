@@ -56,9 +56,13 @@ void CIFPreviewRenderer::cancelAll() {
     m_latestNumber = m_nextNumber++;
     m_deliveredNumber = m_latestNumber;
     m_shownNumber = m_latestNumber;
-    const std::lock_guard lock(m_mutex);
-    m_pending.reset();
-    if (m_runningCancel) m_runningCancel->store(true);
+    {
+        const std::lock_guard lock(m_mutex);
+        m_pending.reset();
+        if (m_runningCancel) m_runningCancel->store(true);
+    }
+    // A worker waiting to refine a cancelled job stops waiting.
+    m_wake.notify_all();
 }
 
 bool CIFPreviewRenderer::isBusy() const {
