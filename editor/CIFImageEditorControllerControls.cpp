@@ -142,8 +142,9 @@ void CIFImageEditorController::selectFilterControlsWithTag(int tag) {
         page = QStringLiteral("30");
     if (QWidget* w = _filterControlsTabView->findChild<QWidget*>(page, Qt::FindDirectChildrenOnly))
         _filterControlsTabView->setCurrentWidget(w);
-    // The pages take the height of the shown one, so the rows below follow
-    // it closely.
+    // The pages take the height of the shown one, and no more, so the rows
+    // below follow it closely.
+    _filterControlsTabView->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
     for (int i = 0; i < _filterControlsTabView->count(); ++i) {
         QWidget* w = _filterControlsTabView->widget(i);
         const bool shown = w == _filterControlsTabView->currentWidget();
