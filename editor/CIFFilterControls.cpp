@@ -289,7 +289,7 @@ void Panel::numberRow(const QVariant& represented, const NumberRow& numeric, con
     slider->setProperty("minValue", numeric.min);
     slider->setProperty("maxValue", numeric.max);
 
-    stepper->setButtonSymbols(QAbstractSpinBox::UpDownArrows);
+    CIFFilterControls::makeStepper(stepper);
     stepper->setDecimals(6);
     stepper->setRange(numeric.stepperMin, numeric.stepperMax);
     stepper->setSingleStep(numeric.increment > 0 ? numeric.increment : 0.1);
@@ -620,6 +620,13 @@ std::pair<double, double> offsetPolar(const QVariant& value) {
 }
 
 }  // namespace
+
+void CIFFilterControls::makeStepper(QDoubleSpinBox* box) {
+    if (!box) return;
+    box->setButtonSymbols(QAbstractSpinBox::UpDownArrows);
+    box->setFrame(false);
+    if (auto* text = box->findChild<QLineEdit*>()) text->hide();
+}
 
 QString CIFFilterControls::formatNumber(double value, const QString& format) {
     const QStringList patterns = format.split(u';');

@@ -11,6 +11,7 @@
 #include <QString>
 #include <QTransform>
 
+class QDoubleSpinBox;
 class QWidget;
 
 namespace cif {
@@ -30,6 +31,10 @@ public:
     // as the positive pattern has after its point, trailing zeros dropped
     // down to its '0' places; the zero pattern for a value that rounds to 0.
     static QString formatNumber(double value, const QString& format);
+
+    // Shows a spin box as a stepper: its up and down arrows only, without
+    // the frame and text of its value, which its row's field shows.
+    static void makeStepper(QDoubleSpinBox* box);
 
     // A transform taken apart into translation, scale, angle (radians,
     // 0..2pi), stretch (y scale over x scale) and skew, and put together

@@ -1,6 +1,7 @@
 #include "editor/CIFImageEditorController.h"
 
 #include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
@@ -11,14 +12,17 @@
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QHeaderView>
+#include <QIcon>
 #include <QImageReader>
 #include <QItemSelectionModel>
 #include <QLabel>
 #include <QLayout>
+#include <QMenu>
 #include <QPainter>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QSettings>
 #include <QSlider>
 #include <QSpinBox>
 #include <QSplitter>
@@ -26,6 +30,7 @@
 #include <QTabBar>
 #include <QTabWidget>
 #include <QTableView>
+#include <QToolBar>
 #include <QUndoStack>
 #include <chrono>
 #include <cmath>
@@ -37,6 +42,7 @@
 #include "editor/CIFCatalogListModel.h"
 #include "editor/CIFCategoryCell.h"
 #include "editor/CIFColorWell.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageCategoryCell.h"
 #include "editor/CIFImageEditorView.h"
 #include "editor/CIFPreviewRenderer.h"
@@ -54,6 +60,16 @@ const QString kFiltersPage = QStringLiteral("filters");
 const QString kGeneratorsPage = QStringLiteral("generators");
 constexpr int kOtherTag = 100;
 constexpr int kTagRole = Qt::UserRole + 1;
+// Pictures of at least this many pixels get a quick preview first.
+constexpr qint64 kQuickPreviewArea = 800 * 600;
+
+// The window's frame is remembered under the editor's autosave name.
+const QString kFrameKey = QStringLiteral("CIFImageEditor/frame");
+
+QSettings frameSettings() {
+    return QSettings(QSettings::UserScope, QStringLiteral("CIF Effects"),
+                     QStringLiteral("CIFEffects"));
+}
 
 QImage loadResourcePicture(const QString& relative) {
     QImageReader reader(CIFBundle::resourcePath(relative));
@@ -158,6 +174,11 @@ bool CIFImageEditorController::loadWindow() {
         return false;
     }
     awakeFromNib();
+    // The window opens where the user last left it.
+    const QByteArray frame = frameSettings().value(kFrameKey).toByteArray();
+    if (!frame.isEmpty()) m_window->restoreGeometry(frame);
+    connect(m_window, &QDialog::finished, this,
+            [this] { frameSettings().setValue(kFrameKey, m_window->saveGeometry()); });
     return true;
 }
 
@@ -236,8 +257,40 @@ void CIFImageEditorController::awakeFromNib() {
         _controlsBooleanCheckBox << box;
     }
     _colorsRepObjects = QStringList(_controlsColorWell.size(), QString(""));
+    m_componentView = outlet<QWidget>(QStringLiteral("_filterVectorControlsView"));
+    for (int i = 0;; ++i) {
+        auto* label =
+            m_window->findChild<QLabel*>(QStringLiteral("_controlsVectorLabel_%1").arg(i));
+        if (!label) break;
+        m_vectorLabels << label;
+        QList<QDoubleSpinBox*> fields;
+        for (int j = 0;; ++j) {
+            auto* f = m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controlsVectorField_%1_%2").arg(i).arg(j));
+            if (!f) break;
+            fields << f;
+        }
+        m_vectorFields << fields;
+    }
+    const auto numberRow = [this](const QString& stem, int k) {
+        return ControlRow{
+            m_window->findChild<QLabel*>(QStringLiteral("_controls%1Label_%2").arg(stem).arg(k)),
+            m_window->findChild<QSlider*>(QStringLiteral("_controls%1Slider_%2").arg(stem).arg(k)),
+            m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controls%1TextField_%2").arg(stem).arg(k)),
+            m_window->findChild<QDoubleSpinBox*>(
+                QStringLiteral("_controls%1Stepper_%2").arg(stem).arg(k))};
+    };
+    for (int k = 0; k < 2; ++k)
+        m_offsetRows << numberRow(QStringLiteral("Offset"), k);
+    for (int k = 0; k < 4; ++k)
+        m_transformRows << numberRow(QStringLiteral("Transform"), k);
+    m_transformCenter = {
+        m_window->findChild<QDoubleSpinBox*>(QStringLiteral("_controlsTransformTX")),
+        m_window->findChild<QDoubleSpinBox*>(QStringLiteral("_controlsTransformTY"))};
 
     buildResourceMenus();
+    createToolbar();
 
     // The picture view reports to this controller.
     if (_pictureView) {
@@ -321,7 +374,80 @@ void CIFImageEditorController::awakeFromNib() {
             splitter->setStretchFactor(0, 3);
             splitter->setStretchFactor(1, 2);
         }
+    // Steppers show their arrows only; the field beside each shows the value.
+    for (QDoubleSpinBox* box : m_window->findChildren<QDoubleSpinBox*>())
+        if (box->objectName().contains(QLatin1String("Stepper")))
+            CIFFilterControls::makeStepper(box);
     connectControls();
+}
+
+void CIFImageEditorController::createToolbar() {
+    QWidget* area = m_window->findChild<QWidget*>(QStringLiteral("_toolbarView"));
+    if (!area || !area->layout() || m_toolbar) return;
+    m_toolbar = new QToolBar(area);
+    m_toolbar->setObjectName(QStringLiteral("Properties toolbar"));
+    m_toolbar->setIconSize(QSize(16, 16));
+    m_toolbar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
+    m_toolbar->setMovable(false);
+    m_toolbar->setFloatable(false);
+    area->layout()->addWidget(m_toolbar);
+    for (const QString& identifier : _CIFPlugInInstance->CIFAllFilterIdentifiers()) {
+        if (identifier == NSToolbarSeparatorItemIdentifier)
+            m_toolbar->addSeparator();
+        else if (QAction* item = toolbarItemForItemIdentifier(identifier))
+            m_toolbar->addAction(item);
+    }
+    connect(m_toolbar, &QToolBar::actionTriggered, this,
+            &CIFImageEditorController::propertiesTabChange);
+    // Customising: the context menu shows or hides each item. The choice
+    // lasts while the process does; it is not saved.
+    m_toolbar->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_toolbar, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) {
+        QMenu menu(m_toolbar);
+        for (QAction* item : m_toolbar->actions()) {
+            if (item->isSeparator()) continue;
+            QAction* shown = menu.addAction(item->text());
+            shown->setCheckable(true);
+            shown->setChecked(item->isVisible());
+            connect(shown, &QAction::toggled, item, &QAction::setVisible);
+        }
+        menu.exec(m_toolbar->mapToGlobal(at));
+    });
+}
+
+QAction* CIFImageEditorController::toolbarItemForItemIdentifier(const QString& identifier) {
+    QAction* item = nullptr;
+    if (identifier == QLatin1String("id")) {
+        item = new QAction(_CIFPlugInInstance->localizedString(QStringLiteral("Wrap")), m_toolbar);
+        item->setIcon(QIcon(
+            QPixmap::fromImage(loadResourcePicture(QStringLiteral("marks/inspector_wrap.tif")))));
+    } else {
+        const QString name = _CIFPlugInInstance->CIFFilterNameForID(identifier);
+        if (name.isEmpty()) return nullptr;
+        const QString title = CIFMain::localizedStringForClass(name);
+        item = new QAction(title, m_toolbar);
+        item->setToolTip(title);
+        if (m_toolbarIcon.isNull())
+            m_toolbarIcon =
+                QIcon(QPixmap::fromImage(loadResourcePicture(QStringLiteral("marks/shapes.tif"))));
+        item->setIcon(m_toolbarIcon);
+    }
+    item->setData(identifier);
+    item->setObjectName(identifier);
+    return item;
+}
+
+void CIFImageEditorController::propertiesTabChange(QAction* sender) {
+    if (!sender || !_tableView) return;
+    const int row = m_filterList->rowOfIdentifier(sender->data().toString());
+    if (row < 0) return;
+    if (currentMainPage() != kFiltersPage) {
+        mainTabWillSelect(0);
+        _filtersTabView->setCurrentIndex(0);
+    }
+    // Choosing the row makes the effect current and fills its page.
+    _tableView->selectRow(row);
+    _tableView->scrollTo(m_filterList->index(row, 0));
 }
 
 void CIFImageEditorController::buildResourceMenus() {
@@ -428,29 +554,7 @@ void CIFImageEditorController::startCommon(const HostImage& picture) {
 bool CIFImageEditorController::prepareEditorUseSelectionWithRect(const HostImage& image,
                                                                  bool useSelection,
                                                                  const QRectF& rect) {
-    if (!loadWindow()) {
-        qWarning("Failed to load ImageEditor.nib");
-        QApplication::beep();
-        return false;
-    }
-    m_window->setResult(0);
-    startCommon(image);
-    if (_generateButton) _generateButton->hide();
-    if (_undoButton) _undoButton->hide();
-    if (_redoButton) _redoButton->hide();
-    _CIFPlugInInstance->CIFSetEffectsSet(0);
-    _point1 = QPointF(image.size().width() / 2, image.size().height() / 2);
-    m_window->show();
-    if (_filtersTabView->currentIndex() != 0) {
-        mainTabWillSelect(0);
-        _filtersTabView->setCurrentIndex(0);
-    } else {
-        mainTabDidSelect(0);
-    }
-    _tableView->clearSelection();
-    _tableView->selectRow(0);
-    if (_helpTabView) _helpTabView->setCurrentIndex(0);
-    zoomToFit();
+    if (!prepareRun(image, 0)) return false;
     if (useSelection && _pictureView) _pictureView->setSelection(rect);
     updateFilterControlsWithKeysAttrDesc({}, {});
     updateControls();
@@ -459,31 +563,40 @@ bool CIFImageEditorController::prepareEditorUseSelectionWithRect(const HostImage
 
 bool CIFImageEditorController::prepareGeneratorWithRect(const QVariant& object,
                                                         const QRectF& rect) {
+    HostImage picture = object.value<HostImage>();
+    if (picture.isNull()) picture = blankPicture(rect.size());
+    if (!prepareRun(picture, 1)) return false;
+    updateControls();
+    return true;
+}
+
+bool CIFImageEditorController::prepareRun(const HostImage& picture, int effectsSet) {
     if (!loadWindow()) {
         qWarning("Failed to load ImageEditor.nib");
         QApplication::beep();
         return false;
     }
     m_window->setResult(0);
-    HostImage picture = object.value<HostImage>();
-    if (picture.isNull()) picture = blankPicture(rect.size());
     startCommon(picture);
+    // Effects set 0 is the "filters" page, 1 the "generators" page, each
+    // with its catalog list and help page.
     for (QPushButton* b : {_generateButton, _undoButton, _redoButton})
-        if (b) b->show();
-    _CIFPlugInInstance->CIFSetEffectsSet(1);
+        if (b) b->setVisible(effectsSet == 1);
+    _CIFPlugInInstance->CIFSetEffectsSet(effectsSet);
     _point1 = QPointF(picture.size().width() / 2, picture.size().height() / 2);
     m_window->show();
-    if (_filtersTabView->currentIndex() != 1) {
-        mainTabWillSelect(1);
-        _filtersTabView->setCurrentIndex(1);
-    } else {
-        mainTabDidSelect(1);
-    }
-    _GLIFTableView->clearSelection();
-    _GLIFTableView->selectRow(0);
-    if (_helpTabView) _helpTabView->setCurrentIndex(1);
     zoomToFit();
-    updateControls();
+    if (_filtersTabView->currentIndex() != effectsSet) {
+        mainTabWillSelect(effectsSet);
+        _filtersTabView->setCurrentIndex(effectsSet);
+    } else {
+        mainTabDidSelect(effectsSet);
+    }
+    QTableView* list = effectsSet == 1 ? _GLIFTableView : _tableView;
+    list->clearSelection();
+    list->selectRow(0);
+    if (_helpTabView) _helpTabView->setCurrentIndex(effectsSet);
+    zoomToFit();
     return true;
 }
 
@@ -764,7 +877,20 @@ void CIFImageEditorController::applyFilterWithAttributes(const QString& name,
     if (name == _CIFFilterName) _CIFAttributes = attributes;
 
     if (!_picture.isNull() && _editMode == 1) {
-        m_renderer->request({name, attributes, _picture, _randomSeed});
+        CIFPreviewRenderer::Request request{name, attributes, _picture, _randomSeed, {}, {}};
+        // Large pictures show a quick picture at the view's resolution
+        // first; the full-size one follows once the changes pause.
+        if (_pictureView &&
+            qint64(_picture.pixelsWide()) * _picture.pixelsHigh() >= kQuickPreviewArea) {
+            const QSizeF shown = _picture.size() * _pictureView->getScaleFactor() *
+                                 _pictureView->devicePixelRatioF();
+            request.previewPixels =
+                QSize(std::max(1, qRound(shown.width())), std::max(1, qRound(shown.height())));
+            request.previewAttributes = CIFPreviewRenderer::scaledAttributes(
+                attributes, description,
+                double(request.previewPixels.width()) / std::max(1, _picture.pixelsWide()));
+        }
+        m_renderer->request(std::move(request));
     } else {
         m_renderer->cancelAll();
         if (_pictureView && !_picture.isNull() && !_pictureView->picture().isSameObject(_picture))
@@ -790,6 +916,10 @@ void CIFImageEditorController::showPreview(quint64, const HostImage& rendered) {
 
 bool CIFImageEditorController::waitForPreview(int timeoutMs) {
     return !m_renderer || m_renderer->waitUntilIdle(timeoutMs);
+}
+
+bool CIFImageEditorController::waitForFirstPreview(int timeoutMs) {
+    return !m_renderer || m_renderer->waitUntilShown(timeoutMs);
 }
 
 void CIFImageEditorController::applyPicture(CIFImageEditorView*) {
@@ -943,35 +1073,55 @@ void CIFImageEditorController::texturePopUpButton(QComboBox* sender) {
             popUp->setCurrentIndex(sender->currentIndex());
         }
     if (sender->currentData(kTagRole).toInt() == kOtherTag) {
-        const QString path = QFileDialog::getOpenFileName(
-            m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
-            QStringLiteral("Images (*.%1)")
-                .arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
-        if (!path.isEmpty()) {
-            QString error;
-            const HostImage loaded = HostImage::load(path, &error);
-            if (loaded.isNull())
-                qWarning("%s", qUtf8Printable(error));
-            else
-                _customTextureImage = loaded;
-        }
+        openImageSheet([this](const QString& path) {
+            if (!path.isEmpty()) {
+                QString error;
+                const HostImage loaded = HostImage::load(path, &error);
+                if (loaded.isNull())
+                    qWarning("%s", qUtf8Printable(error));
+                else
+                    _customTextureImage = loaded;
+            }
+            rerender();
+        });
+        return;
     }
     rerender();
 }
 
+QFileDialog* CIFImageEditorController::openImageSheet(
+    const std::function<void(const QString&)>& done) {
+    // A sheet: modal to the editor window only, answering when it closes.
+    auto* panel = new QFileDialog(
+        m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
+        QStringLiteral("Images (*.%1)").arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
+    panel->setObjectName(QStringLiteral("CIFOpenPanel"));
+    panel->setWindowModality(Qt::WindowModal);
+    panel->setFileMode(QFileDialog::ExistingFile);
+    panel->setAttribute(Qt::WA_DeleteOnClose);
+    connect(panel, &QFileDialog::finished, this, [panel, done](int result) {
+        const QStringList chosen = panel->selectedFiles();
+        done(result == QDialog::Accepted && !chosen.isEmpty() ? chosen.first() : QString());
+    });
+    panel->open();
+    return panel;
+}
+
 void CIFImageEditorController::brushPopup() {
     if (_brushesMenu->currentData(kTagRole).toInt() == kOtherTag) {
-        const QString path = QFileDialog::getOpenFileName(
-            m_window, _CIFPlugInInstance->localizedString(QStringLiteral("Other...")), {},
-            QStringLiteral("Images (*.%1)")
-                .arg(CIFMain::imageFileTypes().join(QStringLiteral(" *."))));
-        QString error;
-        const HostImage loaded = path.isEmpty() ? HostImage() : HostImage::load(path, &error);
-        if (loaded.isNull()) {
-            _brushesMenu->setCurrentIndex(0);
-        } else {
-            _customBrushImage = convertMaskImage(loaded);
-        }
+        openImageSheet([this](const QString& path) {
+            QString error;
+            const HostImage loaded = path.isEmpty() ? HostImage() : HostImage::load(path, &error);
+            if (loaded.isNull()) {
+                // No brush came: the first one is used again.
+                if (!error.isEmpty()) qWarning("%s", qUtf8Printable(error));
+                _brushesMenu->setCurrentIndex(0);
+            } else {
+                _customBrushImage = convertMaskImage(loaded);
+            }
+            rerender();
+        });
+        return;
     }
     rerender();
 }

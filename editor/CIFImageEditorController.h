@@ -21,6 +21,7 @@
 #include <QColor>
 #include <QCursor>
 #include <QHash>
+#include <QIcon>
 #include <QImage>
 #include <QList>
 #include <QObject>
@@ -30,6 +31,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+#include <functional>
 #include <memory>
 
 #include "core/CIFEditorInterface.h"
@@ -37,9 +39,12 @@
 #include "platform/host/HostImage.h"
 
 class QAbstractButton;
+class QAction;
+class QToolBar;
 class QCheckBox;
 class QComboBox;
 class QDialog;
+class QFileDialog;
 class QDoubleSpinBox;
 class QLabel;
 class QProgressBar;
@@ -125,9 +130,12 @@ public:
     void selectFilterWithIdentifierGroupIdentifier(const QString& identifier, const QString& group);
     void selectFilterWithIdentifier(const QString& identifier);
     void applyCurrentFilter();
-    // Runs the event loop until the newest preview is on screen; false
-    // after timeoutMs.
+    // Runs the event loop until the newest preview is on screen at full
+    // size (the picture Set accepts); false after timeoutMs.
     bool waitForPreview(int timeoutMs = 60000);
+    // The same until the newest preview's first picture is on screen: on a
+    // large picture, the quick one at the view's resolution.
+    bool waitForFirstPreview(int timeoutMs = 60000);
 
     // ---- control pages
 
@@ -138,6 +146,18 @@ public:
     void setFilterDefaultsAttrForKeysWithAttr(const QString& filterName, const QStringList& keys,
                                               const QVariantMap& attributes);
     void updateControls();
+
+    // ---- toolbar
+
+    // The toolbar "Properties toolbar" above the window's panes: one item
+    // per effect of the catalog (separators between categories), each
+    // titled with the effect's name and sending propertiesTabChange; its
+    // context menu shows and hides items for this run of the process.
+    void createToolbar();
+    QToolBar* toolbar() const { return m_toolbar; }
+    // The item of an effect identifier, or "id" for the wrap item; null for
+    // an identifier the catalog does not hold.
+    QAction* toolbarItemForItemIdentifier(const QString& identifier);
 
     // ---- zoom: slider value s <-> scale
 
@@ -180,6 +200,7 @@ public slots:
     void texturePopUpButton(QComboBox* sender);
     void brushPopup();
     void shadedMaterialsPopUpButton();
+    void propertiesTabChange(QAction* sender);
 
     // ---- change handlers
     void changeFilterDecimalControl(QObject* sender);
@@ -192,11 +213,16 @@ public slots:
 
 private:
     bool loadWindow();
+    // Opens an open panel for pictures as a sheet on the window; done gets
+    // the chosen file, or an empty path when the panel was cancelled.
+    QFileDialog* openImageSheet(const std::function<void(const QString&)>& done);
     void awakeFromNib();
     void connectControls();
     void buildResourceMenus();
     void zoomToFit();
     void startCommon(const HostImage& picture);
+    // The start steps both runs share, on effects set 0 or 1.
+    bool prepareRun(const HostImage& picture, int effectsSet);
     void mainTabWillSelect(int index);
     void mainTabDidSelect(int index);
     void tableViewSelectionDidChange(QTableView* table);
@@ -206,8 +232,13 @@ private:
     void pictureSizeSheetDidEnd(QSize size, bool generator);
     void selectColorPage(const QString& name);
     void configureColorPage();
-    void fillRow(const ControlRow& row, const QString& key, double minimum, double maximum,
-                 double value, bool integer);
+    void fillRow(const ControlRow& row, const QVariant& representedObject, double minimum,
+                 double maximum, double value, bool integer);
+    void fillComponentRows(const QStringList& keys, const QVariantMap& attributes);
+    void updateComponentControls();
+    // A control of a vector, offset or transform row (represented object:
+    // the input key and the component) writes that component back.
+    void changeFilterComponentControl(QObject* sender);
     void setRowValue(const ControlRow& row, double value);
     void writeBack(const QString& key, const QVariant& value);
     void rerender();
@@ -254,6 +285,8 @@ private:
     QComboBox* _shadedMaterialsMenu = nullptr;
     QComboBox* _filtersGroupPopUpButton30 = nullptr;
     QProgressBar* m_progressBar = nullptr;
+    QToolBar* m_toolbar = nullptr;
+    QIcon m_toolbarIcon;  // the picture of every effect's item
 
     // Control pages: the rows of pages "0", "10", "20", "30", and the
     // current page's rows.
@@ -263,6 +296,13 @@ private:
     QList<CIFColorWell*> _controlsColorWell;
     QList<QLabel*> m_colorLabels;
     QStringList _colorsRepObjects;
+    // Rows of the vector, offset and transform inputs, below every page.
+    QWidget* m_componentView = nullptr;
+    QList<QLabel*> m_vectorLabels;
+    QList<QList<QDoubleSpinBox*>> m_vectorFields;
+    QList<ControlRow> m_offsetRows;            // angle, radius
+    QList<QDoubleSpinBox*> m_transformCenter;  // tX, tY
+    QList<ControlRow> m_transformRows;         // skew, stretch, angle, scale
 
     // State.
     HostImage _picture;

@@ -13,12 +13,18 @@
 #include <QStackedWidget>
 #include <QTabWidget>
 #include <cmath>
+#include <numbers>
+#include <utility>
 
 #include "core/CIFKeys.h"
 #include "core/CIFMain.h"
 #include "editor/CIFColorWell.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageEditorController.h"
 #include "editor/CIFImageEditorView.h"
+#include "platform/image/CIAttributes.h"
+#include "platform/image/CIFilter.h"
+#include "platform/image/CIVector.h"
 #include "widgets/CCColorSlider.h"
 
 namespace cif {
@@ -80,6 +86,48 @@ QColor colorOf(const QVariant& v) {
     return {};
 }
 
+CIVector vectorOf(const QVariant& value) {
+    QVariant v = value;
+    return value.isValid() && convertToAttributeClass(kCIClassVector, v) ? v.value<CIVector>()
+                                                                         : CIVector();
+}
+
+QTransform transformOf(const QVariant& value) {
+    if (value.typeId() == QMetaType::QTransform) return value.value<QTransform>();
+    QVariant v = value;
+    return value.isValid() && convertToAttributeClass(kCIClassTransform, v) &&
+                   v.typeId() == QMetaType::QTransform
+               ? v.value<QTransform>()
+               : QTransform();
+}
+
+std::pair<float, float> polarOf(const CIVector& v) {
+    float radius = 0, angle = 0;
+    CIFMain::decart_to_polar(float(v.X()), float(v.Y()), &radius, &angle);
+    return {radius, angle};
+}
+
+// The transform rows: component, title, slider range, field decimals.
+struct TransformRow {
+    const char* component;
+    double min, max;
+};
+constexpr TransformRow kTransformRows[] = {
+    {"skew", -1, 1},
+    {"stretch", 0.1, 4},
+    {"angle", 0, 2 * std::numbers::pi},
+    {"scale", 0.1, 4},
+};
+
+double& transformPart(CIFFilterControls::TransformParts& parts, const QString& component) {
+    if (component == u"tX") return parts.tX;
+    if (component == u"tY") return parts.tY;
+    if (component == u"skew") return parts.skew;
+    if (component == u"stretch") return parts.stretch;
+    if (component == u"angle") return parts.angle;
+    return parts.scale;
+}
+
 }  // namespace
 
 // ---- pages
@@ -94,6 +142,16 @@ void CIFImageEditorController::selectFilterControlsWithTag(int tag) {
         page = QStringLiteral("30");
     if (QWidget* w = _filterControlsTabView->findChild<QWidget*>(page, Qt::FindDirectChildrenOnly))
         _filterControlsTabView->setCurrentWidget(w);
+    // The pages take the height of the shown one, and no more, so the rows
+    // below follow it closely.
+    _filterControlsTabView->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Maximum);
+    for (int i = 0; i < _filterControlsTabView->count(); ++i) {
+        QWidget* w = _filterControlsTabView->widget(i);
+        const bool shown = w == _filterControlsTabView->currentWidget();
+        w->setSizePolicy(QSizePolicy::Preferred,
+                         shown ? QSizePolicy::Preferred : QSizePolicy::Ignored);
+    }
+    _filterControlsTabView->updateGeometry();
     _controlsRows = m_pageRows.value(page);
     if (page != u"30" || !_filtersGroupPopUpButton30) return;
     const auto descriptor = _CIFPlugInInstance->CIFDescriptorForFilterName(_CIFGroupName);
@@ -115,7 +173,7 @@ void CIFImageEditorController::selectColorPage(const QString& name) {
     _backColorWell = scheme ? _backColorWell1 : _backColorWell2;
 }
 
-void CIFImageEditorController::fillRow(const ControlRow& row, const QString& key, double minimum,
+void CIFImageEditorController::fillRow(const ControlRow& row, const QVariant& key, double minimum,
                                        double maximum, double value, bool integer) {
     if (!(maximum > minimum)) maximum = minimum + 1;
     for (QWidget* w : {static_cast<QWidget*>(row.slider), static_cast<QWidget*>(row.field),
@@ -277,7 +335,167 @@ void CIFImageEditorController::updateFilterControlsWithKeysAttrDesc(const QStrin
     for (QWidget* w : {static_cast<QWidget*>(_shadedMaterialsMenu),
                        m_window->findChild<QWidget*>(QStringLiteral("_shadedMaterialsLabel"))})
         if (w) w->setVisible(keys.contains(QStringLiteral("inputShadingImage")));
+    fillComponentRows(keys, attributes);
     updateControls();
+}
+
+void CIFImageEditorController::fillComponentRows(const QStringList& keys,
+                                                 const QVariantMap& attributes) {
+    const auto hideRow = [](const ControlRow& r) {
+        for (QWidget* w : {static_cast<QWidget*>(r.label), static_cast<QWidget*>(r.slider),
+                           static_cast<QWidget*>(r.field), static_cast<QWidget*>(r.stepper)})
+            if (w) {
+                w->setProperty(kRepresentedObject, QVariant());
+                w->setVisible(false);
+            }
+    };
+    const auto title = [this](const QVariantMap& a, const QString& key) {
+        return _CIFPlugInInstance->localizedString(
+            a.value(attr("CIAttributeDisplayName"), key).toString());
+    };
+    int vectors = 0;
+    bool offset = false;
+    bool transform = false;
+    for (const QString& key : keys) {
+        const QVariantMap a = attributes.value(key).toMap();
+        const QString cls = a.value(attr("CIAttributeClass")).toString();
+        const QString type = a.value(attr("CIAttributeType")).toString();
+        // The centre is picked on the picture; an extent is the picture's.
+        if (key == u"inputCenter" || key == u"inputExtent") continue;
+        const QVariant current = _CIFAttributes.value(key, a.value(attr("CIAttributeDefault")));
+        if (cls == kCIClassVector && type == kCIAttributeTypeOffset) {
+            if (offset || m_offsetRows.size() < 2) continue;
+            offset = true;
+            const auto [radius, angle] = polarOf(vectorOf(current));
+            const QString name = title(a, key);
+            fillRow(m_offsetRows[0], QVariantList{key, QStringLiteral("angle")}, -std::numbers::pi,
+                    std::numbers::pi, angle, false);
+            fillRow(m_offsetRows[1], QVariantList{key, QStringLiteral("radius")}, 0,
+                    std::max(200.0, 2.0 * radius), radius, false);
+            if (m_offsetRows[0].stepper) m_offsetRows[0].stepper->setSingleStep(0.1);
+            if (m_offsetRows[1].stepper) m_offsetRows[1].stepper->setSingleStep(5);
+            for (int k = 0; k < 2; ++k)
+                if (m_offsetRows[k].label)
+                    m_offsetRows[k].label->setText(
+                        name + (k == 0 ? QStringLiteral(" Angle:") : QStringLiteral(" Radius:")));
+        } else if (cls == kCIClassVector) {
+            if (vectors >= m_vectorFields.size()) continue;
+            const int row = vectors++;
+            const CIVector v = vectorOf(current);
+            const bool position = type == kCIAttributeTypePosition;
+            m_vectorLabels[row]->setText(title(a, key) + u':');
+            m_vectorLabels[row]->setVisible(true);
+            m_vectorLabels[row]->setToolTip(a.value(attr("CIAttributeDescription")).toString());
+            const QList<QDoubleSpinBox*>& fields = m_vectorFields[row];
+            for (int j = 0; j < fields.size(); ++j) {
+                QDoubleSpinBox* f = fields[j];
+                const bool used = size_t(j) < v.count();
+                f->setVisible(used);
+                f->setProperty(kRepresentedObject,
+                               used ? QVariant(QVariantList{key, j}) : QVariant());
+                if (!used) continue;
+                const QSignalBlocker block(f);
+                f->setDecimals(position ? 0 : 2);
+                f->setRange(-1e6, 1e6);
+                f->setValue(v.valueAtIndex(size_t(j)));
+                f->setEnabled(true);
+            }
+            if (QWidget* box = fields.isEmpty() ? nullptr : fields.first()->parentWidget())
+                box->setVisible(true);
+        } else if (cls == kCIClassTransform) {
+            if (transform || m_transformRows.size() < 4 || m_transformCenter.size() < 2) continue;
+            transform = true;
+            const CIFFilterControls::TransformParts parts =
+                CIFFilterControls::decompose(transformOf(current));
+            for (int k = 0; k < 4; ++k) {
+                const TransformRow& spec = kTransformRows[k];
+                const QString component = QLatin1String(spec.component);
+                const double value = [&] {
+                    CIFFilterControls::TransformParts p = parts;
+                    return transformPart(p, component);
+                }();
+                fillRow(m_transformRows[k], QVariantList{key, component}, std::min(spec.min, value),
+                        std::max(spec.max, value), value, false);
+                if (m_transformRows[k].stepper) m_transformRows[k].stepper->setSingleStep(0.1);
+            }
+            for (int k = 0; k < 2; ++k) {
+                QDoubleSpinBox* f = m_transformCenter[k];
+                if (!f) continue;
+                const QSignalBlocker block(f);
+                f->setProperty(
+                    kRepresentedObject,
+                    QVariantList{key, k == 0 ? QStringLiteral("tX") : QStringLiteral("tY")});
+                f->setDecimals(0);
+                f->setRange(-1e6, 1e6);
+                f->setValue(k == 0 ? parts.tX : parts.tY);
+                f->setVisible(true);
+            }
+        }
+    }
+    // Rows left over are hidden.
+    for (int i = vectors; i < m_vectorFields.size(); ++i) {
+        m_vectorLabels[i]->setVisible(false);
+        for (QDoubleSpinBox* f : m_vectorFields[i])
+            f->setProperty(kRepresentedObject, QVariant());
+        if (QWidget* box =
+                m_vectorFields[i].isEmpty() ? nullptr : m_vectorFields[i].first()->parentWidget())
+            box->setVisible(false);
+    }
+    if (!offset)
+        for (const ControlRow& r : m_offsetRows)
+            hideRow(r);
+    if (!transform) {
+        for (const ControlRow& r : m_transformRows)
+            hideRow(r);
+        for (QDoubleSpinBox* f : m_transformCenter)
+            if (f) f->setProperty(kRepresentedObject, QVariant());
+    }
+    for (const char* name : {"_controlsTransformCenterLabel", "_controlsTransformCenter"})
+        if (QWidget* w = m_window->findChild<QWidget*>(QLatin1String(name)))
+            w->setVisible(transform);
+    if (m_componentView) m_componentView->setVisible(vectors > 0 || offset || transform);
+}
+
+void CIFImageEditorController::updateComponentControls() {
+    if (!m_componentView || !m_componentView->isVisibleTo(m_window)) return;
+    const QVariantMap attributes = _CIFPlugInInstance->CIFQueryAttributesForFilter(_CIFFilterName);
+    const auto current = [&](const QString& key) {
+        return _CIFAttributes.value(
+            key, attributes.value(key).toMap().value(attr("CIAttributeDefault")));
+    };
+    for (const QList<QDoubleSpinBox*>& fields : m_vectorFields)
+        for (QDoubleSpinBox* f : fields) {
+            const QVariantList ref = f->property(kRepresentedObject).toList();
+            if (ref.size() != 2) continue;
+            const CIVector v = vectorOf(current(ref[0].toString()));
+            const size_t j = size_t(ref[1].toInt());
+            if (j >= v.count()) continue;
+            const QSignalBlocker block(f);
+            f->setValue(v.valueAtIndex(j));
+        }
+    for (const ControlRow& r : m_offsetRows) {
+        const QVariantList ref =
+            r.field ? r.field->property(kRepresentedObject).toList() : QVariantList();
+        if (ref.size() != 2) continue;
+        const auto [radius, angle] = polarOf(vectorOf(current(ref[0].toString())));
+        setRowValue(r, ref[1].toString() == u"angle" ? angle : radius);
+    }
+    for (const ControlRow& r : m_transformRows) {
+        const QVariantList ref =
+            r.field ? r.field->property(kRepresentedObject).toList() : QVariantList();
+        if (ref.size() != 2) continue;
+        CIFFilterControls::TransformParts parts =
+            CIFFilterControls::decompose(transformOf(current(ref[0].toString())));
+        setRowValue(r, transformPart(parts, ref[1].toString()));
+    }
+    for (QDoubleSpinBox* f : m_transformCenter) {
+        const QVariantList ref = f ? f->property(kRepresentedObject).toList() : QVariantList();
+        if (ref.size() != 2) continue;
+        CIFFilterControls::TransformParts parts =
+            CIFFilterControls::decompose(transformOf(current(ref[0].toString())));
+        const QSignalBlocker block(f);
+        f->setValue(transformPart(parts, ref[1].toString()));
+    }
 }
 
 QStringList CIFImageEditorController::generatorPageKeys(const QString& identifier) const {
@@ -398,6 +616,7 @@ void CIFImageEditorController::updateControls() {
         const QColor c = colorOf(_CIFAttributes.value(key));
         if (c.isValid()) _controlsColorWell[i]->setColor(c);
     }
+    updateComponentControls();
     if (!_CIFFilterName.startsWith(QLatin1String("GLIF_"))) return;
     // 2. The colour page, configured by the generator's bits.
     configureColorPage();
@@ -447,6 +666,10 @@ void CIFImageEditorController::writeBack(const QString& key, const QVariant& val
 
 void CIFImageEditorController::changeFilterDecimalControl(QObject* sender) {
     if (!sender) return;
+    if (sender->property(kRepresentedObject).typeId() == QMetaType::QVariantList) {
+        changeFilterComponentControl(sender);
+        return;
+    }
     const QString key = sender->property(kRepresentedObject).toString();
     if (key.isEmpty()) return;
     if (auto* box = qobject_cast<QCheckBox*>(sender)) {
@@ -468,6 +691,43 @@ void CIFImageEditorController::changeFilterDecimalControl(QObject* sender) {
         writeBack(key, int(std::lround(value)));
     else
         writeBack(key, double(float(value)));
+}
+
+void CIFImageEditorController::changeFilterComponentControl(QObject* sender) {
+    const QVariantList ref = sender->property(kRepresentedObject).toList();
+    if (ref.size() != 2) return;
+    const QString key = ref[0].toString();
+    double value = 0;
+    if (auto* slider = qobject_cast<QSlider*>(sender))
+        value = sliderValue(slider);
+    else if (auto* spin = qobject_cast<QDoubleSpinBox*>(sender))
+        value = spin->value();
+    else
+        return;
+    if (!std::isfinite(value)) return;
+    const QVariantMap a =
+        _CIFPlugInInstance->CIFQueryAttributesForFilter(_CIFFilterName).value(key).toMap();
+    const QVariant current = _CIFAttributes.value(key, a.value(attr("CIAttributeDefault")));
+    if (a.value(attr("CIAttributeClass")).toString() == kCIClassTransform) {
+        CIFFilterControls::TransformParts parts =
+            CIFFilterControls::decompose(transformOf(current));
+        transformPart(parts, ref[1].toString()) = value;
+        writeBack(key, QVariant::fromValue(CIFFilterControls::compose(parts)));
+    } else if (a.value(attr("CIAttributeType")).toString() == kCIAttributeTypeOffset) {
+        auto [radius, angle] = polarOf(vectorOf(current));
+        if (ref[1].toString() == u"angle")
+            angle = float(value);
+        else
+            radius = float(value);
+        writeBack(key, QVariant::fromValue(CIVector{radius * std::cos(double(angle)),
+                                                    radius * std::sin(double(angle))}));
+    } else {
+        std::vector<double> components = vectorOf(current).values();
+        const qsizetype j = ref[1].toInt();
+        if (j < 0 || size_t(j) >= components.size()) return;
+        components[size_t(j)] = value;
+        writeBack(key, QVariant::fromValue(CIVector(std::move(components))));
+    }
 }
 
 void CIFImageEditorController::changeFilterPopUpControl(QComboBox* sender) {

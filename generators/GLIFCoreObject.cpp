@@ -218,6 +218,9 @@ void GLIFCoreObject::GLIFUpdateCasheWidthHeight(const QVariantMap& attributes, i
 // ---- prefetch buffer
 
 bool GLIFCoreObject::allocatePrefetchBuffer(std::int64_t cells, PrefetchFill fill) {
+    // A buffer of the same size whose contents are not promised is kept:
+    // repeated runs at one size (the editor's previews) skip the allocation.
+    if (fill == PrefetchFill::None && _prefetchBuffer && cells == m_prefetchCells) return true;
     releasePrefetchBuffer();
     if (cells <= 0 || cells > kMaxPictureArea) return false;
     const auto count = static_cast<std::size_t>(cells);

@@ -21,6 +21,8 @@ constexpr int kRecolourBlock = 64;
 // The bitmap's rows run top-down in memory, as the platform's bitmaps do:
 // row y of the field is memory row y.
 struct TopDownRows {
+    TopDownRows(unsigned char* firstRow, std::ptrdiff_t rowStride)
+        : first(firstRow), stride(rowStride) {}
     explicit TopDownRows(RGBABitmap& bitmap)
         : first(bitmap.row(bitmap.height() - 1)),
           stride(bitmap.height() > 1 ? bitmap.row(bitmap.height() - 2) - first : 0) {}
@@ -56,6 +58,7 @@ HostImage GLIF_Plasma::GLIFOutputImageWidthHeightAttributes(const HostImage* ima
     setInputDefaults();
     readInputs(attributes);
     GLIFUpdateCasheWidthHeight(attributes, width, height);
+    m_rowsBitmap = nullptr;
     return _shapesType < 2 ? plasmaGenerator(image, width, height)
                            : plasmaSineGenerator(image, width, height);
 }
@@ -197,7 +200,14 @@ void GLIF_Plasma::writeBlock(RGBABitmap& bitmap, int x0, int x1, int y0, int y1,
     unsigned char colour[4];
     computeColorToMem(colour, value, _colorRangeMin, _colorRangeMax);
     double* field = GLIFPrefetchBuffer();
-    const TopDownRows rows(bitmap);
+    // Called once per pixel: the row addresses are looked up once per bitmap.
+    if (m_rowsBitmap != &bitmap) {
+        const TopDownRows lookup(bitmap);
+        m_rowsFirst = lookup.first;
+        m_rowsStride = lookup.stride;
+        m_rowsBitmap = &bitmap;
+    }
+    const TopDownRows rows{m_rowsFirst, m_rowsStride};
     x1 = std::min(x1, bitmap.width());
     y1 = std::min(y1, bitmap.height());
     for (int x = std::max(x0, 0); x < x1; ++x)

@@ -6,6 +6,7 @@
 // re-colours the same cloud instead of computing a new one.
 
 #include <array>
+#include <cstddef>
 
 #include "generators/GLIFGenerator.h"
 
@@ -40,6 +41,10 @@ private:
     std::array<int, 512> COS{};
     // Rectangle fills of the out-of-range resolution mode (above 999).
     QPainter* m_painter = nullptr;
+    // The row addresses of the bitmap being written (see writeBlock).
+    const RGBABitmap* m_rowsBitmap = nullptr;
+    unsigned char* m_rowsFirst = nullptr;
+    std::ptrdiff_t m_rowsStride = 0;
 };
 
 }  // namespace cif

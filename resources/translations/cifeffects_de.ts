@@ -1409,5 +1409,25 @@
         <source>CIF Effects works on one layer; pick a layer inside the group.</source>
         <translation>CIF Effects arbeitet mit einer Ebene; wählen Sie eine Ebene in der Gruppe.</translation>
     </message>
+    <message>
+        <source>Wrap</source>
+        <translation>Umbruch</translation>
+    </message>
+    <message>
+        <source>Skew:</source>
+        <translation>Scherung:</translation>
+    </message>
+    <message>
+        <source>Stretch:</source>
+        <translation>Streckung:</translation>
+    </message>
+    <message>
+        <source>Angle:</source>
+        <translation>Winkel:</translation>
+    </message>
+    <message>
+        <source>Scale:</source>
+        <translation>Skalierung:</translation>
+    </message>
 </context>
 </TS>

@@ -8,6 +8,8 @@
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPainter>
 #include <QPushButton>
@@ -15,16 +17,23 @@
 #include <QSlider>
 #include <QSpinBox>
 #include <QStackedWidget>
+#include <QStandardPaths>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QTimer>
+#include <QToolBar>
 #include <QtTest>
 
 #include "core/CIFBundle.h"
+#include "core/CIFMain.h"
 #include "editor/CIFCatalogListModel.h"
+#include "editor/CIFFilterControls.h"
 #include "editor/CIFImageEditorController.h"
 #include "editor/CIFImageEditorView.h"
+#include "editor/CIFPreviewRenderer.h"
 #include "generators/GLIFClassRegistry.h"
 #include "platform/CIPlatform.h"
+#include "platform/image/CIVector.h"
 #include "widgets/CIFImageInfoController.h"
 
 using namespace cif;
@@ -83,6 +92,7 @@ private:
 
 private slots:
     void initTestCase() {
+        QStandardPaths::setTestModeEnabled(true);  // settings go to a test folder
         initializePlatform();
         registerGeneratorClasses();
         CIFBundle::setPath(QStringLiteral(CIF_BINARY_DIR "/CIFEffects.plugin"));
@@ -155,6 +165,60 @@ private slots:
         QVERIFY(pixels(m_editor->pictureView()->picture()) != zero);
     }
 
+    // Vector inputs get one field per component, transforms their centre,
+    // skew, stretch, angle and scale; typing writes the whole value back.
+    void vectorAndTransformRowsEditTheirComponents() {
+        startOnFilters();
+        const auto type = [](QDoubleSpinBox* field, const QString& text) {
+            field->selectAll();
+            QTest::keyClicks(field, text);
+            QTest::keyClick(field, Qt::Key_Return);
+        };
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIPerspectiveTransform"));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(child<QWidget>("_filterVectorControlsView")->isVisible());
+        const QStringList corners = {"inputBottomLeft", "inputBottomRight", "inputTopLeft",
+                                     "inputTopRight"};
+        auto* x = child<QDoubleSpinBox>("_controlsVectorField_1_0");
+        auto* y = child<QDoubleSpinBox>("_controlsVectorField_1_1");
+        QVERIFY(x->isVisible() && y->isVisible());
+        QVERIFY(!child<QDoubleSpinBox>("_controlsVectorField_1_2")->isVisible());
+        QVERIFY(!child<QLabel>("_controlsVectorLabel_4")->isVisible());
+        const QString key = x->property("representedObject").toList().value(0).toString();
+        QVERIFY(corners.contains(key));
+        const QImage before = pixels(m_editor->pictureView()->picture());
+        type(x, QStringLiteral("250"));
+        type(y, QStringLiteral("17"));
+        QCOMPARE(m_editor->attributes().value(key).value<CIVector>().values(),
+                 (std::vector<double>{250, 17}));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(pixels(m_editor->pictureView()->picture()) != before);
+
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIAffineTransform"));
+        QVERIFY(m_editor->waitForPreview());
+        QVERIFY(!child<QWidget>("_controlsVector_0")->isVisible());
+        QCOMPARE(child<QLabel>("_controlsTransformLabel_3")->text(), QStringLiteral("Scale:"));
+        type(child<QDoubleSpinBox>("_controlsTransformTextField_3"), QStringLiteral("2"));
+        type(child<QDoubleSpinBox>("_controlsTransformTX"), QStringLiteral("30"));
+        const QTransform t =
+            m_editor->attributes().value(QStringLiteral("inputTransform")).value<QTransform>();
+        const CIFFilterControls::TransformParts parts = CIFFilterControls::decompose(t);
+        QCOMPARE(parts.scale, 2.0);
+        QCOMPARE(parts.tX, 30.0);
+        QCOMPARE(child<QSlider>("_controlsTransformSlider_3")->value(),
+                 int(std::lround((2.0 - 0.1) / (4 - 0.1) * 1000)));
+        // The slider moves the same component.
+        child<QSlider>("_controlsTransformSlider_3")->setValue(0);
+        QCOMPARE(
+            CIFFilterControls::decompose(
+                m_editor->attributes().value(QStringLiteral("inputTransform")).value<QTransform>())
+                .scale,
+            0.1);
+        // A filter without such inputs hides the rows.
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIColorInvert"));
+        QVERIFY(!child<QWidget>("_filterVectorControlsView")->isVisible());
+    }
+
     void groupSelectsItsFirstMemberAndFillsTheSiblingPopUp() {
         startOnFilters();
         clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
@@ -190,6 +254,94 @@ private slots:
         startOnFilters();
         clickRow(table, QStringLiteral("CISepiaTone"));
         QCOMPARE(field->value(), 0.25);
+    }
+
+    void toolbarItemsChooseTheirEffect() {
+        startOnFilters();
+        QToolBar* toolbar = m_editor->toolbar();
+        QVERIFY(toolbar);
+        QCOMPARE(toolbar->objectName(), QStringLiteral("Properties toolbar"));
+        QCOMPARE(toolbar->iconSize(), QSize(16, 16));
+        // One item per catalog entry, separators between categories.
+        QStringList items;
+        for (QAction* a : toolbar->actions())
+            items << (a->isSeparator() ? QStringLiteral("NSToolbarSeparatorItem")
+                                       : a->data().toString());
+        CIFMain catalog;
+        QCOMPARE(items, catalog.CIFAllFilterIdentifiers());
+        // Clicking an item makes its effect current, on its page.
+        auto* table = child<QTableView>("_tableView");
+        clickRow(table, QStringLiteral("CIColorInvert"));
+        QAction* second = nullptr;
+        for (QAction* a : toolbar->actions())
+            if (!a->isSeparator() && a->data().toString() != m_editor->filterName() &&
+                toolbar->widgetForAction(a) && toolbar->widgetForAction(a)->isVisible() &&
+                !catalog.CIFFiltersDescriptorForGroup(a->data().toString())) {
+                second = a;
+                break;
+            }
+        QVERIFY(second);
+        QTest::mouseClick(toolbar->widgetForAction(second), Qt::LeftButton);
+        QCOMPARE(m_editor->filterName(), second->data().toString());
+        QCOMPARE(second->text(), catalog.CIFFilterNameForID(second->data().toString()));
+        auto* model = static_cast<CIFCatalogListModel*>(table->model());
+        QCOMPARE(table->selectionModel()->selectedRows().first().row(),
+                 model->rowOfIdentifier(second->data().toString()));
+    }
+
+    // "Other..." opens a sheet on the editor window (the editor stays
+    // responsive); the chosen picture becomes the texture.
+    void otherTextureOpensASheet() {
+        startOnFilters();
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIGlassDistortion"));
+        QVERIFY(m_editor->waitForPreview());
+        QComboBox* popUp = nullptr;
+        for (const char* name :
+             {"_glassTextureMenu", "_texturePopUpButton20", "_texturePopUpButton0"})
+            if (child<QComboBox>(name)->isVisible()) popUp = child<QComboBox>(name);
+        QVERIFY(popUp);
+        QTemporaryDir dir;
+        QImage texture(48, 32, QImage::Format_RGB32);
+        texture.fill(Qt::darkCyan);
+        const QString file = dir.filePath(QStringLiteral("mine.png"));
+        QVERIFY(texture.save(file));
+        popUp->setFocus();
+        QTest::keyClick(popUp, Qt::Key_End);
+        auto* panel = m_editor->window()->findChild<QFileDialog*>(QStringLiteral("CIFOpenPanel"));
+        QVERIFY(panel);
+        QVERIFY(panel->isVisible());
+        QCOMPARE(panel->windowModality(), Qt::WindowModal);
+        QCOMPARE(panel->parentWidget(), m_editor->window());
+        panel->selectFile(file);
+        static_cast<QDialog*>(panel)->accept();
+        QCOMPARE(m_editor->textureImage().size(), QSizeF(48, 32));
+        QVERIFY(m_editor->waitForPreview());
+    }
+
+    // Without its window description the editor says so and answers 0.
+    void missingWindowDescriptionAnswersZero() {
+        QTemporaryDir bundle;
+        QVERIFY(QDir(bundle.path()).mkpath(QStringLiteral("Resources/ui")));
+        CIFBundle::setPath(bundle.path());
+        CIFImageEditorController editor;
+        QTest::ignoreMessage(QtWarningMsg, "Failed to load ImageEditor.nib");
+        QCOMPARE(editor.startEditorUseSelectionWithRect(m_picture, false, {}), 0);
+        QTest::ignoreMessage(QtWarningMsg, "Failed to load ImageEditor.nib");
+        QCOMPARE(editor.startGeneratorWithRect(QVariant(), QRectF(0, 0, 64, 64)), 0);
+        QVERIFY(!editor.window());
+        QVERIFY(editor.outputImage().isNull());
+        CIFBundle::setPath(QStringLiteral(CIF_BINARY_DIR "/CIFEffects.plugin"));
+    }
+
+    // The window opens with the frame it was last closed with.
+    void windowFrameIsRemembered() {
+        startOnFilters();
+        m_editor->window()->resize(1111, 655);
+        m_editor->window()->reject();
+        CIFImageEditorController another;
+        QVERIFY(another.prepareEditorUseSelectionWithRect(m_picture, false, {}));
+        QCOMPARE(another.window()->size(), QSize(1111, 655));
+        another.window()->reject();
     }
 
     void zoomSliderMapping() {
@@ -314,6 +466,101 @@ private slots:
         }
     }
 
+    // A large picture shows a quick preview at the view's resolution first;
+    // once the changes pause the full-size render replaces it, and Set
+    // hands back exactly those pixels: the effect of the same parameters
+    // rendered by a principal object of its own.
+    void largePicturesPreviewQuicklyThenAcceptTheFullRender() {
+        const HostImage large = testPicture(1200, 900);
+        QVERIFY(m_editor->prepareEditorUseSelectionWithRect(large, false, {}));
+        QVERIFY(QTest::qWaitForWindowExposed(m_editor->window()));
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CITwirlDistortion"));
+        QVERIFY(m_editor->waitForPreview());
+        auto* field = child<QDoubleSpinBox>("_controlsDecimalTextField0_0");
+        const QString key = field->property("representedObject").toString();
+        field->selectAll();
+        QTest::keyClicks(field, QString::number(field->value() * 0.5 + field->minimum() * 0.5));
+        QTest::keyClick(field, Qt::Key_Return);
+        QVERIFY(m_editor->waitForFirstPreview());
+        const HostImage quick = m_editor->pictureView()->picture();
+        QCOMPARE(quick.size(), large.size());
+        QVERIFY(quick.pixelsWide() < 1200);
+        QVERIFY(m_editor->waitForPreview());
+        const HostImage full = m_editor->pictureView()->picture();
+        QCOMPARE(full.pixelsWide(), 1200);
+
+        CIFMain reference;
+        const QImage expected = pixels(reference.CIFApplyFilterAttributesForImage(
+            QStringLiteral("CITwirlDistortion"), m_editor->attributes(), large));
+        QCOMPARE(pixels(full), expected);
+        // The quick picture is the same effect, only smaller: its centre
+        // and radius were scaled with the picture.
+        const QImage reduced = expected.scaled(quick.pixelsWide(), quick.pixelsHigh(),
+                                               Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        const QImage small = pixels(quick).convertToFormat(reduced.format());
+        double difference = 0;
+        for (int y = 0; y < small.height(); ++y)
+            for (int x = 0; x < small.width(); ++x) {
+                const QRgb a = small.pixel(x, y), b = reduced.pixel(x, y);
+                difference += std::abs(qRed(a) - qRed(b)) + std::abs(qGreen(a) - qGreen(b)) +
+                              std::abs(qBlue(a) - qBlue(b));
+            }
+        QVERIFY2(difference / (3.0 * small.width() * small.height()) < 6.0,
+                 qPrintable(QString::number(difference / (3.0 * small.width() * small.height()))));
+        QTest::mouseClick(child<QPushButton>("_buttonSet"), Qt::LeftButton);
+        QCOMPARE(m_editor->modalResult(), 1);
+        QCOMPARE(pixels(m_editor->outputImage()), expected);
+        QVERIFY(!key.isEmpty());
+    }
+
+    void quickPreviewsScaleLengthsOnly() {
+        const QVariantMap description{
+            {QStringLiteral("inputRadius"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypeDistance")}}},
+            {QStringLiteral("inputAngle"), QVariantMap{{QStringLiteral("CIAttributeType"),
+                                                        QStringLiteral("CIAttributeTypeAngle")}}},
+            {QStringLiteral("inputPoint0"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypePosition")}}},
+            {QStringLiteral("inputOffset"),
+             QVariantMap{
+                 {QStringLiteral("CIAttributeType"), QStringLiteral("CIAttributeTypeOffset")}}}};
+        const QVariantMap given{
+            {QStringLiteral("inputRadius"), 40.0},
+            {QStringLiteral("inputAngle"), 2.0},
+            {QStringLiteral("inputCenter"), QPointF(100, 60)},
+            {QStringLiteral("inputPoint0"), QVariant::fromValue(CIVector{10, 20})},
+            {QStringLiteral("CIFVectors"), QVariantMap{{QStringLiteral("inputPoint0"),
+                                                        QVariantMap{{QStringLiteral("1"), 30.0}}}}},
+            {QStringLiteral("CIFOffsets"),
+             QVariantMap{
+                 {QStringLiteral("inputOffset"),
+                  QVariantMap{{QStringLiteral("radius"), 8.0}, {QStringLiteral("angle"), 1.0}}}}},
+            {QStringLiteral("GLIFRandomSeed"), 77u}};
+        const QVariantMap s = CIFPreviewRenderer::scaledAttributes(given, description, 0.25);
+        QCOMPARE(s.value(QStringLiteral("inputRadius")).toDouble(), 10.0);
+        QCOMPARE(s.value(QStringLiteral("inputAngle")).toDouble(), 2.0);
+        QCOMPARE(s.value(QStringLiteral("inputCenter")).toPointF(), QPointF(25, 15));
+        QCOMPARE(s.value(QStringLiteral("inputPoint0")).value<CIVector>().values(),
+                 (std::vector<double>{2.5, 5}));
+        QCOMPARE(s.value(QStringLiteral("CIFVectors"))
+                     .toMap()
+                     .value(QStringLiteral("inputPoint0"))
+                     .toMap()
+                     .value(QStringLiteral("1"))
+                     .toDouble(),
+                 7.5);
+        const QVariantMap polar = s.value(QStringLiteral("CIFOffsets"))
+                                      .toMap()
+                                      .value(QStringLiteral("inputOffset"))
+                                      .toMap();
+        QCOMPARE(polar.value(QStringLiteral("radius")).toDouble(), 2.0);
+        QCOMPARE(polar.value(QStringLiteral("angle")).toDouble(), 1.0);
+        QCOMPARE(s.value(QStringLiteral("GLIFRandomSeed")),
+                 given.value(QStringLiteral("GLIFRandomSeed")));
+    }
+
     // The window fits a 1280 x 720 screen (1920 x 1080 at 150 %) with room
     // for a panel, and its parameter area scrolls. Screenshots of three
     // states go to build/screenshots for people to look at.
@@ -351,6 +598,10 @@ private slots:
         shoot("filter");
         clickRow(child<QTableView>("_tableView"), QStringLiteral("BlurFilters"));
         shoot("group");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIAffineTransform"));
+        shoot("transform");
+        clickRow(child<QTableView>("_tableView"), QStringLiteral("CIPerspectiveTransform"));
+        shoot("vectors");
         window->reject();
         QVERIFY(m_editor->prepareGeneratorWithRect(QVariant(), QRectF(0, 0, 640, 480)));
         window->resize(1280, 680);

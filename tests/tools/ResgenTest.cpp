@@ -283,8 +283,8 @@ TEST_F(ResgenTest, NamedPicturesCursorsAndMarks) {
         EXPECT_EQ(qAlpha(cursor.pixel(15, 15)) == 0 || qAlpha(cursor.pixel(0, 15)) == 0, true)
             << h.name;
     }
-    for (const char* name :
-         {"select", "small_pricel", "small_koleso", "small_crop", "small_color_pricel"}) {
+    for (const char* name : {"select", "small_pricel", "small_koleso", "small_crop",
+                             "small_color_pricel", "shapes", "inspector_wrap"}) {
         const QString path = root.filePath(QStringLiteral("marks/%1.tif").arg(QLatin1String(name)));
         ASSERT_TRUE(bytesOf(path).startsWith("II*")) << name;
         const QImage mark = decodePicture(path);

@@ -294,6 +294,28 @@ NamedImages marks() {
                          p.setBrush(QColor(220, 40, 40));
                          p.drawEllipse(QPointF(7.5, 7.5), 1.2, 1.2);
                      }));
+    // The toolbar's pictures: an effect (overlapping shapes) and the wrap item.
+    out.emplace_back(QStringLiteral("shapes"), smallPicture([&](QPainter& p) {
+                         p.setPen(QPen(ink, 1));
+                         p.setBrush(QColor(90, 150, 230));
+                         p.drawRect(QRectF(1.5, 5.5, 8, 8));
+                         p.setBrush(QColor(240, 170, 60, 220));
+                         p.drawEllipse(QPointF(10, 6), 4.5, 4.5);
+                     }));
+    out.emplace_back(QStringLiteral("inspector_wrap"), smallPicture([&](QPainter& p) {
+                         // Lines of text wrapping round at the right edge.
+                         p.setPen(QPen(ink, 1.4, Qt::SolidLine, Qt::RoundCap));
+                         p.drawLine(QPointF(2, 3.5), QPointF(14, 3.5));
+                         p.drawLine(QPointF(2, 12.5), QPointF(7, 12.5));
+                         QPainterPath wrap(QPointF(2, 8));
+                         wrap.lineTo(11.5, 8);
+                         wrap.cubicTo(15, 8, 15, 12.5, 11.5, 12.5);
+                         wrap.lineTo(10, 12.5);
+                         p.setBrush(Qt::NoBrush);
+                         p.drawPath(wrap);
+                         p.drawLine(QPointF(10, 12.5), QPointF(11.5, 11));
+                         p.drawLine(QPointF(10, 12.5), QPointF(11.5, 14));
+                     }));
     return out;
 }
 

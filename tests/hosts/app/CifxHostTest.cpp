@@ -76,7 +76,12 @@ private slots:
 
         const QString dir = QStringLiteral(CIF_BINARY_DIR "/screenshots");
         QDir().mkpath(dir);
-        window.grab().save(dir + QStringLiteral("/cifx-host-after-effect.png"));
+        for (const qreal ratio : {1.0, 2.0}) {
+            QPixmap shot(window.size() * ratio);
+            shot.setDevicePixelRatio(ratio);
+            window.render(&shot);
+            shot.save(dir + QStringLiteral("/cifx-host-after-effect@%1x.png").arg(int(ratio)));
+        }
 
         // Cancel changes nothing.
         QTimer::singleShot(0, this, [] {
