@@ -729,6 +729,10 @@ private:
             typeError(
                 e, "'" + op + "' cannot combine " + ast::typeName(a) + " and " + ast::typeName(b));
         };
+        if (op == ",") {
+            e.type = b;
+            return;
+        }
         if (op == "&&" || op == "||" || op == "^^") {
             if (a != Type::Bool || b != Type::Bool) bad();
             e.type = Type::Bool;

@@ -508,6 +508,35 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
     }
 }
 
+void SamplePoints(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA) {
+    const DF df;
+    const size_t lanes = hn::Lanes(df);
+    const VF iota = hn::Iota(df, 0.0f);
+    HWY_ALIGN float xs[kSpan], ys[kSpan], channels[4][kSpan];
+    for (int start = 0; start < n; start += kSpan) {
+        const int count = std::min(kSpan, n - start);
+        const float* p = xy + size_t(start) * 4;
+        for (int i = 0; i < count; ++i) {
+            xs[i] = p[size_t(i) * 4];
+            ys[i] = p[size_t(i) * 4 + 1];
+        }
+        // Lanes past the end repeat the last position: every lane is sampled
+        // on its own, so they cannot change the others.
+        std::fill(xs + count, xs + kSpan, xs[count - 1]);
+        std::fill(ys + count, ys + kSpan, ys[count - 1]);
+        SampleChunk(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15, iota);
+        float* out = outRGBA + size_t(start) * 4;
+        int i = 0;
+        for (; i + int(lanes) <= count; i += int(lanes))
+            hn::StoreInterleaved4(hn::Load(df, channels[0] + i), hn::Load(df, channels[1] + i),
+                                  hn::Load(df, channels[2] + i), hn::Load(df, channels[3] + i), df,
+                                  out + size_t(i) * 4);
+        for (; i < count; ++i)
+            for (int c = 0; c < 4; ++c)
+                out[size_t(i) * 4 + size_t(c)] = channels[c][i];
+    }
+}
+
 }  // namespace cif::kernel::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -515,6 +544,11 @@ HWY_AFTER_NAMESPACE();
 namespace cif::kernel {
 
 HWY_EXPORT(RunProgram);
+HWY_EXPORT(SamplePoints);
+
+void samplePoints(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA) {
+    if (n > 0) HWY_DYNAMIC_DISPATCH(SamplePoints)(image, xy, n, outRGBA);
+}
 
 void runProgram(const Program& program, const EvalContext& context, int x0, int y, int n,
                 float* outRGBA) {

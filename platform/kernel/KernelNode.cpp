@@ -2,8 +2,11 @@
 
 #include <QCoreApplication>
 #include <QDebug>
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
+#include <optional>
 
 #include "platform/image/CIAttributes.h"
 #include "platform/image/CIColor.h"
@@ -35,6 +38,19 @@ KernelNode::KernelNode(CIKernel kernel, std::vector<NodePtr> inputs, std::vector
         m_singlePixels = m_singlePixels && p.samplers[i].reach == 0.0 &&
                          m_samplers[i].toSamplerSpace.isIdentity();
     m_knownUniforms = uniformValues(nullptr, &m_colourRegisters);
+    if (p.kind == KernelKind::Warp && !p.loopBudget && p.samplers.size() == 1 && !p.code.empty()) {
+        const Instruction& last = p.code.back();
+        bool sampled = last.op == Op::Sample && last.sampler == 0;
+        for (int k = 0; k < 4 && sampled; ++k)
+            sampled = p.result[k] == last.dst + k;
+        if (sampled) {
+            Program positions = p;
+            positions.code.pop_back();
+            positions.result[0] = positions.result[2] = last.a;
+            positions.result[1] = positions.result[3] = last.b;
+            if (validateProgram(positions, nullptr)) m_warpPositions = std::move(positions);
+        }
+    }
 }
 
 bool KernelNode::boundedReach(size_t slot) const {
@@ -117,13 +133,25 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
     context.uniformsReadOnly = prepared.uniformsReadOnly;
     context.sampleChannelMasks = prepared.sampleChannelMasks;
     context.fusedProducts = prepared.fusedProducts;
+    if (m_warpPositions && !m_roi && !boundedReach(0)) {
+        renderWarp(dst, area, state, std::move(context));
+        return;
+    }
     // Pixels of each input: the region the samples reach, rendered for this
     // call, or, where that region is the whole input (samples anywhere) or
     // much larger than the tile, the whole input shared by every tile of
     // the render.
     std::vector<std::unique_ptr<PooledBuffer>> rendered;
     std::vector<std::shared_ptr<const PixelBuffer>> shared;
-    for (size_t i = 0; i < program.samplers.size(); ++i) {
+    // One input read a pixel at a time (a colour kernel's __sample) is
+    // rendered straight into dst and the program runs over it in place: a
+    // chunk of a row reads only its own pixels before writing them.
+    const bool inPlace = m_singlePixels && program.samplers.size() == 1;
+    if (inPlace) {
+        engine::renderNode(*inputs()[0], dst, state);
+        context.images.push_back(&dst);
+    }
+    for (size_t i = inPlace ? 1 : 0; i < program.samplers.size(); ++i) {
         const Rect& ext = inputs()[i]->extent();
         const IRect region = inputRegion(i, area);
         const IRect whole = ext.isUnbounded() ? IRect{} : coveringPixels(ext);
@@ -164,6 +192,79 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
                                     "those pixels are transparent")
                                     .arg(m_kernel.name())
                                     .arg(kMaxDynamicLoopIterations);
+    dst.clearOutside(area);
+}
+
+void KernelNode::renderWarp(PixelBuffer& dst, const IRect& area, const RenderState& state,
+                            EvalContext context) const {
+    const engine::Node& input = *inputs()[0];
+    const Rect& ext = input.extent();
+    // The pixels any sample can read: beyond them every tap is transparent.
+    const IRect readable = ext.isUnbounded() ? IRect{} : coveringPixels(ext);
+    // What the tile reads when a block's positions spread too far: the
+    // whole input shared by the render, else the tile's region of interest.
+    std::shared_ptr<const PixelBuffer> whole;
+    std::optional<PooledBuffer> tileRegion;
+    auto wideImage = [&]() -> const PixelBuffer* {
+        if (whole) return whole.get();
+        if (tileRegion) return &**tileRegion;
+        if (state.cache && !ext.isUnbounded()) {
+            whole = state.cache->materialise(input, readable, state);
+            return whole.get();
+        }
+        tileRegion.emplace(inputRegion(0, area));
+        engine::renderNode(input, **tileRegion, state);
+        return &**tileRegion;
+    };
+    context.images.assign(1, nullptr);
+    constexpr int kBlock = 64;
+    for (int by = area.y; by < area.top(); by += kBlock) {
+        for (int bx = area.x; bx < area.right(); bx += kBlock) {
+            if (state.cancelled()) return;
+            const IRect block{bx, by, std::min(kBlock, area.right() - bx),
+                              std::min(kBlock, area.top() - by)};
+            // Positions into the destination rows, then their bounds.
+            double x0 = std::numeric_limits<double>::infinity(), y0 = x0, x1 = -x0, y1 = -x0;
+            for (int y = block.y; y < block.top(); ++y) {
+                float* row = dst.at(block.x, y);
+                runProgram(*m_warpPositions, context, block.x, y, block.w, row);
+                for (int i = 0; i < block.w; ++i) {
+                    const double px = row[size_t(i) * 4], py = row[size_t(i) * 4 + 1];
+                    // NaN fails every comparison and reads transparent.
+                    if (px < x0) x0 = px;
+                    if (px > x1) x1 = px;
+                    if (py < y0) y0 = py;
+                    if (py > y1) y1 = py;
+                }
+            }
+            // Bilinear taps are floor(p - 0.5) and the next pixel.
+            IRect reach;
+            constexpr double kFar = double(engine::kPixelLimit);
+            if (x0 <= x1 && y0 <= y1) {
+                const double lx = std::clamp(std::floor(x0 - 0.5), -kFar, kFar);
+                const double ly = std::clamp(std::floor(y0 - 0.5), -kFar, kFar);
+                const double hx = std::clamp(std::floor(x1 - 0.5) + 1.0, -kFar, kFar);
+                const double hy = std::clamp(std::floor(y1 - 0.5) + 1.0, -kFar, kFar);
+                reach = IRect{int(lx), int(ly), int(hx - lx) + 1, int(hy - ly) + 1};
+                if (!ext.isUnbounded()) reach = reach.intersected(readable);
+            }
+            const PixelBuffer* image = nullptr;
+            std::optional<PooledBuffer> own;
+            if (!reach.isEmpty()) {
+                if (reach.area() <= kMaxRegionPerTile * block.area() + 4096) {
+                    own.emplace(reach);
+                    engine::renderNode(input, **own, state);
+                    image = &**own;
+                } else {
+                    image = wideImage();
+                }
+            }
+            for (int y = block.y; y < block.top(); ++y) {
+                float* row = dst.at(block.x, y);
+                samplePoints(image, row, block.w, row);
+            }
+        }
+    }
     dst.clearOutside(area);
 }
 
