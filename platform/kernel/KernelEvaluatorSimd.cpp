@@ -11,8 +11,10 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <cmath>
+#include <cstdint>
 
 #include "platform/kernel/KernelEvaluator.h"
 #include "platform/kernel/KernelMath-inl.h"
@@ -322,7 +324,7 @@ CIF_KERNEL_LIBRARY_OPS(CIF_KERNEL_LIBRARY_FUNCTION)
 #undef CIF_KERNEL_LIBRARY_FUNCTION
 
 void RunProgram(const Program& program, const EvalContext& context, float* regs, int x0, int y,
-                int n, float* outRGBA) {
+                int n, float* outRGBA, bool uniformsFilled) {
     const DF df;
     const VF zero = hn::Zero(df), one = hn::Set(df, 1.0f), minusOne = hn::Set(df, -1.0f);
     // Made once: Iota goes through memory on some targets.
@@ -334,7 +336,7 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
         for (const Uniform& u : context.uniforms)
             std::fill_n(reg(u.reg), kSpan, u.value);
     };
-    if (context.uniformsReadOnly) fillUniforms();
+    if (context.uniformsReadOnly && !uniformsFilled) fillUniforms();
     for (int start = 0; start < n; start += kSpan) {
         const int count = std::min(kSpan, n - start);
         if (!context.uniformsReadOnly) fillUniforms();
@@ -560,14 +562,33 @@ void runProgram(const Program& program, const EvalContext& context, int x0, int 
     struct RegisterFile {
         hwy::AlignedFreeUniquePtr<float[]> data;
         size_t capacity = 0;
+        // The uniforms the registers hold since the last call, whose program
+        // never writes its uniforms (empty otherwise). A call with the same
+        // uniforms and such a program, typically the next row of a tile,
+        // need not fill them again.
+        std::vector<Uniform> filled;
     };
     thread_local RegisterFile file;
     const size_t need = size_t(program.registerCount) * size_t(kSpan);
     if (file.capacity < need) {
         file.data = hwy::AllocateAligned<float>(need);
         file.capacity = need;
+        file.filled.clear();
     }
-    HWY_DYNAMIC_DISPATCH(RunProgram)(program, context, file.data.get(), x0, y, n, outRGBA);
+    bool filled = false;
+    if (context.uniformsReadOnly && !context.uniforms.empty()) {
+        filled = file.filled.size() == context.uniforms.size() &&
+                 std::equal(file.filled.begin(), file.filled.end(), context.uniforms.begin(),
+                            [](const Uniform& u, const Uniform& v) {
+                                return u.reg == v.reg && std::bit_cast<uint32_t>(u.value) ==
+                                                             std::bit_cast<uint32_t>(v.value);
+                            });
+        if (!filled) file.filled = context.uniforms;
+    } else {
+        file.filled.clear();
+    }
+    HWY_DYNAMIC_DISPATCH(RunProgram)
+    (program, context, file.data.get(), x0, y, n, outRGBA, filled);
 }
 
 }  // namespace cif::kernel
