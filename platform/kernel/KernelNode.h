@@ -68,6 +68,11 @@ private:
     // sample positions are unknown; samples beyond read transparent.
     static constexpr double kUnboundedMargin = 1024.0;
 
+    // The program with each coordinate of a sampler whose map is the
+    // identity computed as the destination position itself (the same bits,
+    // without the transform's arithmetic); nullopt when nothing changes.
+    static std::optional<Program> withDirectCoordinates(const Program& program,
+                                                        const std::vector<Sampler>& samplers);
     bool boundedReach(size_t slot) const;
     // Renders a warp whose reads are unbounded in blocks: each block's
     // positions first, then the input over just the pixels they reach.
@@ -80,6 +85,10 @@ private:
                                        std::vector<Reg>* unknown) const;
 
     CIKernel m_kernel;
+    // What this node runs: the kernel's prepared program, or m_ownPrepared
+    // made for its samplers (see withDirectCoordinates).
+    const PreparedProgram* m_prepared = nullptr;
+    PreparedProgram m_ownPrepared;
     RoiCallback m_roi;
     std::vector<Sampler> m_samplers;
     std::vector<Value> m_values;

@@ -688,6 +688,52 @@ TEST(KernelApply, PositionsBoundedByTheirArgumentsReadOnlyAroundEachTile) {
     }
 }
 
+// On a default sampler the node computes samplerCoord as the destination
+// position itself; the pixels keep the bits of the compiled program.
+TEST(KernelApply, DefaultSamplersGiveTheBitsOfTheCompiledProgram) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 edge(sampler s, float k) { vec2 c = samplerCoord(s);"
+                       "  vec4 d = sample(s, c + vec2(1., 0.)) - sample(s, c - vec2(0.5, 1.));"
+                       "  return sample(s, c) + k * d * destCoord().y; }\n"
+                       "kernel vec4 tint(__sample s, vec4 m) { return s * m + s.gbra; }"));
+    ASSERT_EQ(kernels.size(), 2);
+    const CIImage input = CIImage::imageWithQImage(testPicture(40, 30));
+    const CIFloatBitmap in = renderFloat(input, QRectF(-2, -2, 44, 34), 256, 1);
+    PixelBuffer image(IRect{-2, -2, 44, 34});
+    for (int y = 0; y < 34; ++y)
+        std::memcpy(image.at(-2, y - 2), in.at(0, y), 44 * 4 * sizeof(float));
+    const ApplyingFilter filter;
+    const std::vector<float> values[2] = {{0.75f}, {0.5f, 2.0f, -1.0f, 1.5f}};
+    const QVariantList args[2] = {
+        {QVariant::fromValue(input), 0.75},
+        {QVariant::fromValue(input), QVariant::fromValue(CIVector{0.5, 2.0, -1.0, 1.5})}};
+    for (int k = 0; k < 2; ++k) {
+        const CIFloatBitmap got =
+            renderFloat(filter.apply(kernels[k], args[k]), QRectF(0, 0, 40, 30), 16, 2);
+        const PreparedProgram& prepared = kernels[k].prepared();
+        EvalContext context;
+        context.uniforms = prepared.constants;
+        size_t v = 0;
+        for (const Parameter& param : prepared.program.parameters)
+            for (const Reg r : param.registers)
+                context.uniforms.push_back({r, values[k][v++]});
+        const float extent[4] = {0, 0, 40, 30}, identity[6] = {1, 0, 0, 1, 0, 0};
+        for (int i = 0; i < 4; ++i)
+            context.uniforms.push_back({prepared.program.samplers[0].extent[i], extent[i]});
+        for (int i = 0; i < 6; ++i)
+            context.uniforms.push_back({prepared.program.samplers[0].transform[i], identity[i]});
+        context.images = {&image};
+        context.sampleChannelMasks = prepared.sampleChannelMasks;
+        context.fusedProducts = prepared.fusedProducts;
+        std::vector<float> row(40 * 4);
+        for (int y = 0; y < 30; ++y) {
+            runProgramScalar(prepared.program, context, 0, y, 40, row.data());
+            ASSERT_EQ(std::memcmp(row.data(), got.at(0, y), row.size() * sizeof(float)), 0)
+                << "kernel " << k << " row " << y;
+        }
+    }
+}
+
 // Reads at one fixed column and one fixed row: the bound of each is zero
 // wide, and still every tile reads the pixels there.
 TEST(KernelApply, ReadsAtAFixedRowOrColumnWorkForAnyTile) {
