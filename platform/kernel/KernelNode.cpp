@@ -253,7 +253,7 @@ void KernelNode::render(PixelBuffer& dst, const RenderState& state) const {
     // One input read a pixel at a time (a colour kernel's __sample) is
     // rendered straight into dst and the program runs over it in place: a
     // chunk of a row reads only its own pixels before writing them.
-    const bool inPlace = m_singlePixels && program.samplers.size() == 1;
+    const bool inPlace = m_singlePixels && !m_roi && program.samplers.size() == 1;
     if (inPlace) {
         engine::renderNode(*inputs()[0], dst, state);
         context.images.push_back(&dst);
