@@ -571,6 +571,20 @@ TEST(KernelCompilerTest, LoopsOfEveryForm) {
                       "float a = 0.; int j = 0; for (int i = 0; i < 3; i++, j += 2) a += float(j);"
                       "float x = 2.; x = (x += 1., x * p); return vec4(a, float(j), x, 0.);"),
                  6, 6, 6, 0);
+    // Nested loops over a radius given as an argument (a box blur) share
+    // the budget: each may run 64 times.
+    EXPECT_PIXEL(eval("",
+                      "float s = 0.; for (float x = -p; x <= p; x += 1.)"
+                      "  for (float y = -p; y <= p; y += 1.) s += sample(image, samplerCoord(image)"
+                      "    + vec2(x, y)).a;"
+                      "return vec4(s);"),
+                 12.5, 12.5, 12.5, 12.5);
+    const std::string nested =
+        "float t = 0.; for (float x = 0.; x < p; x += 1.)"
+        "  for (float y = 0.; y < p * 32. + extra; y += 1.) t += 1.;"
+        "return vec4(t);";
+    EXPECT_PIXEL(eval("const float extra = 0.;", nested), 128, 128, 128, 128);
+    EXPECT_PIXEL(eval("const float extra = 1.;", nested), 0, 0, 0, 0);
     // A loop that does not end within its budget leaves the pixel
     // transparent; one that ends just in time does not.
     EXPECT_PIXEL(eval("", "float s = 0.; while (s < p) s += 1.; return vec4(s);", 256.0f), 256, 256,
