@@ -25,7 +25,7 @@
 namespace cif::kernel {
 
 // Pixels per chunk: the width of every register in runProgram.
-inline constexpr int kSpan = 128;
+inline constexpr int kSpan = 256;
 
 // A register the runtime fills with one value for every pixel before the
 // program runs (a numeric parameter's component, a sampler's extent or

@@ -147,7 +147,8 @@ HWY_INLINE void BlendPixels(const float* base, int stride, VI offset, VF tx, VF 
 // (so the bits are the same); any other vector is sampled lane by lane. Channels the program does
 // not read are left zero.
 HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs, const float* ys,
-                               float* d0, float* d1, float* d2, float* d3, int mask) {
+                               float* d0, float* d1, float* d2, float* d3, int mask,
+                               size_t count = size_t(kSpan)) {
     const DF df;
     const hn::RebindToSigned<DF> di;
     const size_t lanes = hn::Lanes(df);
@@ -159,7 +160,7 @@ HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs
     const VF half = hn::Set(df, 0.5f), one = hn::Set(df, 1.0f), zero = hn::Zero(df);
     const VF minX = hn::Set(df, float(r.x)), maxX = hn::Set(df, float(r.right() - 2));
     const VF minY = hn::Set(df, float(r.y)), maxY = hn::Set(df, float(r.top() - 2));
-    for (size_t i = 0; i < size_t(kSpan); i += lanes) {
+    for (size_t i = 0; i < count; i += lanes) {
         const VF sx = hn::Sub(hn::Load(df, xs + i), half);
         const VF sy = hn::Sub(hn::Load(df, ys + i), half);
         const VF fx = hn::Floor(sx), fy = hn::Floor(sy);
@@ -522,11 +523,17 @@ void SamplePoints(const engine::PixelBuffer* image, const float* xy, int n, floa
             xs[i] = p[size_t(i) * 4];
             ys[i] = p[size_t(i) * 4 + 1];
         }
-        // Lanes past the end repeat the last position: every lane is sampled
-        // on its own, so they cannot change the others.
-        std::fill(xs + count, xs + kSpan, xs[count - 1]);
-        std::fill(ys + count, ys + kSpan, ys[count - 1]);
-        SampleChunk(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15, iota);
+        // Whole vectors; lanes past the end repeat the last position: every
+        // lane is sampled on its own, so they cannot change the others.
+        const size_t used = (size_t(count) + lanes - 1) / lanes * lanes;
+        std::fill(xs + count, xs + used, xs[count - 1]);
+        std::fill(ys + count, ys + used, ys[count - 1]);
+        if (used == size_t(kSpan))
+            SampleChunk(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15,
+                        iota);
+        else
+            SampleBilinear(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15,
+                           used);
         float* out = outRGBA + size_t(start) * 4;
         int i = 0;
         for (; i + int(lanes) <= count; i += int(lanes))

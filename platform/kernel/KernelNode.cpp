@@ -326,15 +326,18 @@ void KernelNode::renderWarp(PixelBuffer& dst, const IRect& area, const RenderSta
     context.images.assign(1, nullptr);
     constexpr int kBlock = 64;
     for (int by = area.y; by < area.top(); by += kBlock) {
+        // The positions of a band of whole rows (full spans for the
+        // evaluator), written into the destination rows.
+        const int bandHeight = std::min(kBlock, area.top() - by);
+        for (int y = by; y < by + bandHeight; ++y)
+            runProgram(*m_warpPositions, context, area.x, y, area.w, dst.at(area.x, y));
         for (int bx = area.x; bx < area.right(); bx += kBlock) {
             if (state.cancelled()) return;
-            const IRect block{bx, by, std::min(kBlock, area.right() - bx),
-                              std::min(kBlock, area.top() - by)};
-            // Positions into the destination rows, then their bounds.
+            const IRect block{bx, by, std::min(kBlock, area.right() - bx), bandHeight};
+            // The bounds of the block's positions.
             double x0 = std::numeric_limits<double>::infinity(), y0 = x0, x1 = -x0, y1 = -x0;
             for (int y = block.y; y < block.top(); ++y) {
-                float* row = dst.at(block.x, y);
-                runProgram(*m_warpPositions, context, block.x, y, block.w, row);
+                const float* row = dst.at(block.x, y);
                 for (int i = 0; i < block.w; ++i) {
                     const double px = row[size_t(i) * 4], py = row[size_t(i) * 4 + 1];
                     // NaN fails every comparison and reads transparent.
