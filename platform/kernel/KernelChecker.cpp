@@ -305,12 +305,27 @@ private:
         m_current = -1;
     }
 
+    static bool isLoop(const Stmt& s) {
+        return s.kind == Stmt::Kind::For || s.kind == Stmt::Kind::While ||
+               s.kind == Stmt::Kind::DoWhile;
+    }
+
+    // How deep loops of unknown count nest inside s, s included.
+    static int dynamicLoopDepth(const Stmt& s) {
+        int inner = 0;
+        for (const auto& child : s.body)
+            if (child) inner = std::max(inner, dynamicLoopDepth(*child));
+        return inner + (isLoop(s) && !s.loop.known ? 1 : 0);
+    }
+
+    // A loop of unknown count may run kMaxDynamicLoopIterations times, a
+    // quarter of that for each such loop around it or inside it, so that
+    // nested loops (a blur over a radius given as an argument) stay within
+    // the work limit together.
     static void assignLoopBudgets(Stmt& s, int dynamicDepth) {
-        const bool loop = s.kind == Stmt::Kind::For || s.kind == Stmt::Kind::While ||
-                          s.kind == Stmt::Kind::DoWhile;
-        if (loop && !s.loop.known) {
-            s.loop.budget =
-                std::max(1L, kMaxDynamicLoopIterations >> (2 * std::min(dynamicDepth, 3)));
+        if (isLoop(s) && !s.loop.known) {
+            const int nested = dynamicDepth + dynamicLoopDepth(s) - 1;
+            s.loop.budget = std::max(1L, kMaxDynamicLoopIterations >> (2 * std::min(nested, 3)));
             ++dynamicDepth;
         }
         for (auto& child : s.body)
@@ -729,6 +744,10 @@ private:
             typeError(
                 e, "'" + op + "' cannot combine " + ast::typeName(a) + " and " + ast::typeName(b));
         };
+        if (op == ",") {
+            e.type = b;
+            return;
+        }
         if (op == "&&" || op == "||" || op == "^^") {
             if (a != Type::Bool || b != Type::Bool) bad();
             e.type = Type::Bool;

@@ -40,6 +40,14 @@ int writtenCount(Op op) {
 
 }  // namespace
 
+void samplePointsScalar(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA) {
+    for (int i = 0; i < n; ++i) {
+        float px[4];
+        detail::sampleLane(image, xy[size_t(i) * 4], xy[size_t(i) * 4 + 1], px);
+        std::copy_n(px, 4, outRGBA + size_t(i) * 4);
+    }
+}
+
 void runProgramScalar(const Program& program, const EvalContext& context, int x0, int y, int n,
                       float* outRGBA) {
     assert(context.images.size() >= program.samplers.size());

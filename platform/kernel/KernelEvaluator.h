@@ -25,7 +25,7 @@
 namespace cif::kernel {
 
 // Pixels per chunk: the width of every register in runProgram.
-inline constexpr int kSpan = 64;
+inline constexpr int kSpan = 256;
 
 // A register the runtime fills with one value for every pixel before the
 // program runs (a numeric parameter's component, a sampler's extent or
@@ -69,6 +69,14 @@ void runProgram(const Program& program, const EvalContext& context, int x0, int 
 // The scalar reference evaluator: same contract, same results.
 void runProgramScalar(const Program& program, const EvalContext& context, int x0, int y, int n,
                       float* outRGBA);
+
+// Bilinear samples of `image` at n positions, read from channels 0 and 1 of
+// the interleaved RGBA pixels `xy` (what a warp's position program writes),
+// written as n premultiplied RGBA pixels to outRGBA, which may be xy itself.
+// Each pixel gets the same bits as a Sample instruction at that position.
+void samplePoints(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA);
+// The scalar reference: sampleLane at each position.
+void samplePointsScalar(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA);
 
 // True when every register index, sampler index and operation of the
 // program is within range, so running it cannot read or write out of

@@ -11,8 +11,10 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <cmath>
+#include <cstdint>
 
 #include "platform/kernel/KernelEvaluator.h"
 #include "platform/kernel/KernelMath-inl.h"
@@ -145,7 +147,8 @@ HWY_INLINE void BlendPixels(const float* base, int stride, VI offset, VF tx, VF 
 // (so the bits are the same); any other vector is sampled lane by lane. Channels the program does
 // not read are left zero.
 HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs, const float* ys,
-                               float* d0, float* d1, float* d2, float* d3, int mask) {
+                               float* d0, float* d1, float* d2, float* d3, int mask,
+                               size_t count = size_t(kSpan)) {
     const DF df;
     const hn::RebindToSigned<DF> di;
     const size_t lanes = hn::Lanes(df);
@@ -157,7 +160,7 @@ HWY_INLINE void SampleBilinear(const engine::PixelBuffer* image, const float* xs
     const VF half = hn::Set(df, 0.5f), one = hn::Set(df, 1.0f), zero = hn::Zero(df);
     const VF minX = hn::Set(df, float(r.x)), maxX = hn::Set(df, float(r.right() - 2));
     const VF minY = hn::Set(df, float(r.y)), maxY = hn::Set(df, float(r.top() - 2));
-    for (size_t i = 0; i < size_t(kSpan); i += lanes) {
+    for (size_t i = 0; i < count; i += lanes) {
         const VF sx = hn::Sub(hn::Load(df, xs + i), half);
         const VF sy = hn::Sub(hn::Load(df, ys + i), half);
         const VF fx = hn::Floor(sx), fy = hn::Floor(sy);
@@ -322,7 +325,7 @@ CIF_KERNEL_LIBRARY_OPS(CIF_KERNEL_LIBRARY_FUNCTION)
 #undef CIF_KERNEL_LIBRARY_FUNCTION
 
 void RunProgram(const Program& program, const EvalContext& context, float* regs, int x0, int y,
-                int n, float* outRGBA) {
+                int n, float* outRGBA, bool uniformsFilled) {
     const DF df;
     const VF zero = hn::Zero(df), one = hn::Set(df, 1.0f), minusOne = hn::Set(df, -1.0f);
     // Made once: Iota goes through memory on some targets.
@@ -334,7 +337,7 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
         for (const Uniform& u : context.uniforms)
             std::fill_n(reg(u.reg), kSpan, u.value);
     };
-    if (context.uniformsReadOnly) fillUniforms();
+    if (context.uniformsReadOnly && !uniformsFilled) fillUniforms();
     for (int start = 0; start < n; start += kSpan) {
         const int count = std::min(kSpan, n - start);
         if (!context.uniformsReadOnly) fillUniforms();
@@ -508,6 +511,41 @@ void RunProgram(const Program& program, const EvalContext& context, float* regs,
     }
 }
 
+void SamplePoints(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA) {
+    const DF df;
+    const size_t lanes = hn::Lanes(df);
+    const VF iota = hn::Iota(df, 0.0f);
+    HWY_ALIGN float xs[kSpan], ys[kSpan], channels[4][kSpan];
+    for (int start = 0; start < n; start += kSpan) {
+        const int count = std::min(kSpan, n - start);
+        const float* p = xy + size_t(start) * 4;
+        for (int i = 0; i < count; ++i) {
+            xs[i] = p[size_t(i) * 4];
+            ys[i] = p[size_t(i) * 4 + 1];
+        }
+        // Whole vectors; lanes past the end repeat the last position: every
+        // lane is sampled on its own, so they cannot change the others.
+        const size_t used = (size_t(count) + lanes - 1) / lanes * lanes;
+        std::fill(xs + count, xs + used, xs[count - 1]);
+        std::fill(ys + count, ys + used, ys[count - 1]);
+        if (used == size_t(kSpan))
+            SampleChunk(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15,
+                        iota);
+        else
+            SampleBilinear(image, xs, ys, channels[0], channels[1], channels[2], channels[3], 15,
+                           used);
+        float* out = outRGBA + size_t(start) * 4;
+        int i = 0;
+        for (; i + int(lanes) <= count; i += int(lanes))
+            hn::StoreInterleaved4(hn::Load(df, channels[0] + i), hn::Load(df, channels[1] + i),
+                                  hn::Load(df, channels[2] + i), hn::Load(df, channels[3] + i), df,
+                                  out + size_t(i) * 4);
+        for (; i < count; ++i)
+            for (int c = 0; c < 4; ++c)
+                out[size_t(i) * 4 + size_t(c)] = channels[c][i];
+    }
+}
+
 }  // namespace cif::kernel::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -515,6 +553,11 @@ HWY_AFTER_NAMESPACE();
 namespace cif::kernel {
 
 HWY_EXPORT(RunProgram);
+HWY_EXPORT(SamplePoints);
+
+void samplePoints(const engine::PixelBuffer* image, const float* xy, int n, float* outRGBA) {
+    if (n > 0) HWY_DYNAMIC_DISPATCH(SamplePoints)(image, xy, n, outRGBA);
+}
 
 void runProgram(const Program& program, const EvalContext& context, int x0, int y, int n,
                 float* outRGBA) {
@@ -526,14 +569,33 @@ void runProgram(const Program& program, const EvalContext& context, int x0, int 
     struct RegisterFile {
         hwy::AlignedFreeUniquePtr<float[]> data;
         size_t capacity = 0;
+        // The uniforms the registers hold since the last call, whose program
+        // never writes its uniforms (empty otherwise). A call with the same
+        // uniforms and such a program, typically the next row of a tile,
+        // need not fill them again.
+        std::vector<Uniform> filled;
     };
     thread_local RegisterFile file;
     const size_t need = size_t(program.registerCount) * size_t(kSpan);
     if (file.capacity < need) {
         file.data = hwy::AllocateAligned<float>(need);
         file.capacity = need;
+        file.filled.clear();
     }
-    HWY_DYNAMIC_DISPATCH(RunProgram)(program, context, file.data.get(), x0, y, n, outRGBA);
+    bool filled = false;
+    if (context.uniformsReadOnly && !context.uniforms.empty()) {
+        filled = file.filled.size() == context.uniforms.size() &&
+                 std::equal(file.filled.begin(), file.filled.end(), context.uniforms.begin(),
+                            [](const Uniform& u, const Uniform& v) {
+                                return u.reg == v.reg && std::bit_cast<uint32_t>(u.value) ==
+                                                             std::bit_cast<uint32_t>(v.value);
+                            });
+        if (!filled) file.filled = context.uniforms;
+    } else {
+        file.filled.clear();
+    }
+    HWY_DYNAMIC_DISPATCH(RunProgram)
+    (program, context, file.data.get(), x0, y, n, outRGBA, filled);
 }
 
 }  // namespace cif::kernel

@@ -708,6 +708,24 @@ private:
         store(*target.args[0], base);
     }
 
+    // Lowers `e` as if it ran only where `where` holds: the variables it
+    // writes (assignments, ++ and --, out arguments) keep their old values
+    // elsewhere. Its value is meaningful only where `where` holds.
+    Value lowerWhere(const Comp& where, const Expr& e) {
+        if (where.isConstValue(0.0f)) return Value::zeros(std::max(1, ast::componentCount(e.type)));
+        if (where.isConst) return lowerExpr(e);
+        const size_t mark = m_journal.size();
+        m_branches.push_back(++m_branchCount);
+        const Value v = lowerExpr(e);
+        m_branches.pop_back();
+        for (const Written& w : takeWrites(mark)) {
+            const Value& current = m_vars[w.symbol];
+            if (current.sampler >= 0) continue;
+            setVar(w.symbol, w.wasSet ? selectValue(where, w.value, current) : w.value);
+        }
+        return v;
+    }
+
     Value lowerExpr(const Expr& e) {
         switch (e.kind) {
             case Expr::Kind::Number:
@@ -723,7 +741,11 @@ private:
             }
             case Expr::Kind::Binary: {
                 const Value a = lowerExpr(*e.args[0]);
-                const Value b = lowerExpr(*e.args[1]);
+                if (e.op == ",") return lowerExpr(*e.args[1]);
+                // The right side of && and || runs only where it decides.
+                const Value b = e.op == "&&"   ? lowerWhere(a.c[0], *e.args[1])
+                                : e.op == "||" ? lowerWhere(op1(Op::Not, a.c[0]), *e.args[1])
+                                               : lowerExpr(*e.args[1]);
                 return binary(e.op, e.args[0]->type, e.args[1]->type, e.type, a, b);
             }
             case Expr::Kind::Assign: {
@@ -747,8 +769,8 @@ private:
             }
             case Expr::Kind::Ternary: {
                 const Comp cond = lowerExpr(*e.args[0]).c[0];
-                const Value a = lowerExpr(*e.args[1]);
-                const Value b = lowerExpr(*e.args[2]);
+                const Value a = lowerWhere(cond, *e.args[1]);
+                const Value b = lowerWhere(op1(Op::Not, cond), *e.args[2]);
                 return selectValue(cond, a, b);
             }
             case Expr::Kind::Swizzle: {
@@ -907,7 +929,9 @@ private:
                 const std::vector<int> from = m_arrays[call.args[i]->symbol];
                 const std::vector<int> to = newArray(p.symbol);
                 for (size_t k = 0; k < to.size() && k < from.size(); ++k)
-                    setVar(to[k], m_vars[from[k]]);
+                    setVar(to[k], p.qualifier == ast::ParamQualifier::Out
+                                      ? Value::zeros(m_vars[from[k]].n)
+                                      : m_vars[from[k]]);
                 continue;
             }
             setVar(p.symbol, p.qualifier == ast::ParamQualifier::Out
@@ -927,8 +951,21 @@ private:
         // out and inout parameters are copied back to the arguments.
         for (size_t i = 0; i < args.size(); ++i) {
             const ast::Param& p = fn.params[i];
-            if (p.qualifier != ast::ParamQualifier::In && p.arraySize == 0)
+            if (p.qualifier == ast::ParamQualifier::In) continue;
+            if (p.arraySize == 0) {
                 store(*call.args[i], m_vars[p.symbol]);
+                continue;
+            }
+            // Each element of an array goes back where the caller's stores
+            // would reach (its loops' masks).
+            const std::vector<int> from = m_arrays[call.args[i]->symbol];
+            const std::vector<int> to = m_arrays[p.symbol];
+            for (size_t k = 0; k < to.size() && k < from.size(); ++k) {
+                const Comp mask = storeMask(from[k]);
+                setVar(from[k], mask.isConstValue(1.0f)
+                                    ? m_vars[to[k]]
+                                    : selectValue(mask, m_vars[to[k]], m_vars[from[k]]));
+            }
         }
         return result;
     }

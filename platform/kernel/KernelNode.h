@@ -20,7 +20,11 @@ namespace cif::kernel {
 // renders the region its samples can reach (the output mapped into sampler
 // space, grown by the slot's reach plus one pixel for the bilinear
 // neighbour), or the whole input when the reach is unbounded; such whole
-// inputs are materialised once per render and shared between tiles.
+// inputs are materialised once per render and shared between tiles. A warp
+// with unbounded reads goes by blocks instead: it computes a block's
+// positions, renders just the input pixels they reach and samples those. A
+// kernel that reads one pixel of its one input (a colour kernel) runs in
+// place over that input rendered into the destination.
 class KernelNode final : public engine::Node {
 public:
     // One numeric argument: the uniform registers it fills and its values.
@@ -64,7 +68,16 @@ private:
     // sample positions are unknown; samples beyond read transparent.
     static constexpr double kUnboundedMargin = 1024.0;
 
+    // The program with each coordinate of a sampler whose map is the
+    // identity computed as the destination position itself (the same bits,
+    // without the transform's arithmetic); nullopt when nothing changes.
+    static std::optional<Program> withDirectCoordinates(const Program& program,
+                                                        const std::vector<Sampler>& samplers);
     bool boundedReach(size_t slot) const;
+    // Renders a warp whose reads are unbounded in blocks: each block's
+    // positions first, then the input over just the pixels they reach.
+    void renderWarp(engine::PixelBuffer& dst, const engine::IRect& area,
+                    const engine::RenderState& state, EvalContext context) const;
     // The uniforms the program runs with: parameters (colours converted into
     // `space`; without one, colours are left out and their registers listed
     // in *unknown), sampler extents and transforms, the prepared constants.
@@ -72,10 +85,18 @@ private:
                                        std::vector<Reg>* unknown) const;
 
     CIKernel m_kernel;
+    // What this node runs: the kernel's prepared program, or m_ownPrepared
+    // made for its samplers (see withDirectCoordinates).
+    const PreparedProgram* m_prepared = nullptr;
+    PreparedProgram m_ownPrepared;
     RoiCallback m_roi;
     std::vector<Sampler> m_samplers;
     std::vector<Value> m_values;
     bool m_singlePixels = false;
+    // For a warp whose prepared program ends in the one sample of its input
+    // (and has no loop budget): the program without that sample, returning
+    // the position (x, y, x, y) with the same registers and uniforms.
+    std::optional<Program> m_warpPositions;
     // The uniforms known before any render (all but colours, whose working
     // values depend on the render's space) and the colours' registers: what
     // bounding the sample positions on intervals starts from.

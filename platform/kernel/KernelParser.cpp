@@ -27,7 +27,7 @@ struct Unsupported {
     const char* message;
 };
 constexpr Unsupported kUnsupportedWords[] = {
-    {"switch", "'switch' is not supported"},
+    {"switch", "'switch' is reserved in this language; use if and else"},
     {"goto", "'goto' is not supported"},
     {"discard", "'discard' is not supported"},
     {"struct", "structs are not supported"},
@@ -69,8 +69,11 @@ public:
             skipPrecision();
             DeclaredType declared = parseType("at global scope");
             if (!isConst && acceptWord("const")) isConst = true;
+            parseTypeArraySize(declared);
             const Token& nameTok = expectIdentifier("expected a name");
             if (peek().is("(")) {
+                if (declared.sizeAt)
+                    fail(declared.line, declared.column, "a function cannot return an array");
                 auto fn = std::make_unique<ast::Function>();
                 fn->isKernel = isKernel;
                 fn->returnType = declared.type;
@@ -80,6 +83,12 @@ public:
                 fn->globalsBefore = unit.globals.size();
                 if (isConst) fail(start.line, start.column, "a function cannot be const");
                 parseParams(*fn);
+                // A prototype: the definition elsewhere in the source is the
+                // function (every function is known before any body is checked).
+                if (!isKernel && accept(";")) continue;
+                for (const ast::Param& param : fn->params)
+                    if (param.name.empty())
+                        fail(param.line, param.column, "expected a parameter name");
                 if (!peek().is("{"))
                     fail(peek().line, peek().column,
                          "expected '{' to begin the body of '" + fn->name + "'");
@@ -102,7 +111,26 @@ private:
         bool isSample = false;
         bool isTable = false;
         int line = 1, column = 1;
+        // `float[3] a, b`: the token where the size after the type begins
+        // (0: none); each declarator without its own size parses it again.
+        size_t sizeAt = 0;
     };
+
+    // An array size written after the type, as in `float[3] a`.
+    void parseTypeArraySize(DeclaredType& declared) {
+        if (!peek().is("[")) return;
+        declared.sizeAt = m_pos;
+        parseArraySize();
+    }
+
+    // The size written after the type, parsed again for one declarator.
+    ExprPtr typeArraySize(const DeclaredType& declared) {
+        const size_t resume = m_pos;
+        m_pos = declared.sizeAt;
+        ExprPtr size = parseArraySize();
+        m_pos = resume;
+        return size;
+    }
 
     // Counts nesting for the duration of one recursive construct.
     class Nest {
@@ -204,6 +232,8 @@ private:
             fail(t.line, t.column, std::string("expected a type ") + where);
         }
         next();
+        // `__table sampler`: the qualifier written before the type.
+        if (declared.isTable && peek().isWord("sampler")) next();
         return declared;
     }
 
@@ -229,13 +259,19 @@ private:
                 if (declared.type == Type::Void)
                     fail(declared.line, declared.column, "a parameter cannot be void");
                 if (peek().is("[")) param.size = parseArraySize();
-                const Token& name = expectIdentifier("expected a parameter name");
+                if (peek().is("[")) fail(peek().line, peek().column, "arrays cannot hold arrays");
+                // Prototypes may leave parameters unnamed.
+                const bool unnamed = peek().is(",") || peek().is(")");
+                const Token& name =
+                    unnamed ? peek() : expectIdentifier("expected a parameter name");
+                if (peek().is("[") && param.size)
+                    fail(peek().line, peek().column, "arrays cannot hold arrays");
                 if (peek().is("[")) param.size = parseArraySize();
                 param.type = declared.type;
                 param.isColor = declared.isColor;
                 param.isSample = declared.isSample;
                 param.isTable = declared.isTable;
-                param.name = std::string(name.text);
+                param.name = unnamed ? std::string() : std::string(name.text);
                 param.line = name.line;
                 param.column = name.column;
                 fn.params.push_back(std::move(param));
@@ -259,7 +295,12 @@ private:
             d.name = std::string(name->text);
             d.line = name->line;
             d.column = name->column;
-            if (peek().is("[")) d.size = parseArraySize();
+            if (peek().is("[")) {
+                if (declared.sizeAt) fail(peek().line, peek().column, "arrays cannot hold arrays");
+                d.size = parseArraySize();
+            } else if (declared.sizeAt) {
+                d.size = typeArraySize(declared);
+            }
             if (accept("=")) d.init = peek().is("{") ? parseInitialiserList() : parseAssignment();
             decl->declarators.push_back(std::move(d));
             if (!accept(",")) break;
@@ -323,9 +364,16 @@ private:
         if (t.isWord("const") || t.isWord("lowp") || t.isWord("mediump") || t.isWord("highp"))
             return true;
         DeclaredType declared;
-        // `vec4(...)` at the start of a statement is a constructor expression.
-        return t.kind == TokenKind::Identifier && typeFromWord(t.text, declared) &&
-               !peek(1).is("(");
+        if (t.kind != TokenKind::Identifier || !typeFromWord(t.text, declared)) return false;
+        // `vec4(...)` and `float[3](...)` at the start of a statement are
+        // constructor expressions; `float[3] a` declares an array.
+        if (!peek(1).is("[")) return !peek(1).is("(");
+        for (size_t ahead = 2, depth = 1;; ++ahead) {
+            const Token& u = peek(ahead);
+            if (u.kind == TokenKind::End) return true;
+            if (u.is("[")) ++depth;
+            if (u.is("]") && --depth == 0) return !peek(ahead + 1).is("(");
+        }
     }
 
     // Returns null for an empty statement.
@@ -426,15 +474,26 @@ private:
         if (!isConst && acceptWord("const")) isConst = true;
         if (declared.type == Type::Void)
             fail(declared.line, declared.column, "a variable cannot be void");
+        parseTypeArraySize(declared);
         const Token& name = expectIdentifier("expected a variable name");
         return parseDeclaratorList(declared, isConst, name, start);
     }
 
     // ---- expressions, lowest precedence first ----
 
+    // a, b: both run in order, the value is b's (as in a loop's `i++, j++`).
     ExprPtr parseExpression() {
         ExprPtr e = parseAssignment();
-        if (peek().is(",")) fail(peek().line, peek().column, "the comma operator is not supported");
+        int chain = 0;
+        while (peek().is(",")) {
+            const Token& t = next();
+            if (m_depth + ++chain > kMaxNesting) fail(t.line, t.column, kNestingMessage);
+            auto sequence = make(Expr::Kind::Binary, t);
+            sequence->op = ",";
+            sequence->args.push_back(std::move(e));
+            sequence->args.push_back(parseAssignment());
+            e = std::move(sequence);
+        }
         return e;
     }
 
@@ -459,7 +518,10 @@ private:
             return e;
         }
         if (t.is("%=") || t.is("&=") || t.is("|=") || t.is("^=") || t.is("<<") || t.is(">>"))
-            fail(t.line, t.column, "operator '" + std::string(t.text) + "' is not supported");
+            fail(t.line, t.column,
+                 "operator '" + std::string(t.text) +
+                     (t.is("%=") ? "' is reserved in this language; use x = mod(x, y)"
+                                 : "' is reserved in this language"));
         return lhs;
     }
 
@@ -499,7 +561,10 @@ private:
         for (;;) {
             const Token& t = peek();
             if (t.is("%") || t.is("&") || t.is("|") || t.is("^"))
-                fail(t.line, t.column, "operator '" + std::string(t.text) + "' is not supported");
+                fail(t.line, t.column,
+                     "operator '" + std::string(t.text) +
+                         (t.is("%") ? "' is reserved in this language; use mod(x, y)"
+                                    : "' is reserved in this language"));
             if (levelOf(t) != level) return lhs;
             next();
             if (m_depth + ++chain > kMaxNesting) fail(t.line, t.column, kNestingMessage);

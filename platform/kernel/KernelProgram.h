@@ -141,8 +141,8 @@ inline constexpr int kMaxNesting = 64;  // expressions and statements
 inline constexpr int kMaxCallDepth = 50;
 inline constexpr long kMaxLoopIterations = 100000;  // per loop, strictly fewer
 // How often a loop whose end depends on the pixel or on arguments may run
-// (inside one such loop a quarter of that, inside two a sixteenth); pixels
-// whose loop would run longer are transparent.
+// (a quarter of that for each such loop around it or inside it, down to a
+// sixty-fourth); pixels whose loop would run longer are transparent.
 inline constexpr long kMaxDynamicLoopIterations = 256;
 inline constexpr size_t kMaxInstructions = 200000;         // static bound on work per pixel
 inline constexpr size_t kMaxSourceInstructions = 1000000;  // all kernels of one source together

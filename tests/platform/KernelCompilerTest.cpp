@@ -317,7 +317,16 @@ TEST(KernelCompilerTest, MistakesGetOneClearLocatedDiagnostic) {
         {"kernel vec4 k() { return vec4(1.) @ 2; }", "kernel:1:35: unexpected character '@'"},
         {"kernel vec4 k() { /* open", "kernel:1:19: unterminated comment"},
         {"float f(float x) { return x; }", "kernel:1:1: the source defines no kernel function"},
-        {"kernel vec4 k() { return vec4(1. % 2.); }", "kernel:1:34: operator '%' is not supported"},
+        {"kernel vec4 k() { return vec4(1. % 2.); }",
+         "kernel:1:34: operator '%' is reserved in this language; use mod(x, y)"},
+        {"kernel vec4 k() { int i = 7;\n  i %= 2; return vec4(i); }",
+         "kernel:2:5: operator '%=' is reserved in this language; use x = mod(x, y)"},
+        {"kernel vec4 k() {\n  switch (1) { default: break; } return vec4(1.); }",
+         "kernel:2:3: 'switch' is reserved in this language; use if and else"},
+        {"kernel vec4 k() { float[2] a[3]; return vec4(1.); }",
+         "kernel:1:29: arrays cannot hold arrays"},
+        {"float[2] f() { return float[2](1., 2.); } kernel vec4 k() { return vec4(1.); }",
+         "kernel:1:1: a function cannot return an array"},
     };
     for (const auto& [source, expected] : cases)
         EXPECT_EQ(errorOf(source), expected) << source;
@@ -382,7 +391,9 @@ TEST(KernelCompilerTest, CallDepthLimitAndRecursion) {
 
     EXPECT_EQ(errorOf("float f(float x) { return f(x); } kernel vec4 k() { return vec4(f(1.)); }"),
               "kernel:1:27: function 'f' calls itself");
-    EXPECT_EQ(errorOf("float g(float x);"), "kernel:1:17: expected '{' to begin the body of 'g'");
+    // A prototype alone defines nothing.
+    EXPECT_EQ(errorOf("float g(float x); kernel vec4 k() { return vec4(g(1.)); }"),
+              "kernel:1:49: unknown function 'g'");
     EXPECT_EQ(errorOf("float f(float x) { return g(x); } float g(float x) { return f(x); }"
                       " kernel vec4 k() { return vec4(f(1.)); }"),
               "kernel:1:61: function 'f' calls itself through 'g'");
@@ -554,6 +565,26 @@ TEST(KernelCompilerTest, LoopsOfEveryForm) {
                       "return vec4(s, t, 0, 0);",
                       2.0f),
                  12, 30, 0, 0);
+    // The comma operator runs both sides in order, as in a step of two
+    // counters.
+    EXPECT_PIXEL(eval("",
+                      "float a = 0.; int j = 0; for (int i = 0; i < 3; i++, j += 2) a += float(j);"
+                      "float x = 2.; x = (x += 1., x * p); return vec4(a, float(j), x, 0.);"),
+                 6, 6, 6, 0);
+    // Nested loops over a radius given as an argument (a box blur) share
+    // the budget: each may run 64 times.
+    EXPECT_PIXEL(eval("",
+                      "float s = 0.; for (float x = -p; x <= p; x += 1.)"
+                      "  for (float y = -p; y <= p; y += 1.) s += sample(image, samplerCoord(image)"
+                      "    + vec2(x, y)).a;"
+                      "return vec4(s);"),
+                 12.5, 12.5, 12.5, 12.5);
+    const std::string nested =
+        "float t = 0.; for (float x = 0.; x < p; x += 1.)"
+        "  for (float y = 0.; y < p * 32. + extra; y += 1.) t += 1.;"
+        "return vec4(t);";
+    EXPECT_PIXEL(eval("const float extra = 0.;", nested), 128, 128, 128, 128);
+    EXPECT_PIXEL(eval("const float extra = 1.;", nested), 0, 0, 0, 0);
     // A loop that does not end within its budget leaves the pixel
     // transparent; one that ends just in time does not.
     EXPECT_PIXEL(eval("", "float s = 0.; while (s < p) s += 1.; return vec4(s);", 256.0f), 256, 256,
@@ -582,6 +613,12 @@ TEST(KernelCompilerTest, FunctionsOverloadsAndScopes) {
                       "vec2 v[2]; v[int(destCoord().x) - 2].y = 7.;"
                       "return vec4(sum3(w), w[0], w[2], v[1].y + v[0].y);"),
                  122, 2, 16, 7);
+    // A prototype (parameters named or not) lets a helper call one defined
+    // after it.
+    EXPECT_PIXEL(eval("float later(float); float twice(float x) { return later(x) * 2.; }"
+                      "float later(float x) { return x + 1.; }",
+                      "return vec4(twice(p));"),
+                 6, 6, 6, 6);
     // Matrices: columns first, products with vectors both ways and with
     // matrices, a diagonal from a scalar.
     EXPECT_PIXEL(eval("",
@@ -589,6 +626,43 @@ TEST(KernelCompilerTest, FunctionsOverloadsAndScopes) {
                       "vec2 a = m * v; vec2 b = v * m; mat2 sq = m * mat2(p);"
                       "return vec4(a, b.y, sq[1][1]);"),
                  4, 6, 7, 8);
+}
+
+TEST(KernelCompilerTest, SkippedOperandsLeaveVariablesAlone) {
+    // The side of &&, || and ?: that does not run has no effect:
+    // assignments, ++ and --, and out arguments of helpers alike.
+    const char* bump = "bool bump(inout float n) { n += 1.; return true; }";
+    EXPECT_PIXEL(eval(bump,
+                      "float a = 0., b = 0., c = 0., d = 0., e = 0.;"
+                      "bool x = p > 5. && (a = 1.) > 0.;"
+                      "bool y = p > 1. || (b += 1.) > 0.;"
+                      "bool z = p > 1. && bump(c);"
+                      "float t = p > 1. ? d++ : (e = 7.);"
+                      "float u = p < 1. ? (d = 10.) : e--;"
+                      "return vec4(a + 10. * b + 100. * float(x) + 1000. * float(y),"
+                      "  c + 10. * float(z), t + 10. * d, e + 10. * u);"),
+                 1000, 11, 10, -1);
+    // Inside a loop, only the iterations where the left side holds count.
+    EXPECT_PIXEL(eval(bump,
+                      "float n = 0., m = 0.;"
+                      "for (int i = 0; i < 6; i++) { if (float(i) < p || bump(n)) m += 1.; }"
+                      "return vec4(n, m, 0., 0.);"),
+                 4, 6, 0, 0);
+}
+
+TEST(KernelCompilerTest, ArraysSizedAfterTheTypeAndWrittenByHelpers) {
+    // `float[3] a` declares like `float a[3]`, for every name of the list;
+    // out and inout array parameters come back to the caller's array, also
+    // under an if (taken or not).
+    EXPECT_PIXEL(eval("void fill(out float[3] w, float v) {"
+                      "  for (int i = 0; i < 3; i++) w[i] = v * float(i); }"
+                      "void twice(inout vec2 w[2]) { w[0] *= 2.; w[1].y += 1.; }",
+                      "float[3] a; fill(a, p);"
+                      "vec2[2] v = vec2[2](vec2(1., 2.), vec2(3., 4.));"
+                      "float[2] q, r = float[2](5., 6.);"
+                      "if (p > 1.) twice(v); if (p > 5.) twice(v);"
+                      "return vec4(a[1] + a[2], v[0].x, v[1].y, r[1]);"),
+                 6, 2, 5, 6);
 }
 
 TEST(KernelCompilerTest, PreprocessorMacrosAndConditions) {
@@ -707,9 +781,13 @@ TEST(KernelCompilerTest, BuiltinFunctions) {
                       "return vec4(m[0], cossin(0.).x + sin_(0.) + cos_(0.), cossin_(0.).y);"),
                  2, 0, 2, 0);
     // A table is read at the centre of the entry a position falls in.
-    const auto table = compileOk("kernel vec4 k(__table t) { return sample(t, vec2(3.7, 4.2)); }");
-    ASSERT_EQ(table.size(), 1u);
-    EXPECT_PIXEL(runPixel(table[0], 0, 0), .035f, .09f, 3.5f + 9.f, .5f);
+    // `__table sampler t` is the same as `__table t`.
+    const auto table = compileOk(
+        "kernel vec4 k(__table t) { return sample(t, vec2(3.7, 4.2)); }\n"
+        "kernel vec4 q(__table sampler t) { return sample(t, vec2(3.7, 4.2)); }");
+    ASSERT_EQ(table.size(), 2u);
+    for (const Program& p : table)
+        EXPECT_PIXEL(runPixel(p, 0, 0), .035f, .09f, 3.5f + 9.f, .5f);
 }
 
 }  // namespace

@@ -191,8 +191,9 @@ void checkRandomPrograms() {
 }
 
 // A random kernel in the language's integer, boolean, vector and matrix
-// types, with loops bounded by arguments and by pixels, breaks, continues
-// and helpers with out parameters; every statement is well typed.
+// types, with loops bounded by arguments and by pixels, breaks, continues,
+// helpers with out parameters (arrays too) and operands of || and ?: that
+// write variables; every statement is well typed.
 std::string randomKernelSource(std::mt19937& rng) {
     auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
     std::vector<std::string> floats = {"p", "q.x", "q.y", "destCoord().x", "destCoord().y"};
@@ -204,7 +205,7 @@ std::string randomKernelSource(std::mt19937& rng) {
     static const char* const kOps[] = {"+", "-", "*", "/"};
     for (int k = 0; k < 10; ++k) {
         const std::string v = "v" + std::to_string(k);
-        switch (pick(8)) {
+        switch (pick(10)) {
             case 0:
                 body += "float " + v + " = " + kUnary[pick(7)] + "(" + f() + ") " + kOps[pick(4)] +
                         " " + f() + ";\n";
@@ -248,10 +249,24 @@ std::string randomKernelSource(std::mt19937& rng) {
                         v + " += sample(s, q + vec2(" + v + "a, 0.)).g;\n";
                 floats.push_back(v);
                 break;
+            case 8:
+                body += "float " + v + " = " + f() + "; bool " + v + "b = " + f() + " > " + v +
+                        " || (" + v + " += " + f() + ") > 1.; float " + v + "t = " + v + "b ? " +
+                        v + "++ : (" + v + " = " + f() + ");\n";
+                floats.push_back(v);
+                floats.push_back(v + "t");
+                break;
+            case 9:
+                body += "float[3] " + v + "a; fill3(" + v + "a, " + f() + "); float " + v + " = " +
+                        v + "a[1] - " + v + "a[2];\n";
+                floats.push_back(v);
+                break;
         }
     }
     return "void split(float x, out float whole, out float part) { whole = floor(x); part = x - "
            "whole; }\n"
+           "void fill3(out float[3] w, float x) { for (int j = 0; j < 3; j++) w[j] = x / "
+           "float(j + 1); }\n"
            "kernel vec4 k(sampler s, float p, vec2 q) {\n" +
            body + "return vec4(" + f() + ", float(" + i() + "), " + f() + ", " + f() + ");\n}\n";
 }
@@ -673,6 +688,52 @@ TEST(KernelApply, PositionsBoundedByTheirArgumentsReadOnlyAroundEachTile) {
     }
 }
 
+// On a default sampler the node computes samplerCoord as the destination
+// position itself; the pixels keep the bits of the compiled program.
+TEST(KernelApply, DefaultSamplersGiveTheBitsOfTheCompiledProgram) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(
+        QStringLiteral("kernel vec4 edge(sampler s, float k) { vec2 c = samplerCoord(s);"
+                       "  vec4 d = sample(s, c + vec2(1., 0.)) - sample(s, c - vec2(0.5, 1.));"
+                       "  return sample(s, c) + k * d * destCoord().y; }\n"
+                       "kernel vec4 tint(__sample s, vec4 m) { return s * m + s.gbra; }"));
+    ASSERT_EQ(kernels.size(), 2);
+    const CIImage input = CIImage::imageWithQImage(testPicture(40, 30));
+    const CIFloatBitmap in = renderFloat(input, QRectF(-2, -2, 44, 34), 256, 1);
+    PixelBuffer image(IRect{-2, -2, 44, 34});
+    for (int y = 0; y < 34; ++y)
+        std::memcpy(image.at(-2, y - 2), in.at(0, y), 44 * 4 * sizeof(float));
+    const ApplyingFilter filter;
+    const std::vector<float> values[2] = {{0.75f}, {0.5f, 2.0f, -1.0f, 1.5f}};
+    const QVariantList args[2] = {
+        {QVariant::fromValue(input), 0.75},
+        {QVariant::fromValue(input), QVariant::fromValue(CIVector{0.5, 2.0, -1.0, 1.5})}};
+    for (int k = 0; k < 2; ++k) {
+        const CIFloatBitmap got =
+            renderFloat(filter.apply(kernels[k], args[k]), QRectF(0, 0, 40, 30), 16, 2);
+        const PreparedProgram& prepared = kernels[k].prepared();
+        EvalContext context;
+        context.uniforms = prepared.constants;
+        size_t v = 0;
+        for (const Parameter& param : prepared.program.parameters)
+            for (const Reg r : param.registers)
+                context.uniforms.push_back({r, values[k][v++]});
+        const float extent[4] = {0, 0, 40, 30}, identity[6] = {1, 0, 0, 1, 0, 0};
+        for (int i = 0; i < 4; ++i)
+            context.uniforms.push_back({prepared.program.samplers[0].extent[i], extent[i]});
+        for (int i = 0; i < 6; ++i)
+            context.uniforms.push_back({prepared.program.samplers[0].transform[i], identity[i]});
+        context.images = {&image};
+        context.sampleChannelMasks = prepared.sampleChannelMasks;
+        context.fusedProducts = prepared.fusedProducts;
+        std::vector<float> row(40 * 4);
+        for (int y = 0; y < 30; ++y) {
+            runProgramScalar(prepared.program, context, 0, y, 40, row.data());
+            ASSERT_EQ(std::memcmp(row.data(), got.at(0, y), row.size() * sizeof(float)), 0)
+                << "kernel " << k << " row " << y;
+        }
+    }
+}
+
 // Reads at one fixed column and one fixed row: the bound of each is zero
 // wide, and still every tile reads the pixels there.
 TEST(KernelApply, ReadsAtAFixedRowOrColumnWorkForAnyTile) {
@@ -758,6 +819,79 @@ TEST(KernelKinds, EachKindCompilesToItsClassAndApplies) {
     EXPECT_TRUE(filter.apply(kernels[2], {2.0}).isNull());
     EXPECT_TRUE(kernels[2].applyWithExtent(rect, nullptr, {2.0}).isNull());
     EXPECT_EQ(WarningCatcher::lines().size(), 2);
+}
+
+// A warp whose positions have no bound renders, for each block of output,
+// only the input pixels that block reaches; the pixels are the same bits as
+// reading the whole input (a region callback that names all of it), for any
+// tile and thread count, including positions far outside and NaN.
+TEST(KernelKinds, UnboundedWarpsReadWhatEachBlockReachesWithTheSameBits) {
+    const QList<CIKernel> kernels = CIKernel::kernelsWithString(QStringLiteral(
+        "kernel vec2 swirl(vec2 c, float r, float a) {"
+        "  vec2 d = destCoord() - c;"
+        "  float t = max(0., 1. - length(d) / r);"
+        "  vec2 cs = cossin(a * t * t);"
+        "  vec2 p = c + 1.3 * vec2(cs.x * d.x - cs.y * d.y, cs.y * d.x + cs.x * d.y);"
+        "  if (d.y > 30.) p.x += 1e6;"
+        "  if (d.x > 40.) p = vec2(sqrt(-1.));"
+        "  return p; }"));
+    ASSERT_EQ(kernels.size(), 1);
+    const CIWarpKernel warp(kernels.first());
+    const CIImage input = CIImage::imageWithQImage(testPicture(90, 70));
+    const QRectF rect(-5, -4, 100, 80);
+    const QVariantList args = {QVariant::fromValue(cif::CIVector{40.5, 30.5}), 45.0, 2.5};
+    const CIImage whole = warp.applyWithExtent(
+        rect, [](int, const QRectF&) { return QRectF(0, 0, 90, 70); }, input, args);
+    const CIImage blocks = warp.applyWithExtent(rect, nullptr, input, args);
+    ASSERT_FALSE(whole.isNull());
+    ASSERT_FALSE(blocks.isNull());
+    const CIFloatBitmap reference = renderFloat(whole, rect, 256, 1);
+    for (const int tile : {1, 7, 64, 256}) {
+        for (const int threads : {1, 3}) {
+            const CIFloatBitmap got = renderFloat(blocks, rect, tile, threads);
+            ASSERT_EQ(std::memcmp(got.pixels.data(), reference.pixels.data(),
+                                  reference.pixels.size() * sizeof(float)),
+                      0)
+                << "tile " << tile << " threads " << threads;
+        }
+    }
+    // NaN (x > 80) and moved far away (y > 60): transparent; the centre
+    // reads itself.
+    EXPECT_EQ(reference.at(5 + 85, 4 + 30)[3], 0.0f);
+    EXPECT_EQ(reference.at(5 + 30, 4 + 65)[3], 0.0f);
+    const CIFloatBitmap in = renderFloat(input, QRectF(0, 0, 90, 70), 256, 1);
+    for (int k = 0; k < 4; ++k)
+        EXPECT_EQ(reference.at(5 + 40, 4 + 30)[k], in.at(40, 30)[k]);
+}
+
+// Sampling at a list of positions gives, at every SIMD target, the scalar
+// sampler's bits: runs of pixel centres, blends inside, edges, outside, NaN.
+TEST(KernelEvaluator, SampledPointsMatchScalarForEveryTarget) {
+    const CIImage input = CIImage::imageWithQImage(testPicture(37, 23));
+    const CIFloatBitmap pixels = renderFloat(input, QRectF(0, 0, 37, 23), 256, 1);
+    PixelBuffer image(IRect{0, 0, 37, 23});
+    for (int y = 0; y < 23; ++y)
+        std::memcpy(image.at(0, y), pixels.at(0, y), 37 * 4 * sizeof(float));
+    std::vector<float> xy;
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> within(-2.0f, 40.0f);
+    for (int i = 0; i < 3 * kSpan + 5; ++i) {
+        const int kind = i / kSpan;
+        // A run of centres along a row, then random points, then mixed ones.
+        const float x = kind == 0 ? float(i) + 0.5f - 10.0f : within(random);
+        const float y = kind == 0 ? 7.5f : within(random) * 0.6f;
+        xy.insert(xy.end(), {x, kind == 2 && i % 9 == 0 ? NAN : y, 0.0f, 0.0f});
+    }
+    for (const int n : {1, kSpan - 1, kSpan, int(xy.size() / 4)}) {
+        std::vector<float> expected(size_t(n) * 4);
+        samplePointsScalar(&image, xy.data(), n, expected.data());
+        forEachTarget([&] {
+            std::vector<float> got(xy.begin(), xy.begin() + ptrdiff_t(n) * 4);
+            samplePoints(&image, got.data(), n, got.data());  // in place
+            ASSERT_EQ(std::memcmp(got.data(), expected.data(), expected.size() * sizeof(float)), 0)
+                << n;
+        });
+    }
 }
 
 // A loop whose end depends on an argument stops at its budget: those pixels
