@@ -31,12 +31,15 @@ public:
     const char* kind() const override { return "separable-blur"; }
 
 private:
-    void finishRow(float* v, size_t vFloats, int roiW, const float* original, float* row,
-                   float* line, int w) const;
+    // The input pixels the two passes read to make area.
+    engine::IRect inputPixels(const engine::IRect& area) const;
+    void finishRow(float* v, size_t vFloats, int roiX, int roiW, const float* original, float* row,
+                   int x, int w) const;
     bool renderInBands(engine::PixelBuffer& dst, const engine::IRect& area,
                        const engine::RenderState& state) const;
-    void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
-                               int padH, size_t strideC, engine::PixelBuffer& dst) const;
+    void horizontalByTranspose(const float* src, size_t stride, int roiX, int roiW,
+                               const engine::IRect& area, int padH, size_t strideC,
+                               engine::PixelBuffer& dst) const;
 
     Kernel1D m_x, m_y;
     std::shared_ptr<const BlurFinish> m_finish;
