@@ -137,7 +137,7 @@ std::shared_ptr<const PixelBuffer> RenderCache::materialise(const Node& node, co
     // materialised meanwhile.
     std::call_once(entry->once, [&] {
         auto pixels = std::make_shared<PixelBuffer>(rect);
-        renderNode(node, *pixels, state);
+        renderUnheld(node, *pixels, state);
         entry->pixels = std::move(pixels);
     });
     return entry->pixels;

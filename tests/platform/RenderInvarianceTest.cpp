@@ -58,16 +58,25 @@ bool isImageInput(const QVariantMap& attributes, const QString& key) {
     return attributes.value(key).toMap().value(kCIAttributeClass).toString() == "CIImage";
 }
 
-// The filter with its defaults, every image input given a picture, then the
-// values given.
-CIImage output(const QString& name, const QVariantMap& values) {
+// The picture's edges carried on for ever.
+CIImage clamped(const CIImage& image) {
+    std::unique_ptr<CIFilter> f = CIFilter::filterWithName("CIAffineClamp");
+    f->setValueForKey(QVariant::fromValue(image), "inputImage");
+    return f->outputImage();
+}
+
+// The filter with its defaults, every image input given a picture (clamped:
+// of infinite extent), then the values given.
+CIImage output(const QString& name, const QVariantMap& values, bool clamp = false) {
     std::unique_ptr<CIFilter> f = CIFilter::filterWithName(name);
     if (!f) return {};
     const QVariantMap attributes = f->attributes();
     uint32_t seed = 1;
     for (const QString& key : f->inputKeys())
-        if (isImageInput(attributes, key))
-            f->setValueForKey(QVariant::fromValue(picture(seed++)), key);
+        if (isImageInput(attributes, key)) {
+            const CIImage p = picture(seed++);
+            f->setValueForKey(QVariant::fromValue(clamp ? clamped(p) : p), key);
+        }
     for (auto it = values.begin(); it != values.end(); ++it)
         f->setValueForKey(*it, it.key());
     return f->outputImage();
@@ -98,16 +107,17 @@ CIFloatBitmap render(const CIImage& image, const QRectF& rect, int tile, int thr
 }
 
 // Renders the image over a window around the pictures in one tile on one
-// thread, then in tiles of 64 and 7 on two threads, and parts of the window
+// thread, then in tiles of 64 and smallTile on two threads, and parts of the window
 // in tiles of 16 and 5, and requires the same bits everywhere.
-void checkInvariance(const CIImage& image) {
-    QRectF window(-13, -9, kW + 26, kH + 18);
+void checkInvariance(const CIImage& image, const QRectF& around = QRectF(-13, -9, kW + 26, kH + 18),
+                     int smallTile = 7) {
+    QRectF window = around;
     const QRectF extent = image.extent();
     if (!extent.isNull() && extent.width() < 1e6) window = window.intersected(extent);
     const QRectF pixels = window.toAlignedRect();
     if (pixels.isEmpty()) return;
     const CIFloatBitmap reference = render(image, pixels, 256, 1);
-    for (const int tile : {64, 7}) {
+    for (const int tile : {64, smallTile}) {
         SCOPED_TRACE(tile);
         const CIFloatBitmap tiled = render(image, pixels, tile, 2);
         ASSERT_TRUE(samePixels(reference, tiled, 0, 0));
@@ -189,6 +199,9 @@ TEST_F(RenderInvariance, WideBlursAndWarpsOverThePicture) {
         const CIImage image = output(c.name, c.values);
         ASSERT_FALSE(image.isNull());
         checkInvariance(image);
+        // Over clamped pictures and a window taller than the bands and
+        // segments the blurs work in.
+        checkInvariance(output(c.name, c.values, true), QRectF(-40, -150, 170, 420), 19);
     }
 }
 

@@ -23,8 +23,8 @@ int padPixels(int w) {
 // first pass's buffer stays bounded whatever the reach.
 constexpr int64_t kStripPixels = int64_t(1) << 20;
 
-// Banded rendering keeps a band's input rows and its vertical pass within
-// about this many bytes, so both stay in the core's cache.
+// Bands keep their input rows and their vertical pass within about this
+// many bytes, so both stay in the core's cache.
 constexpr size_t kBandBytes = size_t(768) << 10;
 
 }  // namespace
@@ -35,12 +35,13 @@ Rect grownExtent(const Rect& extent, double rx, double ry) {
 }
 
 SeparableBlurNode::SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
-                                     std::shared_ptr<const BlurFinish> finish)
+                                     std::shared_ptr<const BlurFinish> finish, int heldBlock)
     : Node({input}, finish ? input->extent()
                            : grownExtent(input->extent(), horizontal.reach, vertical.reach)),
       m_x(std::move(horizontal)),
       m_y(std::move(vertical)),
-      m_finish(std::move(finish)) {}
+      m_finish(std::move(finish)),
+      m_heldBlock(heldBlock) {}
 
 // The horizontal pass over rows of `src` (area.h rows of roiW pixels from
 // roiX, `stride` floats apart): transposed, run down the transposed rows,
@@ -86,72 +87,28 @@ Rect SeparableBlurNode::regionOfInterest(size_t, const Rect& output) const {
 }
 
 // Kernels that run along rows, with a reach small enough for a band of rows
-// to fit in cache, make the output in bands: the vertical pass of a band's
-// rows, then the row pass and the finish of each row, and the band's rows
-// handed on while they are still in cache. Bands start at multiples of the
-// band height in picture coordinates, a multiple of the vertical pass's
-// grid, so every band but the first starts a segment of running sums. An
-// input that reads single pixels (a picture, colour filters) is rendered
-// band by band too, into a window that keeps the rows the next band shares
-// with this one; other inputs, whose regions would grow with every split,
-// are rendered once, whole. Answers false, rendering nothing, where bands
-// do not fit.
-bool SeparableBlurNode::renderInBands(PixelBuffer& dst, const IRect& area,
-                                      const engine::RenderState& state) const {
+// and its margins to fit in cache, ask for their output in bands: the
+// vertical pass of a band's rows, then the row pass and the finish of each
+// row, and the band's rows written on while they are still in cache. The
+// band is a multiple of the vertical pass's grid, so every band but a
+// tile's first starts a segment of running sums. Only over inputs that read
+// single pixels (a picture, colour filters): other inputs' regions would
+// grow with every split. A node that holds its pixels renders whole blocks.
+engine::RenderRequest SeparableBlurNode::renderRequest(const IRect& output) const {
+    engine::RenderRequest request;
+    request.heldBlock = m_heldBlock;
+    if (m_heldBlock > 0 || !runsAlongRows(m_x) ||
+        !engine::graphReadsSinglePixels(*inputs().front()))
+        return request;
     const int ry = m_y.reach, grid = anchorGrid(m_y);
-    const IRect roi = inputPixels(area);
-    const int passW = padPixels(roi.w), padW = passW + 12;
-    // A row length of a multiple of 256 pixels (4 KiB) is widened so the
-    // rows a pass reads together do not share cache sets.
-    const int inW = passW % 256 == 0 ? passW + 4 : passW;
-    const size_t inStride = size_t(inW) * 4, strideB = size_t(padW) * 4 + 16;
-    const size_t rowBytes = (inStride + strideB) * sizeof(float);
-    const size_t marginBytes = size_t(2 * ry) * inStride * sizeof(float);
-    if (marginBytes + size_t(std::max(32, grid)) * rowBytes > kBandBytes) return false;
+    const IRect roi = inputPixels(output);
+    const int passW = padPixels(roi.w);
+    const size_t rowBytes = size_t(2 * passW + 16) * 4 * sizeof(float);
+    const size_t marginBytes = size_t(2 * ry) * size_t(passW) * 4 * sizeof(float);
+    if (marginBytes + size_t(std::max(32, grid)) * rowBytes > kBandBytes) return request;
     const int fit = int((kBandBytes - marginBytes) / rowBytes);
-    const int band = std::max(grid, fit / grid * grid);
-
-    const engine::Node& input = *inputs().front();
-    const bool stream = engine::graphReadsSinglePixels(input);
-    // stream: one band's input at a time (at most band + 2 ry rows), rows
-    // shared with the band before carried over. Otherwise the whole region,
-    // rendered once.
-    PooledBuffer in(IRect{roi.x, roi.y, inW, stream ? band + 2 * ry : roi.h});
-    if (!stream) {
-        engine::renderNode(input, *in, state);
-        if (state.cancelled()) return true;
-    }
-    int have0 = roi.y, have1 = stream ? roi.y : roi.top();  // input rows held
-    PooledBuffer vert(IRect{0, 0, padW + 4, band});
-    for (int b0 = area.y; b0 < area.top();) {
-        const int b1 = std::min(area.top(), engine::floorDiv(b0, band) * band + band);
-        const PassSpan need = passInput(m_y, b0, b1);
-        if (stream) {
-            const int carried = std::max(0, have1 - need.begin);
-            if (carried > 0)
-                std::memmove(in->data(), in->data() + size_t(need.begin - have0) * inStride,
-                             size_t(carried) * inStride * sizeof(float));
-            have0 = need.begin;
-            PixelBuffer fresh =
-                PixelBuffer::view(in->data() + size_t(carried) * inStride,
-                                  IRect{roi.x, need.begin + carried, inW, need.length() - carried});
-            engine::renderNode(input, fresh, state);
-            if (state.cancelled()) return true;
-            have1 = need.end;
-        }
-        const float* rows = in->data() + size_t(need.begin - have0) * inStride;
-        runPass(m_y, rows, inStride, need.begin, vert->data(), strideB, b0, b1 - b0, passW * 4);
-        for (int y = b0; y < b1; ++y)
-            finishRow(vert->data() + size_t(y - b0) * strideB, strideB, roi.x, roi.w,
-                      m_finish
-                          ? rows + size_t(y - need.begin) * inStride + size_t(area.x - roi.x) * 4
-                          : nullptr,
-                      dst.at(area.x, y), area.x, area.w);
-        if (area.x == dst.rect().x && area.w == dst.width()) state.rowsFinished(*this, dst, b0, b1);
-        b0 = b1;
-    }
-    dst.clearOutside(area);
-    return true;
+    request.bandRows = std::max(grid, fit / grid * grid);
+    return request;
 }
 
 // Vertical pass over the input's region of interest (in column strips), then
@@ -163,7 +120,6 @@ void SeparableBlurNode::render(PixelBuffer& dst, const engine::RenderState& stat
         dst.fillTransparent();
         return;
     }
-    if (runsAlongRows(m_x) && renderInBands(dst, area, state)) return;
     const IRect roi = inputPixels(area);
     const bool rows = runsAlongRows(m_x);
     // The vertical pass covers the region of interest in whole vectors;
