@@ -271,10 +271,14 @@ void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstS
     for (int r0 = 0; r0 < rows; r0 += kB)
         for (int c0 = 0; c0 < cols; c0 += kB) {
             const int r1 = std::min(rows, r0 + kB), c1 = std::min(cols, c0 + kB);
-            for (int r = r0; r < r1; ++r)
-                for (int c = c0; c < c1; ++c)
-                    std::memcpy(dst + size_t(c) * dstStride + size_t(r) * 4,
-                                src + size_t(r) * srcStride + size_t(c) * 4, 4 * sizeof(float));
+            // Each destination row's part is written in one run, so its
+            // cache lines fill whole; the reads gather down the columns.
+            for (int c = c0; c < c1; ++c) {
+                float* d = dst + size_t(c) * dstStride;
+                for (int r = r0; r < r1; ++r)
+                    std::memcpy(d + size_t(r) * 4, src + size_t(r) * srcStride + size_t(c) * 4,
+                                4 * sizeof(float));
+            }
         }
 }
 
