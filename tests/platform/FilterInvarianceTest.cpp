@@ -143,12 +143,12 @@ void checkInvariance(const CIImage& image, const QRectF& around = QRectF(-13, -9
     }
 }
 
-class RenderInvariance : public ::testing::Test {
+class FilterInvariance : public ::testing::Test {
 protected:
     static void SetUpTestSuite() { initializePlatform(); }
 };
 
-TEST_F(RenderInvariance, EveryFilterGivesTheSamePixelsForAnyTilesPartsAndThreads) {
+TEST_F(FilterInvariance, EveryFilterGivesTheSamePixelsForAnyTilesPartsAndThreads) {
     const QStringList names = CIFilter::filterNamesInCategories({});
     ASSERT_GT(names.size(), 100);
     for (const QString& name : names) {
@@ -159,7 +159,7 @@ TEST_F(RenderInvariance, EveryFilterGivesTheSamePixelsForAnyTilesPartsAndThreads
     }
 }
 
-TEST_F(RenderInvariance, WideBlursAndWarpsOverThePicture) {
+TEST_F(FilterInvariance, WideBlursAndWarpsOverThePicture) {
     // Parameters that reach the recursive and reduced blurs, running sums
     // wider than a tile, and warps centred on the picture.
     const QVariant centre = QVariant::fromValue(CIVector{kW / 2.0, kH / 2.0});
