@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstring>
 
 namespace cif::engine {
 
 Rect Node::regionOfInterest(size_t, const Rect& output) const {
     return output;
+}
+
+RenderRequest Node::renderRequest(const IRect&) const {
+    return {};
 }
 
 IRect Node::inputRegion(size_t index, const IRect& output) const {
@@ -72,6 +77,51 @@ bool graphReadsSinglePixels(const Node& node) {
     return true;
 }
 
+void renderUnheld(const Node& node, PixelBuffer& dst, const RenderState& state) {
+    const IRect out = dst.rect();
+    const int band = node.renderRequest(out).bandRows;
+    if (band <= 0 || out.h <= band) {
+        node.render(dst, state);
+        state.rowsFinished(node, dst, out.y, out.top());
+        return;
+    }
+    for (int y0 = out.y; y0 < out.top() && !state.cancelled();) {
+        const int y1 = std::min(out.top(), floorDiv(y0, band) * band + band);
+        PixelBuffer rows = PixelBuffer::view(dst.row(y0), IRect{out.x, y0, out.w, y1 - y0});
+        node.render(rows, state);
+        state.rowsFinished(node, dst, y0, y1);
+        y0 = y1;
+    }
+}
+
+namespace {
+
+// Copies dst's pixels from the node's held blocks, made on first use;
+// false (nothing done) where the node cannot be held in this render.
+bool renderHeld(const Node& node, int side, PixelBuffer& dst, const RenderState& state) {
+    const Rect& e = node.extent();
+    if (!state.cache || e.isInfinite()) return false;
+    const IRect have = coveringPixels(e);
+    if (have.area() > kMaxHeldPixels) return false;
+    const IRect want = dst.rect().intersected(have);
+    for (int by = floorDiv(want.y, side); by <= floorDiv(want.top() - 1, side); ++by)
+        for (int bx = floorDiv(want.x, side); bx <= floorDiv(want.right() - 1, side); ++bx) {
+            const IRect block = IRect{bx * side, by * side, side, side}.intersected(have);
+            const IRect part = block.intersected(want);
+            if (part.isEmpty()) continue;
+            const std::shared_ptr<const PixelBuffer> pixels =
+                state.cache->materialise(node, block, state);
+            if (state.cancelled()) return true;
+            for (int y = part.y; y < part.top(); ++y)
+                std::memcpy(dst.at(part.x, y), pixels->at(part.x, y),
+                            size_t(part.w) * 4 * sizeof(float));
+        }
+    dst.clearOutside(want);
+    return true;
+}
+
+}  // namespace
+
 void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state) {
     if (dst.rect().isEmpty()) return;
     if (dst.rect().intersected(coveringPixels(node.extent())).isEmpty()) {
@@ -79,7 +129,9 @@ void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state) {
         return;
     }
     if (!node.asPointNode()) {
-        node.render(dst, state);
+        const int held = node.renderRequest(dst.rect()).heldBlock;
+        if (held > 0 && renderHeld(node, held, dst, state)) return;
+        renderUnheld(node, dst, state);
         return;
     }
     // Collect the chain of point nodes down to the first node of another kind.

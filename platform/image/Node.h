@@ -68,6 +68,27 @@ struct RenderState {
 class PointNode;
 class BinaryPointNode;
 
+// How a node asks the renderer to hand it work. Nodes never split their
+// output, hold pixels across tiles or hand rows over themselves: they state
+// a request and the renderer (renderNode) does it, the same way for every
+// tile, so the pixels never depend on it.
+struct RenderRequest {
+    // Rows per call: the output is rendered in bands of at most this many
+    // rows, starting at multiples of it in picture coordinates, and the
+    // render's top node has each band written out as soon as it is made
+    // (while it is still in cache). 0: the whole output in one call.
+    int bandRows = 0;
+    // Side of the square blocks, on a grid of multiples of it in picture
+    // coordinates, in which the node's pixels are made once per render and
+    // shared by every tile that needs them (the node's extent must be
+    // finite). Holding is skipped outside the tiled renderer and past
+    // kMaxHeldPixels. 0: never held.
+    int heldBlock = 0;
+};
+
+// The most pixels of one node held in blocks during a render (128 MiB).
+inline constexpr int64_t kMaxHeldPixels = int64_t(8) << 20;
+
 class Node {
 public:
     virtual ~Node() = default;
@@ -89,6 +110,10 @@ public:
 
     // Short name for diagnostics and graph dumps.
     virtual const char* kind() const = 0;
+
+    // How this node wants its output rectangle `output` handed to render();
+    // by default in one call, not held.
+    virtual RenderRequest renderRequest(const IRect& output) const;
 
     virtual const PointNode* asPointNode() const { return nullptr; }
 
@@ -174,6 +199,11 @@ bool graphReadsSinglePixels(const Node& node);
 
 // Renders `node` into every pixel of dst. Chains of point nodes are evaluated
 // row by row over one buffer, so no intermediate image is materialised.
+// Other nodes get their output as their renderRequest() asks.
 void renderNode(const Node& node, PixelBuffer& dst, const RenderState& state);
+
+// Renders a node that is not a point node into dst in the bands it asks for,
+// never from held blocks: how the held blocks themselves are made.
+void renderUnheld(const Node& node, PixelBuffer& dst, const RenderState& state);
 
 }  // namespace cif::engine

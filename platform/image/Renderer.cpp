@@ -59,8 +59,14 @@ template <typename WriteRows>
 RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOptions& options,
                          WriteRows&& write) {
     if (rect.isEmpty()) return RenderResult::Done;
-    const int ts = std::max(1, options.tileSize);
-    const int cols = (rect.w + ts - 1) / ts, rows = (rect.h + ts - 1) / ts;
+    // Tiles lie on a grid of multiples of the tile size in picture
+    // coordinates, whatever the rectangle: nodes that anchor work to a grid
+    // of their own (running sums, recursions, held blocks) then see the same
+    // tile boundaries in every render.
+    const int ts = std::clamp(options.tileSize, 1, kMaxTileSize);
+    const int tx0 = floorDiv(rect.x, ts), ty0 = floorDiv(rect.y, ts);
+    const int cols = floorDiv(rect.right() - 1, ts) - tx0 + 1,
+              rows = floorDiv(rect.top() - 1, ts) - ty0 + 1;
     const int64_t count = int64_t(cols) * rows;
     RenderCache cache;
     const RenderState state{options.space, options.cancel, options.externalCancel, &cache};
@@ -76,7 +82,7 @@ RenderResult renderTiles(const Node& node, const IRect& rect, const RenderOption
     auto renderOne = [&](int64_t index) {
         if (state.cancelled()) return;
         const int tx = int(index % cols), ty = int(index / cols);
-        const IRect tile = IRect{rect.x + tx * ts, rect.y + ty * ts, ts, ts}.intersected(rect);
+        const IRect tile = IRect{(tx0 + tx) * ts, (ty0 + ty) * ts, ts, ts}.intersected(rect);
         for (int y = tile.y; y < tile.top(); y += stripRows) {
             const IRect strip{tile.x, y, tile.w, std::min(stripRows, tile.top() - y)};
             PooledBuffer buffer(strip);
@@ -131,7 +137,7 @@ std::shared_ptr<const PixelBuffer> RenderCache::materialise(const Node& node, co
     // materialised meanwhile.
     std::call_once(entry->once, [&] {
         auto pixels = std::make_shared<PixelBuffer>(rect);
-        renderNode(node, *pixels, state);
+        renderUnheld(node, *pixels, state);
         entry->pixels = std::move(pixels);
     });
     return entry->pixels;

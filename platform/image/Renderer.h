@@ -1,8 +1,10 @@
 #pragma once
 // The tiled renderer: splits an output rectangle into tiles, pulls each tile
 // through the recipe graph on the worker threads and writes the result into
-// the caller's memory. Output is bit-identical for any tile size and thread
-// count because every node computes each pixel from absolute coordinates.
+// the caller's memory. Output is bit-identical for any tile size, output
+// rectangle and thread count because every node computes each pixel from
+// absolute coordinates (work that runs along a row or column, such as
+// running sums, restarts on a grid of its own in picture coordinates).
 
 #include <atomic>
 #include <cstdint>
@@ -12,10 +14,15 @@
 
 namespace cif::engine {
 
+inline constexpr int kMaxTileSize = 1 << 16;
+
 struct RenderOptions {
     WorkingSpace space = WorkingSpace::LinearSRGB;
-    int tileSize = 256;  // tiles are tileSize x tileSize pixels (at least 1)
-    int threads = 0;     // 0: all cores
+    // Tiles are tileSize x tileSize pixels (1 to kMaxTileSize), on a grid of
+    // multiples of tileSize in picture coordinates; tiles at the rectangle's
+    // edges are cut to it.
+    int tileSize = 256;
+    int threads = 0;  // 0: all cores
     // Set from any thread to stop the render; tiles not yet started are skipped.
     const std::atomic<bool>* cancel = nullptr;
     const std::atomic<bool>* externalCancel = nullptr;  // a second flag, owned by the caller

@@ -53,20 +53,47 @@ Kernel1D gaussianKernel(double sigma);
 // The mean over 2 * radius + 1 pixels (running sums).
 Kernel1D boxKernel(int radius);
 
-// out row j = kernel applied to in rows j .. j + 2 * reach (centre at
-// j + reach), for outRows rows; in holds outRows + 2 * reach rows.
-void runPass(const Kernel1D& k, const float* in, size_t inStride, float* out, size_t outStride,
-             int outRows, int width);
+// Positions are absolute picture coordinates along the pass's direction
+// (rows for the vertical passes, pixels for the row passes). Running sums
+// and recursions restart at every multiple of anchorGrid(k) and run forwards
+// from there, so every output depends only on its own position, never on
+// where a tile or band begins: any split of the output gives the same bits.
+// Sampled kernels need no grid (1).
+int anchorGrid(const Kernel1D& k);
+
+// The input positions [begin, end) a pass reads to make outputs
+// first <= p < last: the reach on each side, widened to the grid.
+struct PassSpan {
+    int begin = 0, end = 0;
+    int length() const { return end - begin; }
+};
+PassSpan passInput(const Kernel1D& k, int first, int last);
+
+// Vertical pass: out row j = output position first + j, for outRows rows;
+// in row i holds input position inFirst + i, and in covers
+// passInput(k, first, first + outRows). Rows hold `width` floats, a multiple
+// of kBlockAlign, each float filtered independently.
+void runPass(const Kernel1D& k, const float* in, size_t inStride, int inFirst, float* out,
+             size_t outStride, int first, int outRows, int width);
+void runPassScalar(const Kernel1D& k, const float* in, size_t inStride, int inFirst, float* out,
+                   size_t outStride, int first, int outRows, int width);
 
 // True when the kernel can run along rows directly (no transpose needed).
 inline bool runsAlongRows(const Kernel1D& k) {
     return k.kind != Kernel1D::Kind::Recursive;
 }
 
-// Along one row: out pixel x = kernel applied to in pixels x .. x + 2 * reach.
-// out must have room for outPixels rounded up to 8, and in must be readable
-// 8 pixels beyond the last one the kernel reads.
-void runRowPass(const Kernel1D& k, const float* in, float* out, int outPixels);
+// Pixels a row pass may read past passInput(...).end (whole vectors); they
+// must be readable and are ignored.
+inline constexpr int kRowPassSlack = 4;
+
+// Along one row of pixels: out pixel i = output position first + i, for n
+// pixels; in pixel i holds position inFirst + i and in covers
+// passInput(k, first, first + n) plus kRowPassSlack pixels. Exactly n pixels
+// are written.
+void runRowPass(const Kernel1D& k, const float* in, int inFirst, float* out, int first, int n);
+void runRowPassScalar(const Kernel1D& k, const float* in, int inFirst, float* out, int first,
+                      int n);
 
 // dst[x][y] = src[y][x] for whole pixels (4 floats): src has `rows` rows of
 // `cols` pixels, dst has `cols` rows of `rows` pixels.
@@ -75,14 +102,27 @@ void transposePixels(const float* src, size_t srcStride, float* dst, size_t dstS
 
 // out = a + (b - a) * t over n floats (a flat input stays exactly flat).
 void blendRows(const float* a, const float* b, float t, float* out, int n);
+void blendRowsScalar(const float* a, const float* b, float t, float* out, int n);
 // Unsharp masking of n pixels in place: colour channels become
 // original + k * (original - blurred), alpha the original's.
 void unsharpPixels(const float* original, float* blurred, float k, int n);
+void unsharpPixelsScalar(const float* original, float* blurred, float k, int n);
 // acc += in over n floats.
 void addRow(const float* in, float* acc, int n);
+void addRowScalar(const float* in, float* acc, int n);
+
+// Sums of weights that should be exactly 1 come out a few ulps (or, for the
+// recursive Gaussian, up to 2e-4) short; alpha that close to 1 is 1, so
+// opaque pictures stay opaque (and encode on the fast path).
+inline constexpr float kNearlyOne = 1.0f - 1.0f / 2048;
 
 // Sets alpha within 1/2048 below 1 to exactly 1 in n pixels: the rounding
 // (and, for the recursive Gaussian, the ripple) of weights that sum to 1.
 void snapOpaque(float* px, int n);
+void snapOpaqueScalar(float* px, int n);
+
+// The scalar twins above are the definition: the vector versions (Highway,
+// chosen at run time) give the same bits on every target, because both
+// round every product and sum separately, in the same order.
 
 }  // namespace cif::builtins::blur

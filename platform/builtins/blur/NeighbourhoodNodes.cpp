@@ -52,31 +52,57 @@ DiscBlurNode::DiscBlurNode(engine::NodePtr input, double radius)
       m_reach(int(std::floor(radius))) {
     for (int dy = -m_reach; dy <= m_reach; ++dy)
         m_halfWidth.push_back(int(std::floor(std::sqrt(std::max(0.0, radius * radius - dy * dy)))));
+    // Segments at least as long as a disc row, so a row crosses at most one
+    // segment boundary.
+    m_gridShift = 6;
+    while ((1 << m_gridShift) < 2 * m_reach + 2)
+        ++m_gridShift;
+}
+
+// Input pixels for the output pixels `area`: the reach around them, and
+// leftwards to the start of the prefix segment the leftmost disc row begins in.
+IRect DiscBlurNode::inputPixels(const IRect& area) const {
+    const int r = m_reach;
+    const int x0 = ((area.x - r) >> m_gridShift) << m_gridShift;
+    return {x0, area.y - r, area.right() + r - x0, area.h + 2 * r};
 }
 
 Rect DiscBlurNode::regionOfInterest(size_t, const Rect& output) const {
-    return output.inset(-m_reach, -m_reach);
+    if (output.isEmpty() || output.isInfinite()) return output.inset(-m_reach, -m_reach);
+    return inputPixels(engine::coveringPixels(output)).toRect();
 }
 
-// Each input row gets a running (prefix) sum; one disc row is then the
-// difference of two prefix values, so a pixel costs 2 * reach + 1 of them.
+// Each input row gets running (prefix) sums that restart at every multiple
+// of the segment length in picture coordinates, so they do not depend on
+// where the tile starts; one disc row is the difference of two prefix values
+// (the end of a segment's total where the row crosses into the next), so a
+// pixel costs 2 * reach + 1 of them.
 void DiscBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) const {
     const IRect area = outputArea(*this, dst);
     if (area.isEmpty()) return;
-    const int r = m_reach;
-    const IRect roi = grow(area, r, r);
+    const int r = m_reach, shift = m_gridShift, grid = 1 << shift;
+    const IRect roi = inputPixels(area);
     PooledBuffer in(roi);
     engine::renderNode(*inputs().front(), *in, state);
-    // prefix row: roi.w + 1 pixels, prefix[i] = sum of the first i pixels.
+    if (state.cancelled()) return;
+    // prefix row: roi.w + 1 pixels, prefix[i] = sum of the pixels from the
+    // start of position roi.x + i's segment up to it; totals[k]: the whole
+    // of segment k (from roi.x, which starts one).
+    const int segments = (roi.w + grid) >> shift;
     PooledBuffer prefix(IRect{0, 0, roi.w + 1, roi.h});
+    PooledBuffer totals(IRect{0, 0, segments + 1, roi.h});
     for (int j = 0; j < roi.h; ++j) {
         const float* s = in->row(roi.y + j);
         float* p = prefix->row(j);
+        float* t = totals->row(j);
         Pixel4 acc{};
-        storePixel(p, acc);
-        for (int i = 0; i < roi.w; ++i) {
-            acc += loadPixel(s + 4 * i);
-            storePixel(p + 4 * (i + 1), acc);
+        for (int i = 0; i <= roi.w; ++i) {
+            if (i > 0 && (i & (grid - 1)) == 0) {
+                storePixel(t + 4 * ((i >> shift) - 1), acc);
+                acc = Pixel4{};
+            }
+            storePixel(p + 4 * i, acc);
+            if (i < roi.w) acc += loadPixel(s + 4 * i);
         }
     }
     int count = 0;
@@ -89,11 +115,16 @@ void DiscBlurNode::render(PixelBuffer& dst, const engine::RenderState& state) co
         for (int dy = -r; dy <= r; ++dy) {
             const int hw = m_halfWidth[size_t(dy + r)];
             const float* p = prefix->row(y + dy - roi.y);
-            // Output x reads prefix[x - roi.x + r + hw + 1] - prefix[x - roi.x + r - hw].
-            const float* hi = p + 4 * (r + hw + 1);
-            const float* lo = p + 4 * (r - hw);
-            for (int i = 0; i < 4 * area.w; ++i)
-                o[i] += hi[i] - lo[i];
+            const float* t = totals->row(y + dy - roi.y);
+            // Output x sums input [x - hw, x + hw]: prefix indexes lo and hi.
+            for (int i = 0; i < area.w; ++i) {
+                const int lo = area.x + i - hw - roi.x, hi = area.x + i + hw + 1 - roi.x;
+                const Pixel4 plo = loadPixel(p + 4 * lo), phi = loadPixel(p + 4 * hi);
+                const Pixel4 sum = (lo >> shift) == (hi >> shift)
+                                       ? phi - plo
+                                       : (loadPixel(t + 4 * (lo >> shift)) - plo) + phi;
+                storePixel(o + 4 * i, loadPixel(o + 4 * i) + sum);
+            }
         }
         for (int i = 0; i < 4 * area.w; ++i)
             o[i] *= scale;

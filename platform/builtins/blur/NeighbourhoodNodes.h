@@ -20,8 +20,11 @@ public:
     const char* kind() const override { return "disc-blur"; }
 
 private:
+    engine::IRect inputPixels(const engine::IRect& area) const;
+
     int m_reach;
     std::vector<int> m_halfWidth;  // per row offset -reach .. reach
+    int m_gridShift;               // prefix sums restart every 2^m_gridShift pixels
 };
 
 // Mean of the input along a segment of length 2 * radius centred on the

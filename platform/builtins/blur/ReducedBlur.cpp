@@ -65,56 +65,29 @@ engine::NodePtr reducedGaussian(engine::NodePtr input, double sigma) {
     // another thread is making (measured: 256-pixel blocks made two threads
     // barely faster than one).
     const int side = std::max(16, 128 / f);
-    auto reduced =
-        std::make_shared<BlockCacheNode>(std::make_shared<BoxReduceNode>(input, f), side, side);
-    // The blurred level is not held: each tile's part of it is as large as
-    // a block would be, so holding it would save nothing.
-    auto blurred = std::make_shared<SeparableBlurNode>(std::move(reduced), k, k);
+    auto reduced = std::make_shared<BoxReduceNode>(input, f, side);
+    // The blurred level is held in blocks of the recursion's grid: a tile's
+    // part of it rarely starts on the grid, and without the blocks the
+    // recursion would run over whole grid segments around it for every
+    // tile (measured: twice the time of the whole blur).
+    const int grid = anchorGrid(k);
+    auto blurred =
+        std::make_shared<SeparableBlurNode>(std::move(reduced), k, k, nullptr, grid > 1 ? grid : 0);
     // The direct recursive blur reaches 4 sigma; the extent is the same.
     const double reach = std::ceil(4.0 * sigma);
     const Rect extent = grownExtent(input->extent(), reach, reach);
     return std::make_shared<BilinearEnlargeNode>(std::move(blurred), f, extent);
 }
 
-// ---------------------------------------------------------------- held blocks
-
-BlockCacheNode::BlockCacheNode(engine::NodePtr input, int blockW, int blockH)
-    : Node({input}, input->extent()), m_blockW(blockW), m_blockH(blockH) {}
-
-void BlockCacheNode::render(PixelBuffer& dst, const engine::RenderState& state) const {
-    const Node& input = *inputs().front();
-    const Rect& e = input.extent();
-    const IRect have = e.isInfinite() ? IRect{} : engine::coveringPixels(e);
-    if (!state.cache || e.isInfinite() || have.area() > kMaxHeldPixels) {
-        engine::renderNode(input, dst, state);
-        return;
-    }
-    const IRect want = dst.rect().intersected(have);
-    if (want.isEmpty()) {
-        dst.fillTransparent();
-        return;
-    }
-    for (int by = floorDiv(want.y, m_blockH); by <= floorDiv(want.top() - 1, m_blockH); ++by)
-        for (int bx = floorDiv(want.x, m_blockW); bx <= floorDiv(want.right() - 1, m_blockW);
-             ++bx) {
-            const IRect block =
-                IRect{bx * m_blockW, by * m_blockH, m_blockW, m_blockH}.intersected(have);
-            const IRect part = block.intersected(want);
-            if (part.isEmpty()) continue;
-            const std::shared_ptr<const PixelBuffer> pixels =
-                state.cache->materialise(input, block, state);
-            if (state.cancelled()) return;
-            for (int y = part.y; y < part.top(); ++y)
-                std::memcpy(dst.at(part.x, y), pixels->at(part.x, y),
-                            size_t(part.w) * 4 * sizeof(float));
-        }
-    dst.clearOutside(want);
-}
-
 // ---------------------------------------------------------------- reduction
 
-BoxReduceNode::BoxReduceNode(engine::NodePtr input, int factor)
-    : Node({input}, reducedExtent(input->extent(), factor)), m_f(factor) {}
+// The input is taken in bands of about 64 full-size rows, which stay in cache.
+engine::RenderRequest BoxReduceNode::renderRequest(const IRect&) const {
+    return {std::max(1, 64 / m_f), m_heldBlock};
+}
+
+BoxReduceNode::BoxReduceNode(engine::NodePtr input, int factor, int heldBlock)
+    : Node({input}, reducedExtent(input->extent(), factor)), m_f(factor), m_heldBlock(heldBlock) {}
 
 Rect BoxReduceNode::regionOfInterest(size_t, const Rect& output) const {
     if (output.isInfinite() || output.isEmpty()) return output;
@@ -130,29 +103,24 @@ void BoxReduceNode::render(PixelBuffer& dst, const engine::RenderState& state) c
     }
     const int f = m_f;
     const Pixel4 scale = engine::splat(1.0f / float(f * f));
-    // The input is rendered in bands of about 64 full-size rows.
-    const int bandRows = std::max(1, 64 / f);
     const size_t rowFloats = size_t(area.w) * size_t(f) * 4;
     std::vector<float> sum(rowFloats);
-    for (int y0 = area.y; y0 < area.top(); y0 += bandRows) {
-        const int rows = std::min(bandRows, area.top() - y0);
-        PooledBuffer in(IRect{area.x * f, y0 * f, area.w * f, rows * f});
-        engine::renderNode(*inputs().front(), *in, state);
-        if (state.cancelled()) return;
-        for (int j = y0; j < y0 + rows; ++j) {
-            // The f rows added down, then each run of f pixels across.
-            const float* first = in->row(j * f);
-            std::copy(first, first + rowFloats, sum.begin());
+    PooledBuffer in(IRect{area.x * f, area.y * f, area.w * f, area.h * f});
+    engine::renderNode(*inputs().front(), *in, state);
+    if (state.cancelled()) return;
+    for (int j = area.y; j < area.top(); ++j) {
+        // The f rows added down, then each run of f pixels across.
+        const float* first = in->row(j * f);
+        std::copy(first, first + rowFloats, sum.begin());
+        for (int k = 1; k < f; ++k)
+            addRow(in->row(j * f + k), sum.data(), int(rowFloats));
+        float* out = dst.at(area.x, j);
+        const float* s = sum.data();
+        for (int i = 0; i < area.w; ++i, s += 4 * f) {
+            Pixel4 p = loadPixel(s);
             for (int k = 1; k < f; ++k)
-                addRow(in->row(j * f + k), sum.data(), int(rowFloats));
-            float* out = dst.at(area.x, j);
-            const float* s = sum.data();
-            for (int i = 0; i < area.w; ++i, s += 4 * f) {
-                Pixel4 p = loadPixel(s);
-                for (int k = 1; k < f; ++k)
-                    p += loadPixel(s + 4 * k);
-                storePixel(out + 4 * i, p * scale);
-            }
+                p += loadPixel(s + 4 * k);
+            storePixel(out + 4 * i, p * scale);
         }
     }
     dst.clearOutside(area);

@@ -27,37 +27,20 @@ int gaussianReduction(double sigma);
 // by 3.5 sigma, as the direct blur's.
 engine::NodePtr reducedGaussian(engine::NodePtr input, double sigma);
 
-// Renders its input once per render in blocks aligned on absolute
-// coordinates, shared by all tiles that need them (through the render's
-// cache). Holds at most kMaxHeldPixels of the input; beyond that, for an
-// infinite input, or outside the tiled renderer, it renders the input
-// straight into each tile.
-class BlockCacheNode final : public engine::Node {
-public:
-    BlockCacheNode(engine::NodePtr input, int blockW, int blockH);
-    void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
-    const char* kind() const override { return "block-cache"; }
-
-    // 128 MiB of float pixels: the reduced picture of up to 8192 x 4096
-    // pixels at the smallest reduction.
-    static constexpr int64_t kMaxHeldPixels = int64_t(8) << 20;
-
-private:
-    int m_blockW, m_blockH;
-};
-
 // The mean of each f x f block of the input: pixel (i, j) of this node is
 // the average of input pixels [f i, f i + f) x [f j, f j + f), transparent
 // pixels outside the input counting as zero.
+// Held by the renderer in blocks of heldBlock pixels (0: not held).
 class BoxReduceNode final : public engine::Node {
 public:
-    BoxReduceNode(engine::NodePtr input, int factor);
+    BoxReduceNode(engine::NodePtr input, int factor, int heldBlock = 0);
     engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
     void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
+    engine::RenderRequest renderRequest(const engine::IRect& output) const override;
     const char* kind() const override { return "box-reduce"; }
 
 private:
-    int m_f;
+    int m_f, m_heldBlock;
 };
 
 // The input enlarged f times by bilinear interpolation: output pixel x reads

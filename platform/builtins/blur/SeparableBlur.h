@@ -23,23 +23,28 @@ public:
 // case it is the input's (sharpening changes pixels, not coverage).
 class SeparableBlurNode final : public engine::Node {
 public:
+    // heldBlock: the side of the blocks in which the renderer holds the
+    // blur's pixels for the whole render (0: not held).
     SeparableBlurNode(engine::NodePtr input, Kernel1D horizontal, Kernel1D vertical,
-                      std::shared_ptr<const BlurFinish> finish = nullptr);
+                      std::shared_ptr<const BlurFinish> finish = nullptr, int heldBlock = 0);
 
     engine::Rect regionOfInterest(size_t index, const engine::Rect& output) const override;
     void render(engine::PixelBuffer& dst, const engine::RenderState& state) const override;
+    engine::RenderRequest renderRequest(const engine::IRect& output) const override;
     const char* kind() const override { return "separable-blur"; }
 
 private:
-    void finishRow(float* v, size_t vFloats, int roiW, const float* original, float* row,
-                   float* line, int w) const;
-    bool renderInBands(engine::PixelBuffer& dst, const engine::IRect& area,
-                       const engine::RenderState& state) const;
-    void horizontalByTranspose(const float* src, size_t stride, int roiW, const engine::IRect& area,
-                               int padH, size_t strideC, engine::PixelBuffer& dst) const;
+    // The input pixels the two passes read to make area.
+    engine::IRect inputPixels(const engine::IRect& area) const;
+    void finishRow(float* v, size_t vFloats, int roiX, int roiW, const float* original, float* row,
+                   int x, int w) const;
+    void horizontalByTranspose(const float* src, size_t stride, int roiX, int roiW,
+                               const engine::IRect& area, int padH, size_t strideC,
+                               engine::PixelBuffer& dst) const;
 
     Kernel1D m_x, m_y;
     std::shared_ptr<const BlurFinish> m_finish;
+    int m_heldBlock;
 };
 
 // The extent of input grown by rx, ry on each side (infinite stays infinite).

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "platform/builtins/BuiltinFilter.h"
-#include "platform/builtins/geometry/PerspectiveWarp.h"
+#include "platform/builtins/geometry/ProjectiveWarp.h"
 #include "platform/builtins/geometry/ScaleNode.h"
 
 namespace cif::builtins {
@@ -52,7 +52,7 @@ CIImage perspectiveTransform(const CIFilter& f) {
     const CIVector bl = f.vectorForKey("inputBottomLeft"), br = f.vectorForKey("inputBottomRight");
     const CIVector tr = f.vectorForKey("inputTopRight"), tl = f.vectorForKey("inputTopLeft");
     const Quad q{{bl.X(), bl.Y()}, {br.X(), br.Y()}, {tr.X(), tr.Y()}, {tl.X(), tl.Y()}};
-    const auto node = PerspectiveWarp::make(in.node(), in.node()->extent(), q, false);
+    const auto node = ProjectiveWarp::fromQuad(in.node(), in.node()->extent(), q, false);
     return node ? CIImage::imageWithNode(node) : in;
 }
 

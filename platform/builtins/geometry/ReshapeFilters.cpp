@@ -8,8 +8,7 @@
 #include <cmath>
 
 #include "platform/builtins/BuiltinFilter.h"
-#include "platform/builtins/geometry/HomographyWarp.h"
-#include "platform/builtins/geometry/PerspectiveWarp.h"
+#include "platform/builtins/geometry/ProjectiveWarp.h"
 #include "platform/builtins/geometry/ReshapeWarps.h"
 #include "platform/builtins/geometry/ScaleNode.h"
 #include "platform/image/Nodes.h"
@@ -102,7 +101,7 @@ bool mappedBox(const double m[9], const Rect& r, Rect& out) {
 }
 
 CIImage homography(const CIImage& in, const Rect& extent, const double outputToSource[9]) {
-    const auto node = HomographyWarp::make(in.node(), extent, outputToSource);
+    const auto node = ProjectiveWarp::fromMatrix(in.node(), extent, outputToSource);
     return node ? CIImage::imageWithNode(node) : in;
 }
 
@@ -240,7 +239,7 @@ CIImage perspectiveTransformWithExtent(const CIFilter& f) {
     Rect reference;
     if (!cornersOf(f, c) || !rectangle(f, "inputExtent", reference)) return in;
     const Quad quad{{c.p[0], c.p[1]}, {c.p[2], c.p[3]}, {c.p[4], c.p[5]}, {c.p[6], c.p[7]}};
-    const auto node = PerspectiveWarp::make(in.node(), reference, quad, false);
+    const auto node = ProjectiveWarp::fromQuad(in.node(), reference, quad, false);
     return node ? CIImage::imageWithNode(node) : in;
 }
 

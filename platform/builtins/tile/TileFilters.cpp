@@ -16,7 +16,7 @@
 #include "platform/builtins/BuiltinFilter.h"
 #include "platform/builtins/distortion/WarpMath.h"
 #include "platform/builtins/distortion/WarpNode.h"
-#include "platform/builtins/geometry/PerspectiveWarp.h"
+#include "platform/builtins/geometry/ProjectiveWarp.h"
 
 namespace cif::builtins {
 
@@ -515,7 +515,7 @@ CIImage perspectiveTile(const CIFilter& f) {
     const CIVector bl = f.vectorForKey("inputBottomLeft"), br = f.vectorForKey("inputBottomRight");
     const CIVector tr = f.vectorForKey("inputTopRight"), tl = f.vectorForKey("inputTopLeft");
     const Quad q{{bl.X(), bl.Y()}, {br.X(), br.Y()}, {tr.X(), tr.Y()}, {tl.X(), tl.Y()}};
-    const auto node = PerspectiveWarp::make(in.node(), in.node()->extent(), q, true);
+    const auto node = ProjectiveWarp::fromQuad(in.node(), in.node()->extent(), q, true);
     return node ? CIImage::imageWithNode(node) : in;
 }
 

@@ -1,4 +1,4 @@
-#include "platform/builtins/geometry/PerspectiveWarp.h"
+#include "platform/builtins/geometry/ProjectiveWarp.h"
 
 #include <algorithm>
 #include <cmath>
@@ -37,11 +37,59 @@ bool convexQuad(const Quad& q) {
     return true;
 }
 
-// The matrix carrying (u, v, 1) of the unit square to homogeneous points of
-// the quadrilateral: bl at (0, 0), br at (1, 0), tr at (1, 1), tl at (0, 1).
-void squareToQuad(const Quad& q, double m[9]) {
-    const double x0 = q.bl[0], y0 = q.bl[1], x1 = q.br[0], y1 = q.br[1];
-    const double x2 = q.tr[0], y2 = q.tr[1], x3 = q.tl[0], y3 = q.tl[1];
+void adjugate3(const double m[9], double r[9]) {
+    r[0] = m[4] * m[8] - m[5] * m[7];
+    r[1] = m[2] * m[7] - m[1] * m[8];
+    r[2] = m[1] * m[5] - m[2] * m[4];
+    r[3] = m[5] * m[6] - m[3] * m[8];
+    r[4] = m[0] * m[8] - m[2] * m[6];
+    r[5] = m[2] * m[3] - m[0] * m[5];
+    r[6] = m[3] * m[7] - m[4] * m[6];
+    r[7] = m[1] * m[6] - m[0] * m[7];
+    r[8] = m[0] * m[4] - m[1] * m[3];
+}
+
+// m with its translation column taken relative to (ox, oy): the same map of
+// points given relative to that origin.
+void relativeTo(const double m[9], double ox, double oy, double rel[9]) {
+    for (int r = 0; r < 3; ++r) {
+        rel[3 * r] = m[3 * r];
+        rel[3 * r + 1] = m[3 * r + 1];
+        rel[3 * r + 2] = m[3 * r] * ox + m[3 * r + 1] * oy + m[3 * r + 2];
+    }
+}
+
+}  // namespace
+
+void multiply3(const double a[9], const double b[9], double out[9]) {
+    double r[9];
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            r[3 * i + j] = a[3 * i] * b[j] + a[3 * i + 1] * b[3 + j] + a[3 * i + 2] * b[6 + j];
+    std::copy(r, r + 9, out);
+}
+
+bool invert3(const double m[9], double out[9]) {
+    double r[9];
+    adjugate3(m, r);
+    const double det = m[0] * r[0] + m[1] * r[3] + m[2] * r[6];
+    if (!(std::abs(det) > 1e-300) || !std::isfinite(det)) return false;
+    for (int i = 0; i < 9; ++i)
+        out[i] = r[i] / det;
+    return true;
+}
+
+bool project(const double m[9], double x, double y, double& ox, double& oy) {
+    const double w = m[6] * x + m[7] * y + m[8];
+    if (!(w > 0)) return false;
+    ox = (m[0] * x + m[1] * y + m[2]) / w;
+    oy = (m[3] * x + m[4] * y + m[5]) / w;
+    return std::isfinite(ox) && std::isfinite(oy);
+}
+
+void squareToQuad(const double p[8], double m[9]) {
+    const double x0 = p[0], y0 = p[1], x1 = p[2], y1 = p[3];
+    const double x2 = p[4], y2 = p[5], x3 = p[6], y3 = p[7];
     const double sx = x0 - x1 + x2 - x3, sy = y0 - y1 + y2 - y3;
     double g = 0, h = 0;
     if (sx != 0 || sy != 0) {
@@ -61,36 +109,20 @@ void squareToQuad(const Quad& q, double m[9]) {
     m[8] = 1;
 }
 
-void adjugate(const double m[9], double r[9]) {
-    r[0] = m[4] * m[8] - m[5] * m[7];
-    r[1] = m[2] * m[7] - m[1] * m[8];
-    r[2] = m[1] * m[5] - m[2] * m[4];
-    r[3] = m[5] * m[6] - m[3] * m[8];
-    r[4] = m[0] * m[8] - m[2] * m[6];
-    r[5] = m[2] * m[3] - m[0] * m[5];
-    r[6] = m[3] * m[7] - m[4] * m[6];
-    r[7] = m[1] * m[6] - m[0] * m[7];
-    r[8] = m[0] * m[4] - m[1] * m[3];
-}
-
-}  // namespace
-
-std::shared_ptr<const PerspectiveWarp> PerspectiveWarp::make(NodePtr input, const Rect& reference,
-                                                             const Quad& quad, bool tile) {
+std::shared_ptr<const ProjectiveWarp> ProjectiveWarp::fromQuad(NodePtr input, const Rect& reference,
+                                                               const Quad& quad, bool tile) {
     if (reference.isEmpty() || reference.isUnbounded() || !convexQuad(quad)) return nullptr;
+    const double corners[8] = {quad.bl[0], quad.bl[1], quad.br[0], quad.br[1],
+                               quad.tr[0], quad.tr[1], quad.tl[0], quad.tl[1]};
     double fwd[9], inv[9];
-    squareToQuad(quad, fwd);
-    adjugate(fwd, inv);
+    squareToQuad(corners, fwd);
+    adjugate3(fwd, inv);
     // Points relative to the quadrilateral's centre keep float arithmetic
     // accurate near it.
     const double ox = (quad.bl[0] + quad.br[0] + quad.tr[0] + quad.tl[0]) / 4;
     const double oy = (quad.bl[1] + quad.br[1] + quad.tr[1] + quad.tl[1]) / 4;
     double rel[9];
-    for (int r = 0; r < 3; ++r) {
-        rel[3 * r] = inv[3 * r];
-        rel[3 * r + 1] = inv[3 * r + 1];
-        rel[3 * r + 2] = inv[3 * r] * ox + inv[3 * r + 1] * oy + inv[3 * r + 2];
-    }
+    relativeTo(inv, ox, oy, rel);
     // The centre lies inside the quadrilateral: w is positive there once the
     // sign is fixed, and positive w marks the visible side of the horizon.
     double scale = 0;
@@ -110,36 +142,61 @@ std::shared_ptr<const PerspectiveWarp> PerspectiveWarp::make(NodePtr input, cons
         // An infinite input keeps reading beyond the reference rectangle.
         if (input->extent().isInfinite()) extent = Rect::infinite();
     }
-    return std::make_shared<PerspectiveWarp>(std::move(input), extent, reference, rel, ox, oy,
-                                             tile);
+    return std::make_shared<ProjectiveWarp>(std::move(input), extent, rel, ox, oy, reference, tile,
+                                            true);
 }
 
-PerspectiveWarp::PerspectiveWarp(NodePtr input, Rect extent, const Rect& reference,
-                                 const double inverse[9], double originX, double originY, bool tile)
+std::shared_ptr<const ProjectiveWarp> ProjectiveWarp::fromMatrix(NodePtr input, const Rect& extent,
+                                                                 const double matrix[9]) {
+    double scale = 0;
+    for (int i = 0; i < 9; ++i) {
+        if (!std::isfinite(matrix[i])) return nullptr;
+        scale = std::max(scale, std::abs(matrix[i]));
+    }
+    double inv[9];
+    if (!(scale > 0) || !invert3(matrix, inv)) return nullptr;
+    // Points relative to the extent's centre keep float arithmetic accurate
+    // near it.
+    const bool bounded = !extent.isInfinite() && !extent.isUnbounded() && !extent.isEmpty();
+    const double ox = bounded ? extent.x + extent.w / 2 : 0,
+                 oy = bounded ? extent.y + extent.h / 2 : 0;
+    double rel[9];
+    relativeTo(matrix, ox, oy, rel);
+    // Scaled so the divisor is near 1 at the origin, where float keeps its
+    // precision; by a positive factor, which keeps the visible side.
+    const double norm = std::abs(rel[8]) > 1e-12 ? 1.0 / std::abs(rel[8]) : 1.0;
+    for (double& v : rel)
+        v *= norm;
+    return std::make_shared<ProjectiveWarp>(std::move(input), extent, rel, ox, oy, Rect{0, 0, 1, 1},
+                                            false, false);
+}
+
+ProjectiveWarp::ProjectiveWarp(NodePtr input, Rect extent, const double matrix[9], double originX,
+                               double originY, const Rect& reference, bool tile, bool quad)
     : WarpNode({std::move(input)}, extent, Rect::infinite()),
-      m_reference(reference),
       m_ox(originX),
       m_oy(originY),
       m_oxf(float(originX)),
       m_oyf(float(originY)),
-      m_tile(tile) {
+      m_reference(reference),
+      m_tile(tile),
+      m_quad(quad) {
     for (int i = 0; i < 9; ++i) {
-        m_inv[i] = inverse[i];
-        m_invf[i] = float(inverse[i]);
+        m_m[i] = matrix[i];
+        m_f[i] = float(matrix[i]);
     }
 }
 
-bool PerspectiveWarp::unitPoint(double x, double y, double& u, double& v) const {
-    const double px = x - m_ox, py = y - m_oy;
-    const double w = m_inv[6] * px + m_inv[7] * py + m_inv[8];
-    if (!(w > 0)) return false;
-    u = (m_inv[0] * px + m_inv[1] * py + m_inv[2]) / w;
-    v = (m_inv[3] * px + m_inv[4] * py + m_inv[5]) / w;
-    return std::isfinite(u) && std::isfinite(v);
+const char* ProjectiveWarp::kind() const {
+    return !m_quad ? "homography" : m_tile ? "perspective-tile" : "perspective";
 }
 
-void PerspectiveWarp::mapSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
-    const float* m = m_invf;
+bool ProjectiveWarp::sourcePoint(double x, double y, double& sx, double& sy) const {
+    return project(m_m, x - m_ox, y - m_oy, sx, sy);
+}
+
+void ProjectiveWarp::mapSpan(int x, int y, int n, float fx, float fy, float* sx, float* sy) const {
+    const float* m = m_f;
     // Relative to the origin: (x - ox) exactly as float(x) - ox per pixel.
     const float py = float(y) + fy - m_oyf;
     const F4 rowU = f4(m[1] * py + m[2]), rowV = f4(m[4] * py + m[5]), rowW = f4(m[7] * py + m[8]);
@@ -156,23 +213,27 @@ void PerspectiveWarp::mapSpan(int x, int y, int n, float fx, float fy, float* sx
             u = fract(vmax(vmin(u, f4(1e6f)), f4(-1e6f)));
             v = fract(vmax(vmin(v, f4(1e6f)), f4(-1e6f)));
         }
+        if (m_quad) {
+            u = rx + u * rw;
+            v = ry + v * rh;
+        }
         const I4 behind = w <= 0.0f;
-        store4(sx + i, select(behind, nan, rx + u * rw));
-        store4(sy + i, select(behind, nan, ry + v * rh));
+        store4(sx + i, select(behind, nan, u));
+        store4(sy + i, select(behind, nan, v));
     }
 }
 
-Rect PerspectiveWarp::sourceBounds(const Rect& output) const {
+Rect ProjectiveWarp::sourceBounds(const Rect& output) const {
     if (m_tile) return m_reference;
     if (output.isInfinite() || output.isUnbounded()) return Rect::infinite();
-    // Lines map to lines: the source of a rectangle on the visible side is
-    // the quadrilateral of its mapped corners.
+    // Lines map to lines: a rectangle wholly on the visible side maps into
+    // the box of its mapped corners.
     const double cx[4] = {output.x, output.right(), output.right(), output.x};
     const double cy[4] = {output.y, output.y, output.top(), output.top()};
     double u0 = std::numeric_limits<double>::infinity(), u1 = -u0, v0 = u0, v1 = -u0;
     for (int i = 0; i < 4; ++i) {
         double u, v;
-        if (!unitPoint(cx[i], cy[i], u, v)) return Rect::infinite();
+        if (!sourcePoint(cx[i], cy[i], u, v)) return Rect::infinite();
         u0 = std::min(u0, u);
         u1 = std::max(u1, u);
         v0 = std::min(v0, v);
@@ -182,15 +243,15 @@ Rect PerspectiveWarp::sourceBounds(const Rect& output) const {
             (u1 - u0) * m_reference.w, (v1 - v0) * m_reference.h};
 }
 
-int PerspectiveWarp::supersampling(const IRect& block) const {
-    // Source distance covered per output pixel along the block's edges.
+int ProjectiveWarp::supersampling(const IRect& block) const {
+    // Input distance covered per output pixel along the block's edges.
     const double xs[4] = {double(block.x), double(block.right()), double(block.right()),
                           double(block.x)};
     const double ys[4] = {double(block.y), double(block.y), double(block.top()),
                           double(block.top())};
     double pu[4], pv[4];
     for (int i = 0; i < 4; ++i) {
-        if (!unitPoint(xs[i], ys[i], pu[i], pv[i])) return 4;
+        if (!sourcePoint(xs[i], ys[i], pu[i], pv[i])) return 4;
         pu[i] *= m_reference.w;
         pv[i] *= m_reference.h;
     }
