@@ -23,8 +23,8 @@ public:
     // their own, whose pixels Qt's raster engine computes differently under another clip.
     static bool isSafe(const QPicture& picture);
 
-    // The rows of a band for a picture of size on the current thread pool: one band per
-    // thread, or the whole height when the picture is too small to be worth splitting.
+    // The rows of a band when the caller names none: for now the whole height (see the
+    // definition for the figures).
     static int defaultBandRows(QSize size);
 
     // Calls draw(painter) once per band of bandRows rows of image (the last band may be

@@ -93,9 +93,9 @@ public:
     // checkPictureSize, the memory cannot be had, or the picture is null.
     QImage rasterize(QSize pixelSize, QString* error = nullptr) const;
 
-    // rasterize(), with a recorded drawing replayed in parallel bands of bandRows rows (0: one
-    // band per thread of the current pool, for large pictures). The pixels are the same for
-    // every band height; a drawing that sets clips of its own is replayed whole.
+    // rasterize(), with a recorded drawing replayed in parallel bands of bandRows rows (0: the
+    // default band height, BandedReplay::defaultBandRows). The pixels are the same for every
+    // band height; drawings whose pixels depend on the clip are replayed whole.
     QImage rasterizeInBands(QSize pixelSize, int bandRows, QString* error = nullptr) const;
 
     // The bitmap representation as it was given or decoded (any QImage format), or a null
