@@ -2,8 +2,9 @@
 // Replays a recorded drawing into a raster picture in horizontal bands of whole rows, one band
 // per task on the thread pool. Every band paints through its own painter on a view of the
 // whole picture's pixels, clipped to the band's rows, under the very transform a single replay
-// would use: the rasteriser then computes each pixel from the same fixed-point coordinates, and
-// the bands together hold the pixels of one whole replay, bit for bit.
+// would use, and is handed only the shapes that reach its rows: the rasteriser computes each
+// pixel from the same fixed-point coordinates, and the bands together hold the pixels of one
+// whole replay, bit for bit.
 
 #include <functional>
 
@@ -23,8 +24,8 @@ public:
     // their own, whose pixels Qt's raster engine computes differently under another clip.
     static bool isSafe(const QPicture& picture);
 
-    // The rows of a band when the caller names none: for now the whole height (see the
-    // definition for the figures).
+    // The rows of a band when the caller names none: one band per thread of the current pool,
+    // or the whole height when the picture is too small to be worth splitting.
     static int defaultBandRows(QSize size);
 
     // Calls draw(painter) once per band of bandRows rows of image (the last band may be
