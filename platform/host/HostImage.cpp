@@ -1,5 +1,6 @@
 #include "platform/host/HostImage.h"
 
+#include "platform/host/BandedReplay.h"
 #include "platform/host/ImageLimits.h"
 #include "platform/host/TiffCodec.h"
 
@@ -38,6 +39,9 @@ struct HostImage::Data {
     // Neither a poppler document nor a QPicture's replay (which moves a read position inside
     // the shared picture) may be used by two threads at once; copies of a picture share this.
     mutable std::mutex renderMutex;
+    // Drawing: whether the recording may be replayed band by band, found on first use.
+    mutable std::once_flag bandCheck;
+    mutable bool bandSafe = false;
 };
 
 namespace {
@@ -585,6 +589,10 @@ void HostImage::drawInRect(QPainter& painter, const QRectF& target, const QRectF
 }
 
 QImage HostImage::rasterize(QSize pixelSize, QString* error) const {
+    return rasterizeInBands(pixelSize, 0, error);
+}
+
+QImage HostImage::rasterizeInBands(QSize pixelSize, int bandRows, QString* error) const {
     if (!m_data) {
         setError(error, QCoreApplication::translate("HostImage", "The picture is empty"));
         return {};
@@ -606,11 +614,37 @@ QImage HostImage::rasterize(QSize pixelSize, QString* error) const {
         return {};
     }
     out.fill(Qt::transparent);
-    QPainter painter(&out);
-    drawInRect(painter, QRectF(QPointF(0, 0), QSizeF(pixelSize)));
-    painter.end();
+    const QRectF target(QPointF(0, 0), QSizeF(pixelSize));
+    const int rows = bandRows > 0 ? bandRows : BandedReplay::defaultBandRows(pixelSize);
+    if (native && rows < pixelSize.height() && replaysInBands()) {
+        // Replaying moves a read position inside the picture, so each band replays its own
+        // copy of the recorded bytes.
+        QByteArray bytes;
+        {
+            const std::lock_guard<std::mutex> lock(m_data->renderMutex);
+            bytes = QByteArray(m_data->picture.data(), m_data->picture.size());
+        }
+        BandedReplay::run(out, rows, [&](QPainter& painter) {
+            QPicture own;
+            own.setData(bytes.constData(), uint(bytes.size()));
+            std::mutex unshared;
+            drawPicture(own, unshared, painter, target, QRectF(QPointF(0, 0), m_data->points));
+        });
+    } else {
+        QPainter painter(&out);
+        drawInRect(painter, target);
+    }
     if (native) out.convertTo(QImage::Format_RGBA8888_Premultiplied);
     return out;
+}
+
+bool HostImage::replaysInBands() const {
+    if (!m_data || m_data->kind != Representation::Drawing) return false;
+    std::call_once(m_data->bandCheck, [this] {
+        const std::lock_guard<std::mutex> lock(m_data->renderMutex);
+        m_data->bandSafe = BandedReplay::isSafe(m_data->picture);
+    });
+    return m_data->bandSafe;
 }
 
 QImage HostImage::bitmap() const {

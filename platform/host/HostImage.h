@@ -93,6 +93,11 @@ public:
     // checkPictureSize, the memory cannot be had, or the picture is null.
     QImage rasterize(QSize pixelSize, QString* error = nullptr) const;
 
+    // rasterize(), with a recorded drawing replayed in parallel bands of bandRows rows (0: the
+    // default band height, BandedReplay::defaultBandRows). The pixels are the same for every
+    // band height; drawings whose pixels depend on the clip are replayed whole.
+    QImage rasterizeInBands(QSize pixelSize, int bandRows, QString* error = nullptr) const;
+
     // The bitmap representation as it was given or decoded (any QImage format), or a null
     // image for vector and null pictures.
     QImage bitmap() const;
@@ -114,6 +119,9 @@ public:
 private:
     struct Data;
     explicit HostImage(std::shared_ptr<const Data> data);
+
+    // Whether a recorded drawing may be replayed band by band (checked once per picture).
+    bool replaysInBands() const;
 
     // The picture's natural pixel size, rasterised when it is a vector picture.
     QImage naturalBitmap(QString* error) const;
