@@ -408,14 +408,14 @@ void CIFImageEditorController::fillComponentRows(const QStringList& keys,
             const CIFFilterControls::TransformParts parts =
                 CIFFilterControls::decompose(transformOf(current));
             for (int k = 0; k < 4; ++k) {
-                const TransformRow& spec = kTransformRows[k];
-                const QString component = QLatin1String(spec.component);
+                const TransformRow& row = kTransformRows[k];
+                const QString component = QLatin1String(row.component);
                 const double value = [&] {
                     CIFFilterControls::TransformParts p = parts;
                     return transformPart(p, component);
                 }();
-                fillRow(m_transformRows[k], QVariantList{key, component}, std::min(spec.min, value),
-                        std::max(spec.max, value), value, false);
+                fillRow(m_transformRows[k], QVariantList{key, component}, std::min(row.min, value),
+                        std::max(row.max, value), value, false);
                 if (m_transformRows[k].stepper) m_transformRows[k].stepper->setSingleStep(0.1);
             }
             for (int k = 0; k < 2; ++k) {
