@@ -385,7 +385,7 @@ TEST(BuiltinColorSpans, MatrixSpanAgreesWithItsScalarTwinAtEveryLength) {
             std::vector<float> b = a;
             builtins::premulMatrixSpan(a.data(), n, m);
             builtins::premulMatrixSpanScalar(b.data(), n, m);
-            EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0)
+            EXPECT_TRUE(a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0)
                 << "length " << n;
         }
 }

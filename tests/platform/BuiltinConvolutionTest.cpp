@@ -296,7 +296,9 @@ TEST(BuiltinConvolutionSpans, VectorSpansAgreeWithTheirScalarTwins) {
             builtins::maxOfTwoSpanScalar(o2.data(), data.data() + 1, data.data() + 35, n);
             builtins::minOfTwoSpan(o.data(), data.data() + 7, data.data() + 50, n);
             builtins::minOfTwoSpanScalar(o2.data(), data.data() + 7, data.data() + 50, n);
-            ASSERT_EQ(std::memcmp(o.data(), o2.data(), o.size() * sizeof(float)), 0) << n;
+            ASSERT_TRUE(o.empty() ||
+                        std::memcmp(o.data(), o2.data(), o.size() * sizeof(float)) == 0)
+                << n;
         }
     });
 }

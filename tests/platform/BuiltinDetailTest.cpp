@@ -56,7 +56,7 @@ Picture picture(int w, int h, const std::function<void(int, int, float*)>& fill)
 // Opaque noise over a dark square on a light ground, a translucent stripe.
 Picture busy(int w, int h) {
     return picture(w, h, [w, h](int x, int y, float* p) {
-        const uint32_t hash = uint32_t(x * 73856093) ^ uint32_t(y * 19349663);
+        const uint32_t hash = uint32_t(x) * 73856093u ^ uint32_t(y) * 19349663u;
         const bool square = x > w / 3 && x < 2 * w / 3 && y > h / 3 && y < 2 * h / 3;
         const float a = (x + 2 * y) % 31 < 4 ? 0.5f : 1.0f;
         for (int c = 0; c < 3; ++c)

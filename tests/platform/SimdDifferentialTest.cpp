@@ -56,7 +56,8 @@ TEST(SimdDifferential, DecodeMatchesScalarForEveryTailLength) {
             std::vector<float> fast(size_t(n) * 4, -1.0f), ref(size_t(n) * 4, -2.0f);
             decodeRGBA8(in.data(), fast.data(), n, WorkingSpace::LinearSRGB);
             decodeRGBA8Scalar(in.data(), ref.data(), n, WorkingSpace::LinearSRGB);
-            ASSERT_EQ(0, std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float)))
+            ASSERT_TRUE(fast.empty() ||
+                        std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float)) == 0)
                 << "n=" << n;
         }
     }
@@ -130,7 +131,8 @@ TEST(SimdDifferential, BlurPassesMatchScalarOnEveryTarget) {
                                   width);
                     blur::runPassScalar(k, in.data(), width, span.begin, ref.data(), width, first,
                                         rows, width);
-                    ASSERT_EQ(0, std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float)))
+                    ASSERT_TRUE(fast.empty() || std::memcmp(fast.data(), ref.data(),
+                                                            fast.size() * sizeof(float)) == 0)
                         << "first=" << first << " rows=" << rows;
                 }
                 if (k.kind == blur::Kernel1D::Kind::Recursive) continue;
@@ -141,7 +143,8 @@ TEST(SimdDifferential, BlurPassesMatchScalarOnEveryTarget) {
                     std::vector<float> fast(size_t(n) * 4 + 4, 7.0f), ref = fast;
                     blur::runRowPass(k, in.data(), span.begin, fast.data(), first, n);
                     blur::runRowPassScalar(k, in.data(), span.begin, ref.data(), first, n);
-                    ASSERT_EQ(0, std::memcmp(fast.data(), ref.data(), fast.size() * sizeof(float)))
+                    ASSERT_TRUE(fast.empty() || std::memcmp(fast.data(), ref.data(),
+                                                            fast.size() * sizeof(float)) == 0)
                         << "first=" << first << " n=" << n;
                 }
             }
